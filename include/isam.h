@@ -1,0 +1,515 @@
+/*
+ * isam.h - indexed-sequential files: the whole interface of the library.
+ *
+ * A file set is named by a base path. NAME.dat holds the records in slots of
+ * one length, NAME.idx holds the indexes, and an optional one-line NAME.lnk
+ * sends both elsewhere. Several processes may work on a file set at once.
+ *
+ * Conventions
+ *
+ *  1. Calls return 0 on success and -1 on failure, unless they say otherwise.
+ *     A failed call leaves the reason in iserrno: one of the codes 100..134
+ *     below, or the system's errno when a system call failed; iserrio then
+ *     tells which: 0x10 open, 0x20 create, 0x30 seek, 0x40 read, 0x50 write,
+ *     0x60 lock, plus 1 for the index file, 2 for the data file, 3 for the
+ *     audit trail, 6 for the log. After a success iserrno is 0.
+ *  2. isrecnum and isreclen are handed to every call on an open file and come
+ *     back from it. Record numbers count slots from 1 to 2147483647.
+ *  3. A descriptor is a small number counted from 0, the lowest one free. Any
+ *     call on a descriptor that is not open fails with 101.
+ *  4. A file opened ISINPUT refuses every changing call with 102, one opened
+ *     ISOUTPUT every reading call. Reading calls are marked [read], changing
+ *     ones [write], those that either access mode allows [any].
+ *  5. Records, names, keys and results that the caller passes belong to the
+ *     caller and are not kept. A null pointer in their place gives 102, a null
+ *     key description 103. Every record buffer has at least the record length.
+ *  6. Each handle has one position per index, and one in record-number order.
+ *     Calls say when they move it. A failed call leaves it where it was,
+ *     unless the call says otherwise.
+ *  7. Every call on an open file holds a short lock on the index file for its
+ *     own duration, shared for reading, exclusive for changing, and waits for
+ *     it. Record locks stay until they are released.
+ *  8. Any call can report a failed system call as in 1, or 105 for a damaged
+ *     file. Exhausted memory and broken invariants end the process with
+ *     status 1 after a message, see isfatal.
+ *  9. A failed change leaves the files as they were, except where the system
+ *     itself fails between two writes.
+ * 10. The library is for one thread at a time. Locks belong to the process, so
+ *     a child made by fork must open its files itself, and closing any other
+ *     descriptor of NAME.idx or NAME.dat in the process loses its locks.
+ */
+#ifndef ISAM_H
+#define ISAM_H
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+#ifndef ISAM_API
+#if defined(__GNUC__)
+#define ISAM_API __attribute__((visibility("default")))
+#else
+#define ISAM_API
+#endif
+#endif
+
+/* ------------------------------------------------------------------ modes */
+
+/* Access, bits 0-1 of an open mode; exactly one. */
+#define ISINPUT 0x0000  /* read only */
+#define ISOUTPUT 0x0001 /* write only */
+#define ISINOUT 0x0002  /* read and write */
+
+/* Flags of an open mode. */
+#define ISTRANS 0x0004    /* the file takes part in transactions */
+#define ISNOLOG 0x0008    /* changes of this file are never logged */
+#define ISVARLEN 0x0010   /* variable-length records */
+#define ISCOMPRESS 0x0020 /* with ISVARLEN: compressed variable parts */
+#define ISSYNCWR 0x0040   /* each write waits for the device */
+#define ISMASK 0x0080     /* records carry a mask: bit i set keeps a record out of index i */
+#define ISVARAUTO 0x8000  /* isopen only: take ISVARLEN from the file */
+
+/* Locking, one of them; ISLOCKMANUAL where none is given. */
+#define ISLOCKNONE 0x0100   /* no locks at all; the files are opened for reading only */
+#define ISLOCKAUTO 0x0200   /* each read locks the record it returns, each move releases it */
+#define ISLOCKMANUAL 0x0400 /* records are locked when the caller asks */
+#define ISLOCKEXCL 0x0800   /* nobody else may have the file open */
+
+/* Read modes: the low byte of isread's mode, and isstart's mode. */
+#define ISFIRST 0 /* first record in the current order */
+#define ISLAST 1  /* last record */
+#define ISNEXT 2  /* the one after the position */
+#define ISPREV 3  /* the one before the position */
+#define ISCURR 4  /* the one at the position */
+#define ISEQUAL 5 /* first one whose key equals the key in the record */
+#define ISGREAT 6 /* first one whose key is greater */
+#define ISGTEQ 7  /* first one whose key is equal or greater */
+
+/* Read flags, added to isread's mode. */
+#define ISLOCK 0x0100 /* lock the record and keep the lock */
+#define ISWAIT 0x0400 /* wait for a lock that another one holds */
+
+/* ------------------------------------------------------- key descriptions */
+
+/* Flags of a key description. */
+#define ISNODUPS 0x00    /* a key may occur once */
+#define ISDUPS 0x01      /* a key may occur any number of times */
+#define ISDUPCOMP 0x02   /* a repeated key is stored once */
+#define ISLEADCOMP 0x04  /* leading bytes shared with the key before are not stored */
+#define ISTRAILCOMP 0x08 /* trailing fill bytes are not stored */
+#define ISTRAILNUL 0x10  /* that fill byte is NUL instead of blank */
+#define ISNULLKEY 0x20   /* keys made of the parts' null bytes alone are not indexed */
+
+/* Types of a key part, the low six bits of its type. */
+#define CHARTYPE 0     /* bytes */
+#define INTTYPE 1      /* 2-byte integer, see stint */
+#define LONGTYPE 2     /* 4-byte integer, see stlong */
+#define DOUBLETYPE 3   /* the machine's double */
+#define FLOATTYPE 4    /* the machine's float */
+#define MINTTYPE 5     /* the machine's 2-byte integer */
+#define MLONGTYPE 6    /* the machine's 4-byte integer */
+#define STRINGTYPE 7   /* text up to a NUL */
+#define QUADTYPE 8     /* isCustCmp only: the machine's 8-byte integer */
+#define BYTETYPE 10    /* isCustCmp only: one unsigned byte */
+#define RFATYPE 11     /* isCustCmp only: a 6-byte address */
+#define COLLATETYPE 12 /* isCustCmp only: text in the order of the locale */
+#define ISDESC 0x80    /* added to a type: this part sorts descending */
+
+#define ISMAXPARTS 10    /* parts of a key */
+#define ISMAXKEYLEN 128  /* bytes of a key */
+#define ISMAXINDEXES 9   /* an index more is refused */
+#define ISUSERINFOLEN 10 /* bytes that isuserinfo moves */
+
+typedef struct keypart {
+    short start;         /* offset in the record, from 0 */
+    short length;        /* bytes, a multiple of the type's unit */
+    unsigned short type; /* type code + ISDESC + null-fill byte * 256 */
+} KeyPart;
+
+/* Parts 0..nparts-1 make the key, in that order, 128 bytes at the most. No
+ * parts at all stand for record-number order. The library computes keyLength
+ * and rootNode; what the caller puts there is ignored. */
+typedef struct keydesc {
+    unsigned short flags;      /* key flags */
+    short nparts;              /* parts in use, 0..10 */
+    KeyPart parts[ISMAXPARTS]; /* the parts */
+    short keyLength;           /* bytes of the whole key */
+    unsigned int rootNode;     /* node number of the index's root */
+} KeyDesc;
+
+/* What isisaminfo tells of a file. */
+typedef struct dictinfo {
+    unsigned short keyCount;     /* number of indexes; + 0x8000 for variable-length records */
+    unsigned short recordLength; /* bytes; the maximum for variable-length records */
+    unsigned short nodeSize;     /* bytes of an index-file node */
+    int recordCount;             /* records in the file */
+} DictInfo;
+
+/* ------------------------------------------------------------ error codes */
+
+#define ISERR_DUPLICATE 100      /* a unique index holds the key already */
+#define ISERR_NOTOPEN 101        /* no such descriptor */
+#define ISERR_ARGUMENT 102       /* argument or access mode does not allow it */
+#define ISERR_KEYDESC 103        /* bad key description, or none such in the file */
+#define ISERR_TOOMANYFILES 104   /* reserved */
+#define ISERR_CORRUPT 105        /* damaged file */
+#define ISERR_NEEDEXCL 106       /* the file must be open with ISLOCKEXCL */
+#define ISERR_LOCKED 107         /* somebody else holds the record or the file */
+#define ISERR_INDEXEXISTS 108    /* the file has that index */
+#define ISERR_PRIMARYKEY 109     /* not with the primary key, or the last index */
+#define ISERR_ENDOFFILE 110      /* beginning or end reached */
+#define ISERR_NOTFOUND 111       /* no such record */
+#define ISERR_NOCURRENT 112      /* no current record, or it is gone */
+#define ISERR_FILEINUSE 113      /* open elsewhere in a way that excludes this */
+#define ISERR_NAMETOOLONG 114    /* name does not fit */
+#define ISERR_LOCKDEVICE 115     /* reserved */
+#define ISERR_NOMEMORY 116       /* reserved */
+#define ISERR_COLLATING 117      /* reserved */
+#define ISERR_LOGREAD 118        /* log record cannot be read */
+#define ISERR_BADLOG 119         /* log record of no known kind */
+#define ISERR_LOGOPEN 120        /* log cannot be opened */
+#define ISERR_LOGWRITE 121       /* log record cannot be written */
+#define ISERR_NOTRANSACTION 122  /* no transaction is open */
+#define ISERR_SHAREDMEMORY 123   /* reserved */
+#define ISERR_NOBEGIN 124        /* reserved */
+#define ISERR_NFS 125            /* reserved */
+#define ISERR_ROWID 126          /* reserved */
+#define ISERR_NOPRIMARYKEY 127   /* the call needs a unique first index */
+#define ISERR_NOLOG 128          /* no log is open */
+#define ISERR_USERS 129          /* reserved */
+#define ISERR_DBSPACE 130        /* reserved */
+#define ISERR_DISKSPACE 131      /* no record or node number is left */
+#define ISERR_ROWSIZE 132        /* record longer than the file's maximum */
+#define ISERR_AUDITEXISTS 133    /* reserved */
+#define ISERR_NOLOCKS 134        /* a handle holds more locks than it can note */
+
+#define ISERR_FIRST 100
+#define ISERR_LAST 134
+
+/* ---------------------------------------------------------------- globals */
+
+extern ISAM_API int iserrno;  /* 0, or why the last call failed */
+extern ISAM_API int iserrio;  /* which system call failed, see convention 1 */
+extern ISAM_API long isrecnum; /* record number, in and out */
+extern ISAM_API int isreclen; /* record length in bytes, in and out */
+
+extern ISAM_API const char *const is_errlist[ISERR_LAST - ISERR_FIRST + 1]; /* message of code c at [c - 100] */
+extern ISAM_API const char *const isCheckMsg[16]; /* message of bit i of a check's result at [i] */
+extern ISAM_API const char *iscopyright;          /* a banner */
+extern ISAM_API const char *isversnumber;         /* "6.11" */
+
+/* ------------------------------------------------------- build, open, close */
+
+/* Makes a file set and opens it.
+ *
+ * name: base path, at most 251 characters with whatever a link file puts in
+ * its place. reclen: bytes of a record, 1..65535, or 0 for a file that keeps
+ * keys without records (not with ISLOCKAUTO, ISMASK or ISVARLEN). key: the
+ * primary key; no parts for a file in record-number order. mode: access,
+ * flags and locking; with ISVARLEN reclen is the maximum and isreclen the
+ * minimum length.
+ *
+ * Returns the descriptor. isreclen becomes the (minimum) record length and
+ * isrecnum 0. The new handle has no position: start or read by mode first.
+ * Errors: 102 bad length or mode, 103 bad key, 113 open in the process,
+ * 114 name too long; EEXIST with iserrio 0x21 or 0x22 for a file that exists.
+ * Files made before a failure stay on disk. */
+ISAM_API int isbuild(const char *name, int reclen, KeyDesc *key, int mode);
+
+/* The same with both lengths as arguments, in bytes. Without ISVARLEN, maxlen
+ * is ignored. */
+ISAM_API int isvbuild(const char *name, int minlen, int maxlen, KeyDesc *key, int mode);
+
+/* Opens a file set.
+ *
+ * mode: access, flags and locking. ISMASK comes from the file. Returns the
+ * descriptor; a second open of the same name shares the system's files with
+ * the first. The position is before the first record of the first index (of
+ * the file, for a file without primary key): ISNEXT returns that record, and
+ * isrecnum is its number, 0 in an empty file.
+ * Errors: 102 ISVARLEN and the file do not agree, or ISLOCKAUTO on a file
+ * without records; 113 open elsewhere and one of the two is ISLOCKEXCL;
+ * 114; ENOENT with iserrio 0x11 or 0x12 for a file that is missing. */
+ISAM_API int isopen(const char *name, int mode);
+
+/* Closes a descriptor and releases its record locks. */
+ISAM_API int isclose(int fd);
+
+/* Closes every descriptor, highest first. */
+ISAM_API int iscleanup(void);
+
+/* Stores the mode word of an open file in *mode. No lock; the globals stay,
+ * unless the descriptor is bad. */
+ISAM_API int isgetmode(int fd, int *mode);
+
+/* Changes the locking of an open file [any]. mode: ISLOCKNONE, ISLOCKAUTO or
+ * ISLOCKMANUAL alone; it is added to the low byte of the old mode. Going from
+ * ISLOCKAUTO to ISLOCKMANUAL releases all record locks of the handle.
+ * Errors: 102 for ISLOCKEXCL, on a file opened so, and for ISLOCKAUTO on a
+ * file without records. */
+ISAM_API int issetmode(int fd, int mode);
+
+/* Switches lock checking on (on not 0) or off [any]: while it is on, a record
+ * can be rewritten or deleted only under a lock of this handle, else 112. */
+ISAM_API int islockcheck(int fd, int on);
+
+/* Switches the precious mode of the file on or off [write]. While it is on,
+ * the numbers of deleted records are not used again; switching it off makes
+ * them free. Kept in the file. */
+ISAM_API int isprecious(int fd, int on);
+
+/* ---------------------------------------------------------------- indexes */
+
+/* Adds an index and fills it from the records [write]. Nobody else may have
+ * the file open. In a file with masks a record is left out when the bit below
+ * the new index's is set in its mask (bit 31 for the first index).
+ * Errors: 100 two records share a key of a unique index; 102 file without
+ * records; 103 bad key or nine indexes; 108 index exists (flags for
+ * duplicates and compression do not count; files with masks may have an index
+ * twice); 109 no parts; 113 file in use, also by another descriptor of this
+ * process. After a failure the file is as before. Positions stay. */
+ISAM_API int isaddindex(int fd, KeyDesc *key);
+
+/* Drops an index [write]. Nobody else may have the file open. Indexes behind
+ * it move down by one; the current index keeps its number where it can.
+ * Errors: 103 no such index, 109 the last index of a file with primary key or
+ * a file without any, 113. */
+ISAM_API int isdelindex(int fd, KeyDesc *key);
+
+/* ------------------------------------------------------- read and position */
+
+/* Reads a record [read]. mode: a read mode plus read flags.
+ *
+ * record receives the record; for ISEQUAL, ISGREAT and ISGTEQ it holds the
+ * key to look for, compared over the length given to the last isstart on the
+ * index. In record-number order ISEQUAL reads record isrecnum, ISGREAT means
+ * ISNEXT and ISGTEQ means ISCURR. isrecnum becomes the record's number,
+ * isreclen its length, and the position moves there. The first ISNEXT after
+ * isopen or isstart returns the record at the position itself, as does ISPREV
+ * after isstart with ISLAST, and the way back from an end that was reached.
+ * ISCURR on a deleted record returns the one that followed it. A mode of 8 to
+ * 255 returns the record isrecnum without moving. With ISLOCK the record
+ * stays locked; without it the read flags only test or await the lock.
+ * Errors: 102 read flags in a file without records; 107 record locked by
+ * somebody else and no ISWAIT: the record has been read and the position moved
+ * all the same; 110 end or beginning (ISFIRST to ISPREV); 111 no such key;
+ * 112 no record for ISCURR; EDEADLK with iserrio 0x62.
+ * A key mode that fails keeps the position's record but takes its key from
+ * the record given: ISNEXT goes on from there. */
+ISAM_API int isread(int fd, char *record, int mode);
+
+/* Chooses an index and a starting point [read]; no record is returned.
+ *
+ * key: the index, or null for the current one with its lengths; no parts
+ * select record-number order. length: leading bytes of the key that count in
+ * ISEQUAL, ISGREAT and ISGTEQ from now on, 0 for all. record: holds the key
+ * for those modes, unused in others. isrecnum becomes the record's number
+ * and the position moves there; ISFIRST and ISLAST succeed in an empty file
+ * too. Under ISLOCKAUTO all record locks of the handle are released.
+ * Errors: 102 length or mode out of range, 103 no such index, 110 to 112 as
+ * for isread. */
+ISAM_API int isstart(int fd, KeyDesc *key, int length, char *record, int mode);
+
+/* Selects index number 1.. or, with 0, record-number order [read]. With
+ * reposition not 0 the position in it is set to record isrecnum, as by
+ * isgoto, and 111 is possible. Error: 103 no such index. */
+ISAM_API int isindex(int fd, int index, int reposition);
+
+/* Positions the current index on a record by number [any]; isrecnum becomes
+ * recnum. Under ISLOCKAUTO all record locks of the handle are released.
+ * Error: 111 no such record, or the current index leaves it out. */
+ISAM_API int isgoto(int fd, long recnum);
+
+/* Reads a record by number without moving [read]; locks nothing. isreclen
+ * becomes its length.
+ * Errors: 102 number outside 1..highest, 111 deleted. */
+ISAM_API int isdata(int fd, char *record, long recnum);
+
+/* Stores the current index (0, 1, ..) and the number of its record (0 for
+ * none) for ispop [any]. */
+ISAM_API int ispush(int fd, int *index, long *recnum);
+
+/* Goes back to what ispush stored: isindex, then isgoto unless recnum is 0.
+ * Errors: 103, 111. */
+ISAM_API int ispop(int fd, int index, long recnum);
+
+/* Installs a filter for isread, or removes it with null. It is called as
+ * filter(fd, record, mode) for each record read, the globals set, and returns
+ * 0 to have it passed over: ISFIRST and ISNEXT then go on with ISNEXT, ISLAST
+ * and ISPREV with ISPREV, the greater modes with ISGREAT from the record's
+ * key, ISCURR and ISEQUAL fail with 111. A filter that returns 0 and leaves
+ * iserrno not 0 ends the read with that error. Sets no globals. */
+ISAM_API int isfilter(int fd, int (*filter)(int fd, char *record, int mode));
+
+/* Stores the highest record number used so far [read]. */
+ISAM_API int isgetlastrec(int fd, long *recnum);
+
+/* Sets the highest record number, 0..2147483647 [write]. It must not be below
+ * that of an existing record. Error: 102 out of range. */
+ISAM_API int issetlastrec(int fd, long recnum);
+
+/* Raises the highest record number by one and stores it [write].
+ * Error: 131 none is left. */
+ISAM_API int islastrec(int fd, long *recnum);
+
+/* ------------------------------------------------ write, rewrite and delete */
+
+/* Adds a record [write]; isrecnum becomes its number. The position stays. In
+ * a file without records the key in record is added with the number isrecnum.
+ * Errors: 100 a unique index holds the key, 131 no record number is left. */
+ISAM_API int iswrite(int fd, char *record);
+
+/* The same, and the new record stays locked. Errors: also 102 in a file
+ * without records, 134. */
+ISAM_API int iswrlock(int fd, char *record);
+
+/* The same as iswrite, then isgoto to the new record. Errors: also 102 in a
+ * file without records, 111 when the current index leaves the record out; the
+ * record is then written all the same. */
+ISAM_API int iswrcurr(int fd, char *record);
+
+/* Replaces the record whose key in the first index equals that in record
+ * [write]; isrecnum becomes its number. The position stays.
+ * Errors: 100; 102 file without records; 107 locked by somebody else; 111 no
+ * such key; 112 lock checking is on and this handle has no lock on it; 127
+ * the first index is missing or allows duplicates. */
+ISAM_API int isrewrite(int fd, char *record);
+
+/* Replaces record number recnum [write]; isrecnum becomes recnum. Errors: 100,
+ * 102 file without records, 107, 112 no such record or not locked. */
+ISAM_API int isrewrec(int fd, long recnum, char *record);
+
+/* Replaces the record at the position of the current index [write]; isrecnum
+ * becomes its number. In a file without records the first index's entry is
+ * replaced by the key in record with the number isrecnum.
+ * Errors: 100, 107, 112 no current record, or it is gone. */
+ISAM_API int isrewcurr(int fd, char *record);
+
+/* Moves to the next record, then replaces the one it came from [read, write].
+ * In a file without records it is the entry moved to that is replaced.
+ * Errors: as isrewcurr; 110 there is no next record: the record has been
+ * replaced all the same. */
+ISAM_API int isrewnxt(int fd, char *record);
+
+/* Deletes the record whose key in the first index equals that in record
+ * [write]. Its number is used again first; a lock of this handle on it is
+ * released. The position stays: ISNEXT finds what followed.
+ * Errors: 107, 111, 112, 127 as for isrewrite. */
+ISAM_API int isdelete(int fd, char *record);
+
+/* Deletes record number recnum [write]. Errors: 102 file without records,
+ * 107, 112. */
+ISAM_API int isdelrec(int fd, long recnum);
+
+/* Deletes the record at the position [write]. Errors: 107; 112 no record is
+ * current, also right after isstart with ISFIRST or ISLAST. */
+ISAM_API int isdelcurr(int fd);
+
+/* Sets the file's unique-id counter, low 32 bits [write]. */
+ISAM_API int issetunique(int fd, long value);
+
+/* Stores the counter's value in *id and adds 1 to it; after 2147483647 comes
+ * 1 [write]. */
+ISAM_API int isuniqueid(int fd, long *id);
+
+/* ------------------------------------------------------------------ locks */
+
+/* Locks all records of the file against other processes, without waiting
+ * [read]. Rewriting or deleting a record opens the lock at that record.
+ * Error: 107 somebody holds a record, also another descriptor of the process. */
+ISAM_API int islock(int fd);
+
+/* Release islock's lock and every record lock of the handle [read]. */
+ISAM_API int isunlock(int fd);
+ISAM_API int isrelease(int fd);
+
+/* Releases the handle's lock on record recnum, if it has one [read].
+ * Error: 102 number below 1. */
+ISAM_API int isrelrec(int fd, long recnum);
+
+/* Releases the handle's lock on record isrecnum, if it has one [read]. */
+ISAM_API int isrelcurr(int fd);
+
+/* ------------------------------------------------------------ information */
+
+/* Stores the key description of index 1.. in buffer (a KeyDesc), or for index
+ * 0 what isisaminfo tells [read]. Error: 102 no such index. */
+ISAM_API int isindexinfo(int fd, void *buffer, int index);
+
+/* Describes the file [read]. For variable-length records isreclen becomes the
+ * minimum length. */
+ISAM_API int isisaminfo(int fd, DictInfo *info);
+
+/* Reads (direction 0) or writes (1) the 10 bytes that a file keeps for the
+ * application [any]. Error: 102 other direction. */
+ISAM_API int isuserinfo(int fd, int direction, void *buffer);
+
+/* Plain looks into a handle: no lock, no globals set. A bad descriptor gives
+ * null or -1, or for the last four the address of the global. */
+ISAM_API const char *isqv_name(int fd); /* base path as given */
+ISAM_API int isqv_datlen(int fd);       /* fixed record length, bytes */
+ISAM_API int isqv_curidx(int fd);       /* current index from 0; the number of indexes or more: record-number order */
+ISAM_API int isqv_idxfd(int fd);        /* system descriptor of the index file */
+ISAM_API int isqv_datfd(int fd);        /* system descriptor of the data file, -1 for none */
+ISAM_API KeyDesc *isqv_kdsc(int fd);    /* description of the current index, null in record-number order */
+ISAM_API long *is_recnum(int fd);       /* the handle's own isrecnum */
+ISAM_API int *is_reclen(int fd);        /* the handle's own isreclen */
+ISAM_API int *is_errno(int fd);         /* the handle's own iserrno */
+ISAM_API int *is_errio(int fd);         /* the handle's own iserrio */
+
+/* The key at the position of the current index, keyLength bytes owned by the
+ * handle; null for a bad descriptor and in record-number order. */
+ISAM_API void *isseekey(int fd);
+
+/* The mask of the last record read from a file with ISMASK, or as last set;
+ * 0 for a bad descriptor. */
+ISAM_API long isgetmask(int fd);
+
+/* Sets the mask that the next write or rewrite stores with its record, low 32
+ * bits: bit i set keeps the record out of index i, counted from 0. */
+ISAM_API int issetmask(int fd, long mask);
+
+/* Nothing is held back, so there is nothing to do: 0 for a descriptor of 0 or
+ * more, -1 for a negative one. */
+ISAM_API int isflush(int fd);
+
+/* Installs a function that is shown the message of a fatal stop in place of
+ * the standard output; null removes it. The process ends when it returns. */
+ISAM_API void isfatal(void (*handler)(char *message));
+
+/* Returns 1. */
+ISAM_API int isthreaded(void);
+
+/* ----------------------------------------------------- numbers in records */
+
+/* Numbers as keys and files hold them: most significant byte first, at any
+ * address. Floating-point numbers keep the machine's form. Storing calls
+ * return 0. The null forms store 0.0 when null is not 0, and on loading set
+ * *null to 1 for a value of zero and to 0 for any other. */
+ISAM_API int ldint(const void *p);                        /* 2 bytes, 0..65535 */
+ISAM_API int stint(int value, void *p);                   /* low 16 bits */
+ISAM_API long ldlong(const void *p);                      /* 4 bytes, signed */
+ISAM_API int stlong(long value, void *p);                 /* low 32 bits */
+ISAM_API int ldchar(const char *src, int n, char *dst);   /* n bytes to text without trailing blanks, dst n + 1 bytes */
+ISAM_API int stchar(const char *src, char *dst, int n);   /* text to n bytes, filled with blanks */
+ISAM_API float ldfloat(const void *p);
+ISAM_API int stfloat(float value, void *p);
+ISAM_API double lddbl(const void *p);
+ISAM_API int stdbl(double value, void *p);
+ISAM_API float ldfltnull(const void *p, short *null);
+ISAM_API int stfltnull(float value, void *p, short null);
+ISAM_API double lddblnull(const void *p, short *null);
+ISAM_API int stdblnull(double value, void *p, short null);
+
+/* Length in bytes of a value of an isCustCmp-only type, 0 for any other. */
+ISAM_API int isCustLen(int type);
+
+/* Compares two values of a part's isCustCmp-only type: below, equal to or
+ * above 0. part: counted from 0. ISDESC does not count; 0 for other types. */
+ISAM_API int isCustCmp(KeyDesc *key, int part, const void *a, const void *b);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* ISAM_H */
