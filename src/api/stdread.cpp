@@ -1,0 +1,99 @@
+// Reading and positioning.
+
+#include "api/stdwrap.h"
+#include "frame/isadmin.h"
+#include "isam.h"
+#include "records/isread.h"
+
+namespace {
+
+constexpr int kModeMask = 0xff;
+constexpr int kNoFollowUp = -1;
+
+// How a read goes on after a rejected record.
+int followUp(int mode) {
+    const int flags = mode & ~kModeMask;
+    switch (mode & kModeMask) {
+    case ISFIRST:
+    case ISNEXT: return flags | ISNEXT;
+    case ISLAST:
+    case ISPREV: return flags | ISPREV;
+    case ISGREAT:
+    case ISGTEQ: return flags | ISGREAT;
+    default: return kNoFollowUp;
+    }
+}
+
+int failed(IsamFile *h, int code) {
+    h->errcode = code;
+    h->errio = 0;
+    return isWrapDone(h, 0);
+}
+
+// Reads until the filter accepts a record. The globals are set each time, so
+// that the filter can look at them, and can leave an error in iserrno.
+int rdfilter(int fd, IsamFile *h, char *record, int mode) {
+    for (int next = mode;;) {
+        if (!isRead(h, record, next)) return isWrapDone(h, 0);
+        isWrapDone(h, 1);
+        if (h->filter(fd, record, mode) != 0) {
+            iserrno = 0;
+            return 0;
+        }
+        // The filter may have closed the file or removed itself.
+        if (isAdmItoD(fd) != h) {
+            iserrno = ISERR_NOTOPEN;
+            return -1;
+        }
+        if (iserrno != 0) return failed(h, iserrno);
+        next = followUp(next);
+        if (next == kNoFollowUp) return failed(h, ISERR_NOTFOUND);
+        if (h->filter == nullptr) return isWrapDone(h, isRead(h, record, next));
+    }
+}
+
+}  // namespace
+
+int isread(int fd, char *record, int mode) {
+    IsamFile *h = isWrapInit(fd);
+    if (h == nullptr) return -1;
+    if (h->filter != nullptr) return rdfilter(fd, h, record, mode);
+    return isWrapDone(h, isRead(h, record, mode));
+}
+
+int isstart(int fd, KeyDesc *key, int length, char *record, int mode) {
+    return isWrapped(fd, [=](IsamFile *h) { return isStart(h, key, length, record, mode); });
+}
+
+int isindex(int fd, int index, int reposition) {
+    return isWrapped(fd, [=](IsamFile *h) {
+        if (!isIndex(h, index)) return 0;
+        return reposition != 0 ? isGoto(h, h->recnum) : 1;
+    });
+}
+
+int isgoto(int fd, long recnum) {
+    return isWrapped(fd, [=](IsamFile *h) { return isGoto(h, recnum); });
+}
+
+int isdata(int fd, char *record, long recnum) {
+    return isWrapped(fd, [=](IsamFile *h) { return isData(h, record, recnum); });
+}
+
+int ispush(int fd, int *index, long *recnum) {
+    return isWrapped(fd, [=](IsamFile *h) { return isPush(h, index, recnum); });
+}
+
+int ispop(int fd, int index, long recnum) {
+    return isWrapped(fd, [=](IsamFile *h) { return isPop(h, index, recnum); });
+}
+
+int isfilter(int fd, int (*filter)(int fd, char *record, int mode)) {
+    IsamFile *h = isAdmItoD(fd);
+    if (h == nullptr) {
+        iserrno = ISERR_NOTOPEN;
+        return -1;
+    }
+    h->filter = filter;
+    return 0;
+}

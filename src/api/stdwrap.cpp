@@ -1,0 +1,44 @@
+#include "api/stdwrap.h"
+
+#include <cerrno>
+
+#include "base/isglobal.h"
+#include "frame/isadmin.h"
+
+IsamFile *isWrapInit(int fd) {
+    IsamFile *h = isAdmItoD(fd);
+    if (h == nullptr) {
+        iserrno = ISERR_NOTOPEN;
+        return nullptr;
+    }
+    h->recnum = isrecnum;
+    h->reclen = isreclen;
+    return h;
+}
+
+int isWrapDone(IsamFile *h, int success) {
+    if (h != nullptr) {
+        isrecnum = h->recnum;
+        isreclen = h->reclen;
+        iserrno = h->errcode;
+        iserrio = h->errio;
+    }
+    return success != 0 ? 0 : -1;
+}
+
+int isWrapRet(int success) {
+    iserrno = success != 0 ? 0 : errno;
+    return success != 0 ? 0 : -1;
+}
+
+int isWrapFind(IsamFile *h) {
+    iserrno = 0;
+    isrecnum = h->recnum;
+    isreclen = h->reclen;
+    return isAdmDtoI(h);
+}
+
+int isWrapTxn(int success) {
+    IsamFile *h = isAdmTxnLast();
+    return h != nullptr ? isWrapDone(h, success) : isWrapRet(success);
+}

@@ -1,0 +1,29 @@
+// Between the caller's world and the operations: descriptors become handles,
+// the globals go in and out. Nothing else happens in this folder.
+#pragma once
+
+#include "base/isfile.h"
+
+// The descriptor's handle with isrecnum and isreclen copied in; null, with
+// iserrno 101, for a descriptor that is not open.
+IsamFile *isWrapInit(int fd);
+
+// Copies the handle's results to the globals; 0 for success, else -1.
+int isWrapDone(IsamFile *h, int success);
+
+// For calls after which no handle exists: iserrno from the system errno, 0
+// after success; iserrio is left alone.
+int isWrapRet(int success);
+
+// After a build or open: the descriptor, isrecnum and isreclen from the handle.
+int isWrapFind(IsamFile *h);
+
+// For calls on transactions: completes on the handle that recovery mapped last,
+// plainly where there is none.
+int isWrapTxn(int success);
+
+// An exported call on an open file: run is given the handle and returns 1 or 0.
+template <typename Run> int isWrapped(int fd, Run &&run) {
+    IsamFile *h = isWrapInit(fd);
+    return h != nullptr ? isWrapDone(h, run(h)) : -1;
+}

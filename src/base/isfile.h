@@ -1,0 +1,126 @@
+// The handle of one open file set.
+//
+// A handle owns its name, header copy, record buffer, lock list, search paths
+// and free-list buffers; isDispose frees them. Everything an operation must
+// find again after a failure lives here, never in a local variable alone.
+#pragma once
+
+#include <csetjmp>
+#include <cstdint>
+
+#include "isam.h"
+
+struct IndexPath;
+
+// Entry classes: what an operation demands of the handle it is given.
+enum EntryClass : int {
+    ISCLASS_NONE = 0,
+    ISCLASS_OPEN = 16,   // open, build, close: the handle need not be registered
+    ISCLASS_ANY = 48,    // a registered handle
+    ISCLASS_READ = 64,   // and not opened for output only
+    ISCLASS_WRITE = 80,  // and not opened for input only
+};
+
+// File kinds; added to an operation number they make iserrio.
+enum FileKind : int {
+    ISKIND_INDEX = 1,
+    ISKIND_DATA = 2,
+    ISKIND_AUDIT = 3,
+    ISKIND_LKI = 4,
+    ISKIND_LOG = 6,
+    ISKIND_LCK = 7,
+};
+
+// Bits of IsamFile::state.
+enum StateBit : std::uint16_t {
+    ISSTATE_NOPRIMARY = 0x01,  // no primary key: record-number order is the first order
+    ISSTATE_NEXTCURR = 0x02,   // the next ISNEXT returns the record at the position
+    ISSTATE_PREVCURR = 0x04,   // the next ISPREV returns the record at the position
+    ISSTATE_LOCKNEW = 0x08,    // lock the record being written
+    ISSTATE_PRECIOUS = 0x10,   // record numbers are not used again
+    ISSTATE_LOCKCHECK = 0x20,  // changes of a record need a lock of this handle
+    ISSTATE_NOCURR = 0x40,     // no current record
+    ISSTATE_PARKED = 0x80,     // closed inside a transaction
+};
+
+// Bits of IsamFile::lockFlags. No operation sets them; see islock.
+enum LockFlag : std::uint8_t {
+    ISLF_SHARED = 0x01,
+    ISLF_EXCLUSIVE = 0x02,
+    ISLF_READPHASE = 0x04,
+    ISLF_WRITEPHASE = 0x08,
+    ISLF_WHOLEDATA = 0x20,
+};
+
+// Load state of a buffer that mirrors a node of the index file.
+enum BufferState : std::uint8_t { ISBUF_EMPTY = 0, ISBUF_CLEAN = 1, ISBUF_DIRTY = 2 };
+
+// One-node cache of a free list.
+struct FreeCache {
+    std::uint8_t *buffer;  // the head node, nodeSize bytes, allocated on first use
+    std::uint8_t state;    // BufferState
+    std::uint32_t head;    // node number of the head node, 0 = list empty
+    std::uint32_t last;    // highest number in use
+    std::uint32_t used;    // used length of the head node
+};
+
+inline constexpr int kMaxPaths = 10;
+inline constexpr int kAuditInfoSize = 2 + 2 + 65;
+
+struct IsamFile {
+    char *name;                // as the caller gave it, no extension
+    int mode;                  // open-mode word
+    std::uint16_t state;       // StateBit
+    int dataFd;                // -1 when closed
+    int recordLength;          // bytes of the fixed part
+    int bufferLength;          // bytes of a slot
+    int varlenInfo;            // maximum record length, 0 for fixed-length records
+    int indexFd;               // -1 when closed
+    int nodeSize;              // bytes
+    int headerByte11;          // width of a duplicate serial, bytes
+    int keyCount;              // indexes
+    int currentIndex;          // keyCount or more: record-number order
+    std::uint32_t keyDescNode; // first key-description node, 0 = none
+    std::uint32_t headerStamp; // change counter last loaded or written
+    std::int32_t uniqueId;     // next unique id
+    IndexPath *indexes[kMaxPaths];
+    FreeCache indexFree, dataFree;
+    std::int32_t *lockList;    // record numbers locked, 0 = free slot
+    std::int16_t lockCount;    // slots in lockList
+    std::uint8_t lockFlags;    // LockFlag
+    int slot;                  // descriptor + 1, 0 = not registered
+    std::uint32_t auditNode;   // node of the audit settings, 0 = none
+    std::uint8_t auditInfo[kAuditInfoSize];
+    int auditFd;               // 0 or below: no audit trail open
+    std::int32_t txnFileId[2]; // writer's process id, logged descriptor
+    std::uint32_t *hashHeads;  // heads of the variable-length space hash
+    std::uint8_t hashStale;    // hashHeads must be read again
+    int (*filter)(int, char *, int);
+    std::uint32_t mask;        // index mask of the current record
+    std::uint8_t *header;      // copy of the header node
+    std::uint8_t *recordBuffer;// one slot
+    int activeClass;           // class of the operation in progress, 0 = none
+    std::jmp_buf recoveryPoint;
+    long recnum;
+    int reclen, errcode, errio;
+    std::uint32_t lastNumber;  // position in record-number order
+
+    std::uint8_t *nodeScratch; // one node, for work that no cache is for
+
+    // What the clean-up after a failure must know.
+    int failedClass;           // class of the operation that failed
+    bool phaseHeld;            // the phase lock is held
+    bool exclHeld;             // the open lock was made exclusive for this operation only
+    std::uint32_t *takenNodes; // while not null: free nodes that index building took
+    std::uint32_t takenCount, takenRoom;
+    bool noteTaken;            // isGetFree notes what it takes from the index list
+};
+
+inline bool hasData(const IsamFile *h) { return h->recordLength != 0; }
+inline bool hasMasks(const IsamFile *h) { return (h->mode & ISMASK) != 0; }
+inline bool hasTails(const IsamFile *h) { return (h->mode & ISVARLEN) != 0; }
+inline bool isPreciousFile(const IsamFile *h) { return (h->state & ISSTATE_PRECIOUS) != 0; }
+inline bool inRecordOrder(const IsamFile *h) { return h->currentIndex >= h->keyCount; }
+
+// Record and node numbers have 31 bits in the files.
+inline constexpr std::uint32_t kMaxNumber = 0x7fffffff;

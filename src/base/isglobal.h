@@ -1,0 +1,27 @@
+// Process-wide state: everything the library keeps outside its handles.
+//
+// The library serves one thread at a time, so none of it is locked. The
+// exported globals (iserrno and its companions) are declared in isam.h.
+#pragma once
+
+#include "isam.h"
+
+struct IsamFile;
+
+// One slot of the descriptor table; its index is the caller's descriptor.
+struct AdmEntry {
+    IsamFile *isam;  // the handle in this slot, null when free
+    void *dup;       // token shared by all slots that have the same file open
+};
+
+using FatalHandler = void (*)(char *message);
+
+struct ProcessState {
+    AdmEntry *adminfo = nullptr;      // descriptor table, null while nothing was ever open
+    int admsize = 0;                  // slots allocated, free ones included
+    int lastid = -1;                  // slot of the last transaction-file search
+    FatalHandler fatcall = nullptr;   // application's fatal-stop callback
+    int logfile = -1;                 // descriptor of the open log, -1 when logging is off
+};
+
+extern ProcessState isProcess;

@@ -1,0 +1,225 @@
+#include "base/issystem.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "base/isfail.h"
+
+namespace {
+
+constexpr const char *kModule = "issystem";
+constexpr int kPermissions = 0666;
+constexpr int kFirstDescriptor = 3;  // 0, 1 and 2 are the standard streams'
+constexpr int kRetriedErrno = 58;    // retried like EINTR; unused here
+
+const char *extension(int kind) {
+    switch (kind) {
+    case ISKIND_INDEX: return ".idx";
+    case ISKIND_DATA: return ".dat";
+    case ISKIND_LKI: return ".lki";
+    case ISKIND_LCK: return ".lck";
+    default: return "";
+    }
+}
+
+// Appends suffix to the name in out, or copies name first when it is given.
+int compose(char *out, const char *name, const char *suffix) {
+    const std::size_t stem = std::strlen(name), tail = std::strlen(suffix);
+    if (stem + tail + 1 > kPathSize) return 0;
+    std::memmove(out, name, stem);
+    std::memcpy(out + stem, suffix, tail + 1);
+    return 1;
+}
+
+// A standard stream that the application has closed must not become one of our
+// files: anything printed there would land in the records.
+int liftDescriptor(int fd) {
+    if (fd < 0 || fd >= kFirstDescriptor) return fd;
+    const int lifted = fcntl(fd, F_DUPFD_CLOEXEC, kFirstDescriptor);
+    const int error = errno;
+    close(fd);
+    errno = error;
+    return lifted;
+}
+
+int openPath(const char *path, int flags) {
+    int fd;
+    do
+        fd = open(path, flags | O_CLOEXEC, kPermissions);
+    while (fd < 0 && errno == EINTR);
+    return liftDescriptor(fd);
+}
+
+int openKind(IsamFile *h, int kind, const char *name, int flags, int io) {
+    char path[kPathSize];
+    if (!makename(path, name, kind)) {
+        if (h != nullptr) isFail(h, ISERR_NAMETOOLONG);
+        errno = ISERR_NAMETOOLONG;
+        return -1;
+    }
+    if (h != nullptr && (h->mode & ISSYNCWR) != 0) flags |= O_SYNC;
+    const int fd = openPath(path, flags);
+    if (h == nullptr) return fd;
+    if (fd < 0) isFail(h, errno, io + kind);
+    storefd(h, fd, kind);
+    return 1;
+}
+
+// Shared end of both transfers: 1 when all bytes moved.
+int finishTransfer(IsamFile *h, int kind, std::int64_t moved, int length, int io) {
+    if (moved == length) return 1;
+    if (h == nullptr) return 0;
+    isFail(h, errno != 0 ? errno : EIO, io + kind);
+}
+
+void kindName(IsamFile *h, char *path, const char *name, int kind) {
+    if (!makename(path, name, kind)) isFail(h, ISERR_NAMETOOLONG);
+}
+
+}  // namespace
+
+int testlink(char *out, const char *name) {
+    char path[kPathSize];
+    if (!compose(path, name, ".lnk")) return compose(out, name, "");
+    const int fd = openPath(path, O_RDONLY);
+    if (fd < 0) return compose(out, name, "");
+    ssize_t length;
+    do
+        length = read(fd, out, kPathSize - 2);
+    while (length < 0 && errno == EINTR);
+    close(fd);
+    if (length <= 0) return compose(out, name, "");
+    // The line ends with its newline, or is cut off after 254 characters; that
+    // last character is dropped.
+    const void *newline = std::memchr(out, '\n', static_cast<std::size_t>(length));
+    const std::size_t stem = newline != nullptr ? static_cast<std::size_t>(static_cast<const char *>(newline) - out)
+                                                : static_cast<std::size_t>(length) - 1;
+    out[stem] = '\0';
+    return 1;
+}
+
+int makename(char *out, const char *name, int kind) {
+    return testlink(out, name) && compose(out, out, extension(kind));
+}
+
+int is_create(IsamFile *h, int kind, const char *name) {
+    int flags = O_RDWR | O_CREAT;
+    if (kind == ISKIND_INDEX || kind == ISKIND_DATA) flags |= O_EXCL;
+    if (kind == ISKIND_AUDIT || kind == ISKIND_LOG) flags |= O_APPEND;
+    return openKind(h, kind, name, flags, ISIO_CREATE);
+}
+
+int is_open(IsamFile *h, int kind, const char *name) {
+    const bool readOnly = h != nullptr && (h->mode & ISLOCKNONE) != 0;
+    return openKind(h, kind, name, readOnly ? O_RDONLY : O_RDWR, ISIO_OPEN);
+}
+
+int is_close(IsamFile *h, int kind) {
+    const int fd = loadfd(h, kind);
+    if (fd < 1) return 1;
+    close(fd);
+    if (h != nullptr) storefd(h, -1, kind);
+    return 1;
+}
+
+int is_read(IsamFile *h, int kind, void *buffer, int length, std::int64_t offset) {
+    const int fd = loadfd(h, kind);
+    const auto size = static_cast<std::size_t>(length);
+    ssize_t moved;
+    do
+        moved = offset == -1 ? read(fd, buffer, size) : pread(fd, buffer, size, static_cast<off_t>(offset));
+    while (moved < 0 && errno == EINTR);
+    return finishTransfer(h, kind, moved, length, ISIO_READ);
+}
+
+int is_write(IsamFile *h, int kind, const void *buffer, int length, std::int64_t offset) {
+    const int fd = loadfd(h, kind);
+    const auto size = static_cast<std::size_t>(length);
+    ssize_t moved;
+    do
+        moved = offset == -1 ? write(fd, buffer, size) : pwrite(fd, buffer, size, static_cast<off_t>(offset));
+    while (moved < 0 && errno == EINTR);
+    return finishTransfer(h, kind, moved, length, ISIO_WRITE);
+}
+
+std::int64_t is_size(IsamFile *h, int kind) {
+    const off_t size = lseek(loadfd(h, kind), 0, SEEK_END);
+    if (size < 0 && h != nullptr) isFail(h, errno, ISIO_SEEK + kind);
+    return size;
+}
+
+std::int64_t is_tell(IsamFile *h, int kind) {
+    const off_t offset = lseek(loadfd(h, kind), 0, SEEK_CUR);
+    if (offset < 0 && h != nullptr) isFail(h, errno, ISIO_SEEK + kind);
+    return offset;
+}
+
+int is_unlink(IsamFile *h, int kind, const char *name) {
+    char path[kPathSize];
+    kindName(h, path, name, kind);
+    if (unlink(path) != 0) isFail(h, errno, ISIO_NAME + kind);
+    return 1;
+}
+
+int is_rename(IsamFile *h, int kind, const char *from, const char *to) {
+    char fromPath[kPathSize], toPath[kPathSize];
+    kindName(h, fromPath, from, kind);
+    kindName(h, toPath, to, kind);
+    if (link(fromPath, toPath) != 0 || unlink(fromPath) != 0) isFail(h, errno, ISIO_NAME + kind);
+    return 1;
+}
+
+int is_lock(IsamFile *h, int kind, std::int64_t start, std::int64_t length, int type) {
+    const int fd = loadfd(h, kind);
+    if (type == ISLT_UNLOCK && fd < 0) return 1;
+
+    int command = F_SETLK;
+    struct flock request;
+    std::memset(&request, 0, sizeof request);
+    request.l_whence = SEEK_SET;
+    request.l_start = static_cast<off_t>(start);
+    request.l_len = static_cast<off_t>(length);
+    switch (type) {
+    case ISLT_UNLOCK: request.l_type = F_UNLCK; break;
+    case ISLT_WRITEWAIT: command = F_SETLKW; [[fallthrough]];
+    case ISLT_WRITE: request.l_type = F_WRLCK; break;
+    case ISLT_READWAIT: command = F_SETLKW; [[fallthrough]];
+    case ISLT_READ: request.l_type = F_RDLCK; break;
+    default: isBroken(kModule, __LINE__);
+    }
+
+    while (fcntl(fd, command, &request) != 0) {
+        if (errno == EINTR || errno == kRetriedErrno) continue;
+        // Systems differ in how they say "held by another process".
+        if (errno == EACCES || errno == EAGAIN) return 0;
+        if (h == nullptr) return 0;
+        isFail(h, errno, ISIO_LOCK + kind);
+    }
+    return 1;
+}
+
+long is_getpid(IsamFile *) { return getpid(); }
+
+long is_getuid(IsamFile *) { return static_cast<long>(getuid() & 0xffff); }
+
+void storefd(IsamFile *h, int descriptor, int kind) {
+    switch (kind) {
+    case ISKIND_INDEX: h->indexFd = descriptor; break;
+    case ISKIND_DATA: h->dataFd = descriptor; break;
+    case ISKIND_AUDIT: h->auditFd = descriptor; break;
+    default: isBroken(kModule, __LINE__);
+    }
+}
+
+int loadfd(IsamFile *h, int kind) {
+    if (h == nullptr) return kind;
+    switch (kind) {
+    case ISKIND_INDEX: return h->indexFd;
+    case ISKIND_DATA: return h->dataFd;
+    case ISKIND_AUDIT: return h->auditFd;
+    default: isBroken(kModule, __LINE__);
+    }
+}

@@ -1,0 +1,73 @@
+#include "frame/isentry.h"
+
+#include <cerrno>
+
+#include "base/isfail.h"
+#include "frame/isadmin.h"
+#include "storage/isfree.h"
+#include "storage/ishead.h"
+#include "tree/ispath.h"
+
+namespace {
+
+constexpr int kAccessMask = 3;
+
+void forgetCaches(IsamFile *h, int entryClass) {
+    isPathClear(h, entryClass);
+    isFreeClear(h, entryClass);
+}
+
+// What is derived from the header must be read again.
+void forgetDerived(IsamFile *h) {
+    h->hashStale = 1;
+    h->auditInfo[0] = h->auditInfo[1] = 0;
+}
+
+}  // namespace
+
+bool isEntry(IsamFile *h, int entryClass) {
+    if (entryClass == ISCLASS_OPEN) {
+        if (h == nullptr) return true;
+    } else if (!isAdmCheck(h)) {
+        errno = h != nullptr ? ISERR_CORRUPT : ISERR_NOTOPEN;
+        return false;
+    }
+    const int access = h->mode & kAccessMask;
+    if ((entryClass == ISCLASS_READ && access == ISOUTPUT) || (entryClass == ISCLASS_WRITE && access == ISINPUT)) {
+        h->errcode = ISERR_ARGUMENT;
+        return false;
+    }
+    h->errio = h->errcode = 0;
+    h->activeClass = entryClass;
+    return true;
+}
+
+void isUndo(IsamFile *h) {
+    h->noteTaken = false;
+    if (h->failedClass == ISCLASS_WRITE) {
+        const std::uint32_t stamp = h->headerStamp;
+        forgetCaches(h, ISCLASS_WRITE);
+        if (h->indexFd >= 0) isLoadHead(h);
+        // The call may have failed before its own refresh: the new counter must
+        // not make older nodes look fresh.
+        if (h->headerStamp != stamp) forgetCaches(h, ISCLASS_READ);
+        forgetDerived(h);
+    }
+    isDropLock(h);
+    if (h->exclHeld) {
+        h->exclHeld = false;
+        isDropExcl(h);
+    }
+    h->failedClass = ISCLASS_NONE;
+    errno = h->errcode;
+}
+
+void isDelta(IsamFile *h) {
+    if ((h->mode & ISLOCKEXCL) != 0) return;
+    const std::uint32_t stamp = h->headerStamp;
+    isLoadHead(h);
+    isCheckHead(h);
+    if (h->headerStamp == stamp) return;
+    forgetCaches(h, ISCLASS_READ);
+    forgetDerived(h);
+}

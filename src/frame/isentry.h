@@ -1,0 +1,78 @@
+// The frame of an operation: entry check, recovery point, the body, and the
+// clean-up after a failure.
+//
+// Between the recovery point and anything that may fail there is no automatic
+// object with a destructor and no memory that only a local variable knows.
+// Operations do not nest on one handle.
+#pragma once
+
+#include <csetjmp>
+#include <cstring>
+
+#include "base/isfile.h"
+#include "lock/islock.h"
+
+// May an operation of this class run on the handle? On a refusal the reason is
+// in errno (101, 105) or in the handle's errcode (102).
+bool isEntry(IsamFile *h, int entryClass);
+
+// Cleans up after a failure: a failed change leaves no trace in memory, no
+// phase lock stays held. A failure in here is the fatal stop "isam crash".
+void isUndo(IsamFile *h);
+
+// Refreshes the handle under a lock: loads the header, and forgets everything
+// cached when another handle or process has changed the file since. Nothing
+// under ISLOCKEXCL.
+void isDelta(IsamFile *h);
+
+// A call of its own for the body: none of its variables lives in the frame that
+// the jump lands in.
+template <typename Body> [[gnu::noinline]] auto isRunBody(Body &body) { return body(); }
+
+// Runs body as an operation and returns its result; 0 after a refusal or a
+// failure.
+template <typename Body> int isOperation(IsamFile *h, int entryClass, Body &&body) {
+    if (!isEntry(h, entryClass)) return 0;
+    if (setjmp(h->recoveryPoint) != 0) {
+        isUndo(h);
+        return 0;
+    }
+    return isRunBody(body);
+}
+
+// Runs body inside an operation and returns false when it fails; the failure is
+// then the caller's to deal with or to raise again, the operation goes on.
+template <typename Body> bool isAttempt(IsamFile *h, Body &&body) {
+    std::jmp_buf outer;
+    std::memcpy(&outer, &h->recoveryPoint, sizeof outer);
+    if (setjmp(h->recoveryPoint) == 0) {
+        isRunBody(body);
+        std::memcpy(&h->recoveryPoint, &outer, sizeof outer);
+        return true;
+    }
+    std::memcpy(&h->recoveryPoint, &outer, sizeof outer);
+    h->activeClass = h->failedClass;
+    return false;
+}
+
+// An operation that reads: body runs under the shared phase lock, refreshed.
+template <typename Body> int isReading(IsamFile *h, int entryClass, Body &&body) {
+    return isOperation(h, entryClass, [h, &body] {
+        isLockRead(h);
+        isDelta(h);
+        const int result = body();
+        isDropLock(h);
+        return result;
+    });
+}
+
+// An operation that changes the file: the same under the exclusive phase lock.
+template <typename Body> int isChanging(IsamFile *h, Body &&body) {
+    return isOperation(h, ISCLASS_WRITE, [h, &body] {
+        isLockWrite(h);
+        isDelta(h);
+        const int result = body();
+        isDropLock(h);
+        return result;
+    });
+}

@@ -1,0 +1,169 @@
+#include "keys/iscomp.h"
+
+#include <cstring>
+
+#include "base/isfail.h"
+#include "base/ismif.h"
+#include "keys/iskey.h"
+#include "keys/isnode.h"
+#include "storage/node_layout.h"
+
+namespace {
+
+constexpr const char *kModule = "iscomp";
+constexpr int kOffsetLine = 59;
+constexpr int kCountLine = 70;
+
+std::uint8_t fillByte(const IndexPath *path) { return (path->keyDesc.flags & ISTRAILNUL) != 0 ? 0x00 : 0x20; }
+
+bool isKeyless(const std::uint8_t *buffer, int offset) {
+    return offset != node::kTreeStart && (buffer[offset - kPointerSize] & kShareBit) != 0;
+}
+
+// The counts in front of an entry's key bytes.
+struct Counts {
+    int leading, trailing, middle;
+    int size;  // bytes of the counts themselves
+};
+
+Counts readCounts(const IndexPath *path, const std::uint8_t *entry) {
+    Counts c = {};
+    if ((path->keyDesc.flags & ISLEADCOMP) != 0) c.leading = static_cast<std::int8_t>(entry[c.size++]);
+    if ((path->keyDesc.flags & ISTRAILCOMP) != 0) c.trailing = static_cast<std::int8_t>(entry[c.size++]);
+    c.middle = keyLength(path) - c.leading - c.trailing;
+    if (c.leading < 0 || c.trailing < 0 || c.middle < 0) isBroken(kModule, kCountLine);
+    return c;
+}
+
+// The current entry becomes the one decoded from start to end.
+void compval(const IndexPath *path, NodeBuf *n, int start, int end) {
+    n->position = start;
+    n->next = end;
+    const std::uint8_t *pointer = n->buffer + end - kPointerSize;
+    n->pointer = ld_long(pointer) & kPointerMask;
+    if (path->dupWidth != 0) n->serial = ldMint(pointer - path->dupWidth, path->dupWidth);
+}
+
+int decode(const IndexPath *path, NodeBuf *n, int offset) {
+    return isCompNext(path, n->buffer, n->used, n->key, offset);
+}
+
+// Decodes from offset while the key looked for sorts after the entry (greater:
+// not before it), at the most up to limit. Returns the last comparison.
+int scan(const IndexPath *path, NodeBuf *n, const std::uint8_t *key, int offset, int limit, bool greater) {
+    int start, order;
+    do {
+        start = offset;
+        offset = decode(path, n, offset);
+        order = isKeyCmp(path, key, n->key);
+    } while ((greater ? order >= 0 : order > 0) && offset < limit);
+    compval(path, n, start, offset);
+    return order;
+}
+
+}  // namespace
+
+int isCompNext(const IndexPath *path, const std::uint8_t *buffer, int used, std::uint8_t *keyArea, int offset) {
+    if (offset < node::kTreeStart || offset >= used) isBroken(kModule, kOffsetLine);
+    const int tail = path->dupWidth + kPointerSize;
+    if (isKeyless(buffer, offset)) return offset + tail;
+    const Counts counts = readCounts(path, buffer + offset);
+    offset += counts.size;
+    std::memcpy(keyArea + counts.leading, buffer + offset, static_cast<std::size_t>(counts.middle));
+    std::memset(keyArea + keyLength(path) - counts.trailing, fillByte(path), static_cast<std::size_t>(counts.trailing));
+    return offset + counts.middle + tail;
+}
+
+bool compsound(const IndexPath *path, const NodeBuf *n) {
+    int offset = node::kTreeStart;
+    while (offset < n->used) {
+        int length = path->dupWidth + kPointerSize;
+        if (!isKeyless(n->buffer, offset)) {
+            const Counts counts = readCounts(path, n->buffer + offset);
+            length += counts.size + counts.middle;
+        }
+        offset += length;
+    }
+    return offset == n->used;
+}
+
+int isCompScan(const IndexPath *path, const NodeBuf *n, std::uint8_t *keyOut, int from, int to) {
+    int offset = from;
+    while (offset < to)
+        offset = isCompNext(path, n->buffer, n->used, keyOut, offset);
+    return offset;
+}
+
+int isCompKey(const IndexPath *path, std::uint8_t *out, const std::uint8_t *previous, const std::uint8_t *key) {
+    const unsigned flags = path->keyDesc.flags;
+    const int whole = keyLength(path);
+    const int shared = previous != nullptr ? findoff(previous, key, whole) : 0;
+    if (previous != nullptr && (flags & ISDUPCOMP) != 0 && shared == whole) return 0;
+
+    int written = 0, leading = 0, trailing = 0;
+    if ((flags & ISLEADCOMP) != 0) {
+        leading = shared;
+        out[written++] = static_cast<std::uint8_t>(leading);
+    }
+    if ((flags & ISTRAILCOMP) != 0) {
+        const std::uint8_t fill = fillByte(path);
+        while (trailing < whole - leading && key[whole - trailing - 1] == fill)
+            ++trailing;
+        out[written++] = static_cast<std::uint8_t>(trailing);
+    }
+    const int middle = whole - leading - trailing;
+    std::memcpy(out + written, key + leading, static_cast<std::size_t>(middle));
+    return written + middle;
+}
+
+bool compmatch(const IndexPath *path, NodeBuf *n, const std::uint8_t *key) {
+    if (n->used <= node::kTreeStart) return false;
+    if (n->position == 0) compval(path, n, node::kTreeStart, decode(path, n, node::kTreeStart));
+    const int order = isKeyCmp(path, key, n->key);
+    if (order > 0 && n->next == n->used) return false;
+    if (order < 0 && n->position == node::kTreeStart) return true;
+    if (order <= 0) return scan(path, n, key, node::kTreeStart, n->next, false) <= 0;
+    return scan(path, n, key, n->next, n->used, false) <= 0;
+}
+
+bool compgreat(const IndexPath *path, NodeBuf *n, const std::uint8_t *key) {
+    if (n->used <= node::kTreeStart) return false;
+    if (n->position == 0) return scan(path, n, key, node::kTreeStart, n->used, true) < 0;
+    const int order = isKeyCmp(path, key, n->key);
+    if (order >= 0 && n->next == n->used) return false;
+    if (order < 0 && n->position == node::kTreeStart) return true;
+    if (order < 0) return scan(path, n, key, node::kTreeStart, n->next, true) < 0;
+    return scan(path, n, key, n->next, n->used, true) < 0;
+}
+
+bool compwalk(const IndexPath *path, NodeBuf *n, int direction) {
+    if (n->used <= node::kTreeStart) return false;
+    const bool current = n->position != 0;
+    int offset = node::kTreeStart, stop = n->used;
+    switch (direction) {
+    case kWalkFirst:
+        if (n->position == node::kTreeStart) return true;
+        stop = node::kTreeStart + 1;
+        break;
+    case kWalkLast:
+        if (current && n->next == n->used) return true;
+        if (current) offset = n->next;
+        break;
+    case kWalkNext:
+        if (current && n->next == n->used) return false;
+        if (current) offset = n->next;
+        stop = offset + 1;
+        break;
+    default:
+        if (!current || n->position == node::kTreeStart) return false;
+        stop = n->position;
+        break;
+    }
+    int start;
+    do {
+        start = offset;
+        offset = decode(path, n, offset);
+    } while (offset < stop);
+    compval(path, n, start, offset);
+    return true;
+}

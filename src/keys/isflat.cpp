@@ -1,0 +1,93 @@
+#include "keys/isflat.h"
+
+#include "base/ismif.h"
+#include "keys/iskey.h"
+#include "keys/isnode.h"
+#include "storage/node_layout.h"
+
+namespace {
+
+int entryCount(const IndexPath *path, const NodeBuf *n) { return (n->used - node::kTreeStart) / path->entrySize; }
+
+int entryOffset(const IndexPath *path, int i) { return node::kTreeStart + i * path->entrySize; }
+
+int compare(const IndexPath *path, const NodeBuf *n, const std::uint8_t *key, int i) {
+    return isKeyCmp(path, key, n->buffer + entryOffset(path, i));
+}
+
+}  // namespace
+
+bool flatsound(const IndexPath *path, const NodeBuf *n) {
+    return (n->used - node::kTreeStart) % path->entrySize == 0;
+}
+
+void flatval(const IndexPath *path, NodeBuf *n, int offset) {
+    n->position = offset;
+    n->next = offset + path->entrySize;
+    n->key = n->buffer + offset;
+    const std::uint8_t *pointer = n->buffer + n->next - kPointerSize;
+    n->pointer = ld_long(pointer) & kPointerMask;
+    if (path->dupWidth != 0) n->serial = ldMint(pointer - path->dupWidth, path->dupWidth);
+}
+
+// The order of comparisons is part of the outcome where keys do not order
+// consistently (both zeros of a floating-point part), so the halving is kept
+// exactly as it has always been.
+bool flatmatch(const IndexPath *path, NodeBuf *n, const std::uint8_t *key) {
+    int hi = entryCount(path, n) - 1;
+    if (hi < 0) return false;
+    if (compare(path, n, key, hi) > 0) {
+        flatval(path, n, entryOffset(path, hi));
+        return false;
+    }
+    int lo = 0;
+    while (hi - lo >= 2) {
+        const int mid = lo + (hi - lo) / 2;
+        if (compare(path, n, key, mid) <= 0)
+            hi = mid;
+        else
+            lo = mid + 1;
+    }
+    flatval(path, n, entryOffset(path, compare(path, n, key, lo) <= 0 ? lo : hi));
+    return true;
+}
+
+bool flatgreat(const IndexPath *path, NodeBuf *n, const std::uint8_t *key) {
+    int hi = entryCount(path, n) - 1;
+    if (hi < 0) return false;
+    if (compare(path, n, key, hi) >= 0) {
+        flatval(path, n, entryOffset(path, hi));
+        return false;
+    }
+    int lo = 0;
+    for (;;) {
+        const int mid = lo + (hi - lo) / 2;
+        const int order = compare(path, n, key, mid);
+        if (hi - lo >= 2) {
+            if (order < 0)
+                hi = mid;
+            else
+                lo = mid + 1;
+            continue;
+        }
+        if (order < 0) {
+            flatval(path, n, entryOffset(path, mid));
+            return true;
+        }
+        flatval(path, n, entryOffset(path, hi));
+        return hi != mid && compare(path, n, key, hi) < 0;
+    }
+}
+
+bool flatwalk(const IndexPath *path, NodeBuf *n, int direction) {
+    int offset = 0;
+    switch (direction) {
+    case kWalkFirst: offset = node::kTreeStart; break;
+    case kWalkLast: offset = n->used - path->entrySize; break;
+    case kWalkNext: offset = n->position != 0 ? n->position + path->entrySize : node::kTreeStart; break;
+    default: offset = n->position - path->entrySize; break;
+    }
+    if (offset < node::kTreeStart || offset + path->entrySize > n->used) return false;
+    flatval(path, n, offset);
+    return true;
+}

@@ -1,0 +1,320 @@
+#include "keys/isindex.h"
+
+#include <cstring>
+
+#include "base/isfail.h"
+#include "base/ismemory.h"
+#include "keys/desc_layout.h"
+#include "keys/iskey.h"
+#include "keys/isnode.h"
+#include "storage/header_layout.h"
+#include "storage/isfree.h"
+#include "storage/ishead.h"
+#include "storage/isidxio.h"
+#include "storage/node_layout.h"
+#include "tree/ispath.h"
+
+namespace {
+
+constexpr int kMaxSerialWidth = 8;
+
+int partSize(unsigned flags) { return (flags & ISNULLKEY) != 0 ? desc::kWidePartSize : desc::kPartSize; }
+
+int entryLength(const KeyDesc *key) { return desc::kHeadSize + key->nparts * partSize(key->flags); }
+
+// The handle's scratch node, for the description nodes.
+std::uint8_t *scratch(IsamFile *h) {
+    if (h->nodeScratch == nullptr) h->nodeScratch = is_new<std::uint8_t>(static_cast<std::size_t>(h->nodeSize));
+    return h->nodeScratch;
+}
+
+// Reads a description node and makes sure that it is one.
+std::uint8_t *readDescNode(IsamFile *h, std::uint32_t number) {
+    std::uint8_t *buffer = scratch(h);
+    isCheckNodeNumber(h, number);
+    isGetNode(h, buffer, number);
+    const int used = node::used(buffer);
+    if (node::mark(buffer, h->nodeSize) != node::kListMark || node::level(buffer, h->nodeSize) != node::kDescLevel ||
+        used < node::kListStart || used > h->nodeSize - node::kTrailerSize)
+        isFail(h, ISERR_CORRUPT);
+    return buffer;
+}
+
+// Length of the entry at offset; 105 where it does not fit its node.
+int checkedLength(IsamFile *h, const std::uint8_t *buffer, int offset) {
+    const int room = node::used(buffer) - offset;
+    const int length = room >= desc::kHeadSize ? ld_int(buffer + offset + desc::kLengthOffset) : 0;
+    if (length < desc::kHeadSize || length > room) isFail(h, ISERR_CORRUPT);
+    return length;
+}
+
+void parseEntry(IsamFile *h, const std::uint8_t *buffer, int offset, KeyDesc *key) {
+    *key = {};
+    const std::uint8_t *entry = buffer + offset;
+    key->rootNode = ld_long(entry + desc::kRootOffset);
+    key->flags = static_cast<unsigned short>(entry[desc::kFlagsOffset] * 2);
+    const int nparts = (ld_int(entry + desc::kLengthOffset) - desc::kHeadSize) / desc::kPartSize;
+    if (nparts > ISMAXPARTS) isFail(h, ISERR_KEYDESC);
+    key->nparts = static_cast<short>(nparts);
+    const int size = partSize(key->flags);
+    if (offset + desc::kHeadSize + nparts * size > h->nodeSize) isFail(h, ISERR_CORRUPT);
+    for (int i = 0; i < nparts; ++i) {
+        const std::uint8_t *stored = entry + desc::kHeadSize + i * size;
+        unsigned length = ld_int(stored + desc::kPartLengthOffset);
+        if (i == 0 && (length & desc::kDupsBit) != 0) {
+            length &= ~desc::kDupsBit;
+            key->flags |= ISDUPS;
+        }
+        KeyPart &part = key->parts[i];
+        part.length = static_cast<short>(length);
+        part.start = static_cast<short>(ld_int(stored + desc::kPartStartOffset));
+        const std::uint8_t *type = stored + desc::kPartTypeOffset;
+        part.type = size == desc::kWidePartSize ? ld_int(type) : *type;
+    }
+}
+
+void storeEntry(std::uint8_t *entry, const KeyDesc *key, std::uint32_t root) {
+    st_int(static_cast<std::uint32_t>(entryLength(key)), entry + desc::kLengthOffset);
+    st_long(root, entry + desc::kRootOffset);
+    entry[desc::kFlagsOffset] = static_cast<std::uint8_t>(key->flags >> 1);
+    const int size = partSize(key->flags);
+    for (int i = 0; i < key->nparts; ++i) {
+        const KeyPart &part = key->parts[i];
+        std::uint8_t *stored = entry + desc::kHeadSize + i * size;
+        const unsigned dups = i == 0 && (key->flags & ISDUPS) != 0 ? desc::kDupsBit : 0;
+        st_int(static_cast<std::uint32_t>(part.length) | dups, stored + desc::kPartLengthOffset);
+        st_int(static_cast<std::uint32_t>(part.start), stored + desc::kPartStartOffset);
+        if (size == desc::kWidePartSize)
+            st_int(part.type, stored + desc::kPartTypeOffset);
+        else
+            stored[desc::kPartTypeOffset] = static_cast<std::uint8_t>(part.type);
+    }
+}
+
+// What follows from the description.
+void initpath(IsamFile *h, IndexPath *path) {
+    KeyDesc &key = path->keyDesc;
+    const int length = isKeyLength(&key);
+    key.keyLength = static_cast<short>(length);
+    path->searchLength = path->startLength = length;
+    path->dupWidth = (key.flags & ISDUPS) != 0 ? h->headerByte11 : 0;
+    path->compressed = (key.flags & kCompressFlags) != 0;
+    path->byteOrder = isByteOrder(&key);
+    path->entrySize = length + kPointerSize + path->dupWidth + ((key.flags & ISLEADCOMP) != 0 ? 1 : 0) +
+                      ((key.flags & ISTRAILCOMP) != 0 ? 1 : 0);
+    // A node that could not be split in two would never take a third entry.
+    const bool fits = node::kTreeStart + 2 * path->entrySize < h->nodeSize - node::kTrailerSize;
+    if (path->dupWidth < 0 || path->dupWidth > kMaxSerialWidth || !fits) isFail(h, ISERR_CORRUPT);
+}
+
+// Adds a path for the description to the table.
+void instpath(IsamFile *h, const KeyDesc *key, std::uint32_t root) {
+    if (h->keyCount >= kMaxPaths) isFail(h, ISERR_KEYDESC);
+    IndexPath *path = is_new<IndexPath>();
+    h->indexes[h->keyCount++] = path;
+    path->keyDesc = *key;
+    path->keyDesc.rootNode = root;
+    initpath(h, path);
+    isPathIns(h, path, root);
+}
+
+void freepath(IsamFile *h, IndexPath *path) {
+    isPathFree(h, path);
+    is_free(path->loose);
+    is_free(path);
+}
+
+// Takes a description into the handle.
+void enter(IsamFile *h, const KeyDesc *key, std::uint32_t root) {
+    if (key->nparts == 0)
+        h->state |= ISSTATE_NOPRIMARY;
+    else
+        instpath(h, key, root);
+}
+
+bool sameParts(const KeyDesc *a, const KeyDesc *b) {
+    if (a->nparts != b->nparts || ((a->flags ^ b->flags) & ISNULLKEY) != 0) return false;
+    for (int i = 0; i < a->nparts; ++i) {
+        const KeyPart &x = a->parts[i], &y = b->parts[i];
+        if (x.start != y.start || x.length != y.length || x.type != y.type) return false;
+    }
+    return true;
+}
+
+// Leaves the last node of the chain in the scratch node and returns its number,
+// 0 for an empty chain.
+std::uint32_t lastDescNode(IsamFile *h) {
+    std::uint32_t number = h->keyDescNode;
+    for (std::uint32_t nodes = 0; number != 0; ++nodes) {
+        const std::uint32_t link = node::link(readDescNode(h, number));
+        if (link == 0) break;
+        if (nodes >= h->indexFree.last) isFail(h, ISERR_CORRUPT);
+        number = link;
+    }
+    return number;
+}
+
+std::uint32_t newRoot(IsamFile *h) {
+    const std::uint32_t number = isGetFree(h, ISKIND_INDEX);
+    std::uint8_t *buffer = scratch(h);
+    std::memset(buffer, 0, static_cast<std::size_t>(h->nodeSize));
+    node::setUsed(buffer, node::kTreeStart);
+    isPutNode(h, buffer, number);
+    return number;
+}
+
+// Appends the entry to node number, which has room for it.
+void appendEntry(IsamFile *h, std::uint32_t number, const KeyDesc *key, std::uint32_t root) {
+    std::uint8_t *buffer = scratch(h);
+    const int used = node::used(buffer);
+    storeEntry(buffer + used, key, root);
+    node::setUsed(buffer, used + entryLength(key));
+    isPutNode(h, buffer, number);
+}
+
+// Depth first below the path's top node, which is popped and given up itself.
+// bound counts the nodes that a sound tree can still have.
+void deletepath(IsamFile *h, IndexPath *path, std::uint32_t &bound) {
+    NodeBuf *n = path->top;
+    if (bound-- == 0) isFail(h, ISERR_CORRUPT);
+    if (n->level != 0) {
+        n->position = 0;
+        for (bool more = isNodeWalk(path, kWalkFirst); more; more = isNodeWalk(path, kWalkNext)) {
+            isPathAdd(h, path, n->pointer);
+            deletepath(h, path, bound);
+        }
+    }
+    const std::uint32_t number = n->number;
+    n->state = ISBUF_EMPTY;
+    if (n->parent != nullptr) {
+        path->top = n->parent;
+        isFreeNode(path, n);
+    }
+    isPutFree(h, ISKIND_INDEX, number);
+}
+
+}  // namespace
+
+void isLoadIndexes(IsamFile *h) {
+    h->keyCount = 0;
+    int entries = 0;
+    std::uint32_t nodes = 0;
+    for (std::uint32_t number = h->keyDescNode; number != 0;) {
+        const std::uint8_t *buffer = readDescNode(h, number);
+        if (++nodes > h->indexFree.last) isFail(h, ISERR_CORRUPT);
+        for (int offset = node::kListStart; offset < node::used(buffer); ++entries) {
+            KeyDesc key;
+            const int length = checkedLength(h, buffer, offset);
+            parseEntry(h, buffer, offset, &key);
+            if (!isTestIndex(h, &key)) isFail(h, ISERR_KEYDESC);
+            if (key.nparts == 0 && entries != 0) isFail(h, ISERR_CORRUPT);
+            if (key.nparts != 0) isCheckNodeNumber(h, key.rootNode);
+            enter(h, &key, key.rootNode);
+            offset += length;
+        }
+        number = node::link(buffer);
+    }
+}
+
+int isFindIndex(const IsamFile *h, const KeyDesc *key) {
+    if (key->nparts == 0) return h->keyCount;
+    for (int i = h->keyCount - 1; i >= 0; --i)
+        if (sameParts(&h->indexes[i]->keyDesc, key)) return i;
+    return -1;
+}
+
+std::uint32_t isMakeIndex(IsamFile *h, const KeyDesc *key) {
+    const std::uint32_t last = lastDescNode(h);
+    const bool fits = last != 0 && node::used(scratch(h)) + entryLength(key) <= h->nodeSize - node::kTrailerSize;
+    const std::uint32_t number = fits ? last : isGetFree(h, ISKIND_INDEX);
+    const std::uint32_t root = key->nparts != 0 ? newRoot(h) : 0;
+
+    // The new root and a new description node stand on disk before anything
+    // leads to them.
+    if (fits) {
+        readDescNode(h, number);
+    } else {
+        std::uint8_t *buffer = scratch(h);
+        std::memset(buffer, 0, static_cast<std::size_t>(h->nodeSize));
+        isMarkNode(h, buffer, node::kListMark, node::kDescLevel);
+        node::setUsed(buffer, node::kListStart);
+    }
+    appendEntry(h, number, key, root);
+    if (!fits && last != 0) {
+        std::uint8_t *buffer = readDescNode(h, last);
+        node::setLink(buffer, number);
+        isPutNode(h, buffer, last);
+    }
+    if (h->keyDescNode == 0) h->keyDescNode = number;
+    enter(h, key, root);
+    isHeadKdsc(h);
+    return fits ? 0 : number;
+}
+
+void isUnlinkDesc(IsamFile *h, std::uint32_t number) {
+    const std::uint32_t link = node::link(readDescNode(h, number));
+    if (h->keyDescNode == number) {
+        h->keyDescNode = link;
+        return;
+    }
+    std::uint32_t nodes = 0;
+    for (std::uint32_t previous = h->keyDescNode; previous != 0 && ++nodes <= h->indexFree.last;) {
+        std::uint8_t *buffer = readDescNode(h, previous);
+        if (node::link(buffer) == number) {
+            node::setLink(buffer, link);
+            isPutNode(h, buffer, previous);
+            return;
+        }
+        previous = node::link(buffer);
+    }
+    isFail(h, ISERR_CORRUPT);
+}
+
+void isDropIndex(IsamFile *h, int n) {
+    int wanted = n + ((h->state & ISSTATE_NOPRIMARY) != 0 ? 1 : 0);
+    std::uint32_t nodes = 0;
+    for (std::uint32_t number = h->keyDescNode; number != 0;) {
+        std::uint8_t *buffer = readDescNode(h, number);
+        if (++nodes > h->indexFree.last) break;
+        const int used = node::used(buffer);
+        for (int offset = node::kListStart; offset < used; --wanted) {
+            const int length = checkedLength(h, buffer, offset);
+            if (wanted == 0) {
+                const auto rest = static_cast<std::size_t>(used - offset - length);
+                std::memmove(buffer + offset, buffer + offset + length, rest);
+                std::memset(buffer + used - length, 0, static_cast<std::size_t>(length));
+                node::setUsed(buffer, used - length);
+                isPutNode(h, buffer, number);
+                return;
+            }
+            offset += length;
+        }
+        number = node::link(buffer);
+    }
+    isFail(h, ISERR_CORRUPT);
+}
+
+void isFreeIndex(IsamFile *h, int n) {
+    if (n >= h->keyCount) {
+        for (int i = h->keyCount - 1; i >= 0; --i) {
+            IndexPath *path = h->indexes[i];
+            h->indexes[i] = nullptr;
+            freepath(h, path);
+        }
+        h->keyCount = 0;
+        return;
+    }
+    IndexPath *path = h->indexes[n];
+    for (int i = n; i + 1 < h->keyCount; ++i)
+        h->indexes[i] = h->indexes[i + 1];
+    h->indexes[--h->keyCount] = nullptr;
+    freepath(h, path);
+}
+
+void isWipeIdx(IsamFile *h, int n) {
+    IndexPath *path = h->indexes[n];
+    std::uint32_t bound = h->indexFree.last;
+    isPathRoot(h, path);
+    deletepath(h, path, bound);
+    isPathClear1(path, ISCLASS_READ);
+}

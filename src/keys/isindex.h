@@ -1,0 +1,31 @@
+// The catalogue: a file's indexes, in the chain of key-description nodes and in
+// the handle's table of search paths.
+#pragma once
+
+#include "keys/ispathdef.h"
+
+// Builds the handle's table from the chain. 103 for a description that
+// isTestIndex refuses, 105 for a damaged chain.
+void isLoadIndexes(IsamFile *h);
+
+// Number of the index with these parts, keyCount for a description without
+// parts, -1 for none. The flags for duplicates and compression do not count.
+int isFindIndex(const IsamFile *h, const KeyDesc *key);
+
+// Appends a description, with an empty root on disk unless it has no parts, and
+// adds its path to the table. The header changes in memory only. Returns the
+// number of the description node that this took, 0 where there was room.
+std::uint32_t isMakeIndex(IsamFile *h, const KeyDesc *key);
+
+// Takes a description node out of the chain; it is not given to the free list.
+void isUnlinkDesc(IsamFile *h, std::uint32_t number);
+
+// Removes the description of index n from the chain; its node stays.
+void isDropIndex(IsamFile *h, int n);
+
+// Removes index n from the table, or all of them for keyCount.
+void isFreeIndex(IsamFile *h, int n);
+
+// Gives every node of the index's tree to the free list, children first and the
+// root last. The path must not be used again before its root is made anew.
+void isWipeIdx(IsamFile *h, int n);

@@ -1,0 +1,93 @@
+#include "keys/isnode.h"
+
+#include <cstring>
+
+#include "base/isfail.h"
+#include "base/ismemory.h"
+#include "keys/iscomp.h"
+#include "keys/isflat.h"
+#include "storage/isidxio.h"
+#include "storage/node_layout.h"
+
+namespace {
+
+constexpr const char *kModule = "isnode";
+constexpr const char *kIoModule = "isidxio";
+constexpr int kFreeSplitLine = 66;
+constexpr int kFreeDirtyLine = 68;
+constexpr int kWriteSplitLine = 40;
+
+// Everything behind this check trusts used length, level and entry borders.
+void checkNode(IsamFile *h, const IndexPath *path, const NodeBuf *n, int expectedLevel) {
+    const bool root = expectedLevel < 0;
+    const int limit = h->nodeSize - node::kTrailerSize;
+    const bool sound = node::mark(n->buffer, h->nodeSize) == node::kTreeMark &&
+                       (root ? n->level < node::kFreeLevel : n->level == expectedLevel) &&
+                       n->used >= (root ? node::kTreeStart : node::kTreeStart + 1) && n->used < limit;
+    if (!sound || !(path->compressed ? compsound(path, n) : flatsound(path, n))) isFail(h, ISERR_CORRUPT);
+}
+
+}  // namespace
+
+NodeBuf *isMakeNode(IsamFile *h, IndexPath *path) {
+    const auto nodeSize = static_cast<std::size_t>(h->nodeSize);
+    NodeBuf *n = path->spare;
+    if (n != nullptr) {
+        path->spare = n->parent;
+        std::uint8_t *buffer = n->buffer;
+        std::memset(n, 0, sizeof *n);
+        std::memset(buffer, 0, nodeSize);
+        n->buffer = buffer;
+    } else {
+        const std::size_t keyArea = path->compressed ? ISMAXKEYLEN : 0;
+        auto *block = is_new<std::uint8_t>(sizeof(NodeBuf) + nodeSize + keyArea);
+        n = reinterpret_cast<NodeBuf *>(block);
+        n->buffer = block + sizeof(NodeBuf);
+    }
+    if (path->compressed) n->key = n->buffer + nodeSize;
+    return n;
+}
+
+void isFreeNode(IndexPath *path, NodeBuf *n) {
+    if (n == nullptr || n->sibling != nullptr) isBroken(kModule, kFreeSplitLine);
+    if (n->state == ISBUF_DIRTY) isBroken(kModule, kFreeDirtyLine);
+    n->parent = path->spare;
+    path->spare = n;
+}
+
+void isRefNode(IsamFile *h, const IndexPath *path, NodeBuf *n, int expectedLevel) {
+    if (n->state != ISBUF_EMPTY) return;
+    n->position = 0;
+    isGetNode(h, n->buffer, n->number);
+    n->level = node::level(n->buffer, h->nodeSize);
+    n->used = node::used(n->buffer);
+    checkNode(h, path, n, expectedLevel);
+    n->state = ISBUF_CLEAN;
+}
+
+void isUpdNode(IsamFile *h, NodeBuf *n) {
+    if (n == nullptr || n->sibling != nullptr) isBroken(kIoModule, kWriteSplitLine);
+    if (n->state != ISBUF_DIRTY) return;
+    isPutNode(h, n->buffer, n->number);
+    n->state = ISBUF_CLEAN;
+}
+
+bool isNodeMatch(const IndexPath *path, const std::uint8_t *key) {
+    return path->compressed ? compmatch(path, path->top, key) : flatmatch(path, path->top, key);
+}
+
+bool isNodeGreat(const IndexPath *path, const std::uint8_t *key) {
+    return path->compressed ? compgreat(path, path->top, key) : flatgreat(path, path->top, key);
+}
+
+bool isNodeWalk(const IndexPath *path, int direction) {
+    return path->compressed ? compwalk(path, path->top, direction) : flatwalk(path, path->top, direction);
+}
+
+void isNodeResize(NodeBuf *n, int used, int oldUsed) {
+    if (used < oldUsed) std::memset(n->buffer + used, 0, static_cast<std::size_t>(oldUsed - used));
+    n->used = used;
+    node::setUsed(n->buffer, used);
+    n->state = ISBUF_DIRTY;
+    n->position = 0;
+}

@@ -1,0 +1,68 @@
+// The search path of one index, and the node buffers it is made of.
+//
+// A path owns the chain of nodes from the root to the node being worked on,
+// and a cache of nodes that were on it lately. It also remembers the index's
+// position, from which navigation finds its place again after the tree has
+// changed.
+#pragma once
+
+#include <cstdint>
+
+#include "base/isfile.h"
+
+// One node in memory.
+//
+// Always true while position is not 0: next, pointer, serial and key describe
+// the entry at position; in a compressed node the key area holds its whole key.
+struct NodeBuf {
+    NodeBuf *parent;       // one level up on the path, null at the root
+    NodeBuf *sibling;      // left half of a split, not yet in the cache
+    std::uint32_t number;  // node number, 0 until assigned
+    std::uint8_t *buffer;  // nodeSize bytes
+    std::uint8_t state;    // BufferState
+    int used;              // copy of the used length
+    int level;             // copy of the level byte, 0 for a leaf
+    int position;          // offset of the current entry, 0 = none
+    int next;              // offset just past it
+    std::uint32_t pointer; // its record or child node number
+    std::uint64_t serial;  // its duplicate serial
+    std::uint8_t *key;     // its key: in buffer, or the key area of a compressed node
+};
+
+// An entry taken out of a node to be put back elsewhere in its level.
+struct LooseEntry {
+    std::uint8_t key[ISMAXKEYLEN];
+    std::uint64_t serial;
+    std::uint32_t pointer;
+};
+
+inline constexpr int kCacheSlots = 20;
+
+struct IndexPath {
+    KeyDesc keyDesc;
+    NodeBuf *top;               // deepest node; its parents lead to the root
+    NodeBuf **cache;            // nodes dropped from the path, oldest first
+    int cacheCount, cacheRoom;  // more than kCacheSlots only while all are dirty
+    NodeBuf *spare;             // unused buffers, chained through parent
+    int entrySize;              // bytes of a flat entry, most bytes of a compressed one
+    int dupWidth;               // bytes of a duplicate serial, 0 = unique
+    int startLength;            // key bytes given to the last start
+    int searchLength;           // key bytes that comparisons look at
+    bool compressed;            // entries are compressed
+    bool byteOrder;             // all parts compare as unsigned bytes, ascending
+    std::uint8_t positionKey[ISMAXKEYLEN];
+    std::uint32_t positionRecord;  // 0 = no position
+    std::uint64_t positionSerial;
+    LooseEntry *loose;          // entries being moved to make room
+    int looseCount, looseRoom;
+};
+
+inline constexpr int kPointerSize = 4;
+inline constexpr std::uint32_t kPointerMask = 0x7fffffff;
+inline constexpr std::uint8_t kShareBit = 0x80;  // in a pointer's first byte
+inline constexpr unsigned kCompressFlags = ISDUPCOMP | ISLEADCOMP | ISTRAILCOMP;
+
+inline int keyLength(const IndexPath *path) { return path->keyDesc.keyLength; }
+inline bool isUnique(const IndexPath *path) { return path->dupWidth == 0; }
+inline bool skipsNulls(const IndexPath *path) { return (path->keyDesc.flags & ISNULLKEY) != 0; }
+inline bool hasCurrent(const NodeBuf *n) { return n->state != ISBUF_EMPTY && n->position != 0; }

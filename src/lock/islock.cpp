@@ -1,0 +1,150 @@
+#include "lock/islock.h"
+
+#include "base/isfail.h"
+#include "base/ismemory.h"
+#include "base/issystem.h"
+#include "frame/isadmin.h"
+
+namespace {
+
+constexpr const char *kModule = "islock.c";
+constexpr int kReadRefusedLine = 97;
+constexpr int kWriteRefusedLine = 113;
+
+constexpr std::int64_t kHighArea = 0x40000000;
+constexpr std::int64_t kAreaLength = 0x3fffffff;
+constexpr std::int64_t kDataLength = 0x0fffffff;
+
+enum Area : int { kOpenArea = 0, kPhaseArea = 2 };
+
+constexpr int kSlotGrowth = 10;
+constexpr int kMaxSlots = 32767;
+
+std::int64_t areaStart(Area area) { return area == kOpenArea ? kHighArea : 0; }
+
+int request(bool exclusive, bool wait) { return (wait ? 1 : 2) + (exclusive ? 0 : 2); }
+
+bool unlocked(const IsamFile *h) { return (h->mode & ISLOCKNONE) != 0; }
+bool heldBy(const IsamFile *h, int flags) { return (h->lockFlags & flags) != 0; }
+
+bool setlock(IsamFile *h, Area area, bool exclusive, bool wait) {
+    return is_lock(h, ISKIND_INDEX, areaStart(area), kAreaLength, request(exclusive, wait)) != 0;
+}
+
+// An exclusive lock whose area bit is set goes back to shared instead.
+void droplock(IsamFile *h, Area area, bool exclusive) {
+    const bool keepShared = exclusive && (h->lockFlags & (1 << area)) != 0;
+    is_lock(h, ISKIND_INDEX, areaStart(area), kAreaLength, keepShared ? ISLT_READWAIT : ISLT_UNLOCK);
+}
+
+// Slot of a record in the lock list or -1; for record 0 a free slot, in a list
+// grown if need be, -1 when it cannot grow.
+int findslot(IsamFile *h, long recnum) {
+    for (int i = h->lockCount - 1; i >= 0; --i)
+        if (h->lockList[i] == recnum) return i;
+    if (recnum != 0) return -1;
+    const int first = h->lockCount;
+    if (first + kSlotGrowth > kMaxSlots) return -1;
+    constexpr std::size_t kSlotSize = sizeof *h->lockList;
+    h->lockList = static_cast<std::int32_t *>(is_realloc(h->lockList, kSlotSize * static_cast<std::size_t>(first),
+                                                         kSlotSize * static_cast<std::size_t>(first + kSlotGrowth)));
+    h->lockCount = static_cast<std::int16_t>(first + kSlotGrowth);
+    return first;
+}
+
+bool lockdata(IsamFile *h, long recnum, bool wait) {
+    return is_lock(h, ISKIND_DATA, kHighArea + recnum, recnum == 0 ? kDataLength : 1, request(true, wait)) != 0;
+}
+
+void dropdata(IsamFile *h, long recnum) {
+    is_lock(h, ISKIND_DATA, kHighArea + recnum, recnum == 0 ? kDataLength : 1, ISLT_UNLOCK);
+    if (recnum != 0) return;
+    for (int i = h->lockCount - 1; i >= 0; --i)
+        h->lockList[i] = 0;
+}
+
+bool noted(IsamFile *h, long recnum) { return recnum != 0 && findslot(h, recnum) >= 0; }
+
+}  // namespace
+
+void isLockOpen(IsamFile *h) {
+    if (unlocked(h) || heldBy(h, ISLF_SHARED)) return;
+    if (!setlock(h, kOpenArea, false, false)) isFail(h, ISERR_FILEINUSE);
+}
+
+void isLockExcl(IsamFile *h) {
+    if (unlocked(h) || heldBy(h, ISLF_EXCLUSIVE)) return;
+    if (!setlock(h, kOpenArea, true, false)) isFail(h, ISERR_FILEINUSE);
+}
+
+void isDropExcl(IsamFile *h) {
+    if (unlocked(h)) return;
+    if ((h->mode & ISLOCKEXCL) == 0)
+        is_lock(h, ISKIND_INDEX, areaStart(kOpenArea), kAreaLength, ISLT_READWAIT);
+    else
+        droplock(h, kOpenArea, true);
+}
+
+void isDropFile(IsamFile *h) {
+    if (!unlocked(h)) droplock(h, kOpenArea, false);
+}
+
+void isLockRead(IsamFile *h) {
+    if (unlocked(h) || heldBy(h, ISLF_EXCLUSIVE | ISLF_READPHASE)) return;
+    if (!setlock(h, kPhaseArea, false, true)) isBroken(kModule, kReadRefusedLine);
+    h->phaseHeld = true;
+}
+
+void isLockWrite(IsamFile *h) {
+    if (unlocked(h) || heldBy(h, ISLF_EXCLUSIVE | ISLF_WRITEPHASE)) return;
+    if (!setlock(h, kPhaseArea, true, true)) isBroken(kModule, kWriteRefusedLine);
+    h->phaseHeld = true;
+}
+
+// Goes by what is held, not by the mode: issetmode may have changed that since.
+void isDropLock(IsamFile *h) {
+    if (!h->phaseHeld || heldBy(h, ISLF_EXCLUSIVE)) return;
+    h->phaseHeld = false;
+    droplock(h, kPhaseArea, false);
+}
+
+bool isLocked(IsamFile *h, long recnum) {
+    return heldBy(h, ISLF_EXCLUSIVE | ISLF_WHOLEDATA) || noted(h, recnum);
+}
+
+bool isLockTest(IsamFile *h, long recnum) {
+    if (unlocked(h) || heldBy(h, ISLF_WHOLEDATA) || noted(h, recnum)) return true;
+    if (isAdmDupData(h, recnum, 0)) return false;
+    if (!lockdata(h, recnum, false)) return false;
+    dropdata(h, recnum);
+    return true;
+}
+
+bool isLockData(IsamFile *h, long recnum, bool wait) {
+    const int slot = findslot(h, 0);
+    if (unlocked(h) || noted(h, recnum)) return true;
+    if (slot < 0) isFail(h, ISERR_NOLOCKS);
+    if (isAdmDupData(h, recnum, wait)) return false;
+    if (!lockdata(h, recnum, wait)) return false;
+    h->lockList[slot] = static_cast<std::int32_t>(recnum);
+    return true;
+}
+
+void isDropData(IsamFile *h, long recnum) {
+    if (heldBy(h, ISLF_EXCLUSIVE) || recnum == 0) return;
+    const int slot = findslot(h, recnum);
+    if (slot < 0) return;
+    dropdata(h, recnum);
+    h->lockList[slot] = 0;
+}
+
+bool isLockDall(IsamFile *h) {
+    if (unlocked(h) || heldBy(h, ISLF_EXCLUSIVE | ISLF_WHOLEDATA)) return true;
+    if (isAdmDupData(h, 0, 0)) return false;
+    return lockdata(h, 0, false);
+}
+
+void isDropDall(IsamFile *h) {
+    if (heldBy(h, ISLF_EXCLUSIVE) || (unlocked(h) && h->lockCount == 0)) return;
+    dropdata(h, 0);
+}

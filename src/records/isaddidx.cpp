@@ -1,0 +1,146 @@
+#include "records/isaddidx.h"
+
+#include "base/isfail.h"
+#include "frame/isadmin.h"
+#include "frame/isentry.h"
+#include "keys/isindex.h"
+#include "keys/iskey.h"
+#include "storage/isdatio.h"
+#include "storage/isfree.h"
+#include "storage/ishead.h"
+#include "tree/isgrow.h"
+#include "tree/ispath.h"
+#include "txn/islog.h"
+
+namespace {
+
+constexpr int kMaskBits = 32;
+
+// The exclusive open lock for the time of this operation.
+void excludeOthers(IsamFile *h) {
+    if ((h->mode & ISLOCKEXCL) != 0) return;
+    if (isAdmShareCount(h) > 1) isFail(h, ISERR_FILEINUSE);
+    isLockExcl(h);
+    h->exclHeld = true;
+}
+
+void readmitOthers(IsamFile *h) {
+    isDropLock(h);
+    if (!h->exclHeld) return;
+    h->exclHeld = false;
+    isDropExcl(h);
+}
+
+void checkAdd(IsamFile *h, const KeyDesc *key) {
+    if (key == nullptr) isFail(h, ISERR_KEYDESC);
+    if (key->nparts == 0) isFail(h, ISERR_PRIMARYKEY);
+    if (!hasData(h)) isFail(h, ISERR_ARGUMENT);
+    if (h->keyCount >= ISMAXINDEXES) isFail(h, ISERR_KEYDESC);
+    if (!hasMasks(h) && isFindIndex(h, key) >= 0) isFail(h, ISERR_INDEXEXISTS);
+    if (!isTestIndex(h, key)) isFail(h, ISERR_KEYDESC);
+}
+
+// What an add must know to take itself back.
+struct AddState {
+    int index;               // number of the new index
+    std::uint32_t lastNode;  // highest node number before
+    std::uint32_t descNode;  // description node that was needed, or 0
+};
+
+// Gives the new index's nodes back. After a duplicate the tree is sound and is
+// wiped like any other. After anything else it may be torn: nodes that came
+// from the free list return there, the others lie behind the file's old end.
+void releaseNodes(IsamFile *h, const AddState &add, bool sound) {
+    if (sound) {
+        isWipeIdx(h, add.index);
+        if (add.descNode != 0) isPutFree(h, ISKIND_INDEX, add.descNode);
+        return;
+    }
+    while (h->takenCount > 0)
+        isPutFree(h, ISKIND_INDEX, h->takenNodes[--h->takenCount]);
+    h->indexFree.last = add.lastNode;
+}
+
+void takeBack(IsamFile *h, const AddState &add, bool sound) {
+    const bool entered = h->keyCount > add.index;
+    if (entered) {
+        isPathClear1(h->indexes[add.index], ISCLASS_WRITE);
+        isDropIndex(h, add.index);
+        if (add.descNode != 0) isUnlinkDesc(h, add.descNode);
+    }
+    releaseNodes(h, add, entered && sound);
+    if (entered) isFreeIndex(h, add.index);
+    isHeadKdsc(h);
+    isFreeWrite(h);
+    isHeadWrite(h);
+}
+
+}  // namespace
+
+void isFillIdx(IsamFile *h, int n) {
+    IndexPath *path = h->indexes[n];
+    std::uint8_t key[ISMAXKEYLEN];
+    // One bit below the one that writes use.
+    const std::uint32_t maskBit = 1U << ((n + kMaskBits - 1) % kMaskBits);
+    for (std::uint32_t number = 1; number <= h->dataFree.last; ++number) {
+        isGetData(h, nullptr, static_cast<long>(number));
+        if (slot::status(h) != slot::kPresent) continue;
+        if (hasMasks(h) && (slot::mask(h) & maskBit) != 0) continue;
+        isKeyMake(path, key, h->recordBuffer);
+        if (isKeyNull(path, key)) continue;
+        isTreeInsert(h, path, key, number);
+        isPathWrite(h, n);
+    }
+}
+
+int isAddIndex(IsamFile *h, const KeyDesc *key) {
+    return isOperation(h, ISCLASS_WRITE, [h, key] {
+        checkAdd(h, key);
+        excludeOthers(h);
+        isLockWrite(h);
+        isDelta(h);
+
+        AddState add = {h->keyCount, h->indexFree.last, 0};
+        h->takenCount = 0;
+        h->noteTaken = true;
+        const bool added = isAttempt(h, [h, key, &add] {
+            add.descNode = isMakeIndex(h, key);
+            isFillIdx(h, add.index);
+            isFreeWrite(h);
+            isHeadWrite(h);
+        });
+        h->noteTaken = false;
+        if (!added) {
+            const int code = h->errcode, io = h->errio;
+            takeBack(h, add, code == ISERR_DUPLICATE);
+            isFail(h, code, io);
+        }
+        readmitOthers(h);
+        if (isLGtest(h)) isLGindex(logtype::kCreateIndex, h, key);
+        return 1;
+    });
+}
+
+int isDelIndex(IsamFile *h, const KeyDesc *key) {
+    return isOperation(h, ISCLASS_WRITE, [h, key] {
+        if (key == nullptr) isFail(h, ISERR_KEYDESC);
+        const int least = (h->state & ISSTATE_NOPRIMARY) != 0 ? 0 : 1;
+        if (h->keyCount <= least) isFail(h, ISERR_PRIMARYKEY);
+        const int n = isFindIndex(h, key);
+        if (n < 0 || n >= h->keyCount) isFail(h, ISERR_KEYDESC);
+        excludeOthers(h);
+        isLockWrite(h);
+        isDelta(h);
+
+        isWipeIdx(h, n);
+        isDropIndex(h, n);
+        isFreeIndex(h, n);
+        if (h->currentIndex == h->keyCount && h->keyCount > 0) --h->currentIndex;
+        isHeadKdsc(h);
+        isFreeWrite(h);
+        isHeadWrite(h);
+        readmitOthers(h);
+        if (isLGtest(h)) isLGindex(logtype::kDropIndex, h, key);
+        return 1;
+    });
+}

@@ -1,0 +1,12 @@
+// Adding an index to a file that holds records, and dropping one. Nobody else,
+// not even another handle of the process, may have the file open meanwhile.
+#pragma once
+
+#include "base/isfile.h"
+
+int isAddIndex(IsamFile *h, const KeyDesc *key);
+int isDelIndex(IsamFile *h, const KeyDesc *key);
+
+// Inserts the keys of all records into index n, which is empty. 100 at the
+// first duplicate in a unique index; what was inserted before it is on disk.
+void isFillIdx(IsamFile *h, int n);

@@ -1,0 +1,50 @@
+#include "records/ischange.h"
+
+#include "base/isfail.h"
+#include "keys/iskey.h"
+#include "lock/islock.h"
+#include "storage/isdatio.h"
+#include "tree/islocate.h"
+#include "tree/istree.h"
+
+namespace {
+constexpr int kMaskBits = 32;
+}
+
+void isNeedData(IsamFile *h) {
+    if (!hasData(h)) isFail(h, ISERR_ARGUMENT);
+}
+
+void isFetchForChange(IsamFile *h, long recnum) {
+    if (recnum <= 0 || static_cast<unsigned long>(recnum) > kMaxNumber) isFail(h, ISERR_NOCURRENT);
+    if ((h->state & ISSTATE_LOCKCHECK) != 0 && !isLocked(h, recnum)) isFail(h, ISERR_NOCURRENT);
+    if (!isLockTest(h, recnum)) isFail(h, ISERR_LOCKED);
+    isGetData(h, nullptr, recnum);
+    if (slot::status(h) != slot::kPresent) isFail(h, ISERR_NOCURRENT);
+}
+
+IndexPath *isWholePath(IsamFile *h, int i) {
+    IndexPath *path = h->indexes[i];
+    path->searchLength = keyLength(path);
+    return path;
+}
+
+bool isMasked(const IsamFile *h, std::uint32_t mask, int i) {
+    return hasMasks(h) && (mask >> (i % kMaskBits) & 1U) != 0;
+}
+
+long isFindPrimary(IsamFile *h, const char *record) {
+    if (h->keyCount == 0 || (h->indexes[0]->keyDesc.flags & ISDUPS) != 0) isFail(h, ISERR_NOPRIMARYKEY);
+    IndexPath *path = isWholePath(h, 0);
+    std::uint8_t key[ISMAXKEYLEN];
+    isKeyMake(path, key, record);
+    if (!isFind(h, path, key, ISEQUAL)) isFail(h, ISERR_NOTFOUND);
+    return static_cast<long>(path->top->pointer);
+}
+
+IndexPath *isNeedEntry(IsamFile *h) {
+    if (h->keyCount == 0) isFail(h, ISERR_NOCURRENT);
+    IndexPath *path = isWholePath(h, 0);
+    if (!isTreeCurr(h, path) || !isKeyMatch(path, path->positionKey, nullptr)) isFail(h, ISERR_NOCURRENT);
+    return path;
+}

@@ -1,0 +1,27 @@
+// What the changing operations share: checking the record to be changed,
+// finding it, and each index's keys.
+#pragma once
+
+#include "keys/ispathdef.h"
+
+// Leaves record n in the slot buffer for a change: 112 when lock checking asks
+// for a lock that this handle does not have, when there is no such record or it
+// is deleted; 107 when somebody else holds it.
+void isFetchForChange(IsamFile *h, long recnum);
+
+// 102 in a file without records.
+void isNeedData(IsamFile *h);
+
+// Finds the entry whose key in the first index equals that of record and
+// returns its record number. 127 unless that index is unique, 111 for no entry.
+long isFindPrimary(IsamFile *h, const char *record);
+
+// The path of index i at full search length.
+IndexPath *isWholePath(IsamFile *h, int i);
+
+// Is a record with this mask left out of index i?
+bool isMasked(const IsamFile *h, std::uint32_t mask, int i);
+
+// In a file without records: makes sure that the first index stands on the
+// entry it remembers; 112 if that is gone.
+IndexPath *isNeedEntry(IsamFile *h);

@@ -1,0 +1,173 @@
+#include "records/isopen.h"
+
+#include <cerrno>
+#include <cstring>
+
+#include "base/isfail.h"
+#include "base/isglobal.h"
+#include "base/ismemory.h"
+#include "base/issystem.h"
+#include "frame/isadmin.h"
+#include "frame/isentry.h"
+#include "keys/isindex.h"
+#include "lock/isshare.h"
+#include "storage/isdatio.h"
+#include "storage/isfree.h"
+#include "storage/ishead.h"
+#include "storage/isvarlen.h"
+#include "tree/islocate.h"
+#include "txn/islog.h"
+
+namespace {
+
+constexpr int kLockBits = ISLOCKNONE | ISLOCKAUTO | ISLOCKMANUAL | ISLOCKEXCL;
+constexpr int kKeptModeBits = 0x7fff;
+constexpr int kLowModeBits = 0xff;
+constexpr int kFormatBits = ISVARLEN | ISCOMPRESS | ISMASK;
+
+// Frees the handle; its files go with the last handle that shares them.
+void dispose(IsamFile *h) {
+    isAdmClose(h);
+    if (hasTails(h)) isVLdone(h);
+    isFreeIndex(h, h->keyCount);
+    isFreeFree(h);
+    is_free(h->lockList);
+    is_free(h->recordBuffer);
+    is_free(h->header);
+    is_free(h->nodeScratch);
+    is_free(h->takenNodes);
+    is_free(h->name);
+    is_free(h);
+}
+
+// The lengths and the slot buffer that follow from header and mode.
+void settleLengths(IsamFile *h, bool takeVarlen) {
+    if (takeVarlen && h->varlenInfo != 0) h->mode |= ISVARLEN;
+    if (hasTails(h) != (h->varlenInfo > 0)) isFail(h, ISERR_ARGUMENT);
+    h->bufferLength = slot::length(h->recordLength, h->mode);
+    if (hasData(h))
+        h->recordBuffer = is_new<std::uint8_t>(static_cast<std::size_t>(h->bufferLength));
+    else if ((h->mode & ISLOCKAUTO) != 0)
+        isFail(h, ISERR_ARGUMENT);
+    if (hasTails(h)) isVLinit(h);
+}
+
+void settlePosition(IsamFile *h) {
+    if ((h->state & ISSTATE_NOPRIMARY) != 0) {
+        h->lastNumber = 1;
+        h->recnum = 1;
+        h->currentIndex = h->keyCount;
+    } else {
+        h->currentIndex = 0;
+        isLocate(h, nullptr, ISFIRST);
+    }
+    h->state |= ISSTATE_NEXTCURR;
+}
+
+}  // namespace
+
+bool isNameFits(const char *name) {
+    constexpr std::size_t kExtension = 4;
+    return std::strlen(name) + kExtension < kPathSize;
+}
+
+IsamFile *isNewHandle(const char *name, int mode) {
+    auto *h = is_new<IsamFile>();
+    const std::size_t size = std::strlen(name) + 1;
+    h->name = is_new<char>(size);
+    std::memcpy(h->name, name, size);
+    h->mode = mode & kKeptModeBits;
+    h->indexFd = h->dataFd = -1;
+    return h;
+}
+
+void isAbandon(IsamFile *h) {
+    const int code = h->errcode, io = h->errio;
+    dispose(h);
+    errno = code;
+    iserrio = io;
+}
+
+IsamFile *isOpen(const char *name, int mode) {
+    if (name == nullptr) {
+        errno = ISERR_ARGUMENT;
+        iserrio = 0;
+        return nullptr;
+    }
+    if ((mode & kLockBits) == 0) mode |= ISLOCKMANUAL;
+    if (IsamFile *parked = isLGvopen(name, mode)) return parked;
+
+    IsamFile *h = isNewHandle(name, mode);
+    const int opened = isOperation(h, ISCLASS_OPEN, [h, name, mode] {
+        if (!isNameFits(name)) isFail(h, ISERR_NAMETOOLONG);
+        isAdmOpen(h);
+        // No half-made change of another process may be seen here either.
+        isLockRead(h);
+        isLoadHead(h);
+        isCheckHead(h);
+        isLoadIndexes(h);
+        settleLengths(h, (mode & ISVARAUTO) != 0);
+        settlePosition(h);
+        isDropLock(h);
+        if (isLGtest(h)) isLGfile(logtype::kFileOpen, h);
+        return 1;
+    });
+    if (opened) return h;
+    isAbandon(h);
+    return nullptr;
+}
+
+int isClose(IsamFile *h) {
+    bool parked = false;
+    const int closed = isOperation(h, ISCLASS_OPEN, [h, &parked] {
+        parked = isLGvclose(h);
+        if (parked) return 1;
+        if (hasData(h) && h->dataFd > 0) isDropDall(h);
+        if (isLGtest(h)) isLGfile(logtype::kFileClose, h);
+        return 1;
+    });
+    if (parked) return 1;
+    const int code = h->errcode;
+    // The open lock goes with the last handle; a refusal changes nothing, since
+    // closing the file releases it anyway.
+    if (isAdmShareCount(h) == 1) {
+        isOperation(h, ISCLASS_OPEN, [h] {
+            isDropFile(h);
+            return 1;
+        });
+    }
+    dispose(h);
+    errno = code;
+    return closed;
+}
+
+int isCleanUp() {
+    for (int fd = isProcess.admsize - 1; fd >= 0; --fd)
+        if (IsamFile *h = isAdmItoD(fd)) isClose(h);
+    isAdmFreeTable();
+    return 1;
+}
+
+int isSetMode(IsamFile *h, int mode) {
+    return isReading(h, ISCLASS_ANY, [h, mode] {
+        if (((mode & ISLOCKAUTO) != 0 && !hasData(h)) || ((h->mode | mode) & ISLOCKEXCL) != 0)
+            isFail(h, ISERR_ARGUMENT);
+        if ((h->mode & ISLOCKAUTO) != 0 && (mode & ISLOCKMANUAL) != 0) isDropDall(h);
+        // A sum: low bits in the argument change the access. What describes
+        // the file's format stays, whatever they are.
+        const unsigned sum = static_cast<unsigned>(mode) + static_cast<unsigned>(h->mode & kLowModeBits);
+        h->mode = static_cast<int>((sum & ~static_cast<unsigned>(kFormatBits)) |
+                                   static_cast<unsigned>(h->mode & kFormatBits));
+        return 1;
+    });
+}
+
+int isLockCheck(IsamFile *h, int on) {
+    return isOperation(h, ISCLASS_ANY, [h, on] {
+        if (on != 0)
+            h->state |= ISSTATE_LOCKCHECK;
+        else
+            h->state &= static_cast<std::uint16_t>(~ISSTATE_LOCKCHECK);
+        return 1;
+    });
+}

@@ -1,0 +1,169 @@
+// Replacing records.
+
+#include <cerrno>
+#include <cstring>
+
+#include "base/isfail.h"
+#include "frame/isentry.h"
+#include "keys/iskey.h"
+#include "records/ischange.h"
+#include "records/iswrite.h"
+#include "storage/isdatio.h"
+#include "storage/isfree.h"
+#include "storage/ishead.h"
+#include "storage/isvarlen.h"
+#include "tree/isgrow.h"
+#include "tree/islocate.h"
+#include "tree/ispath.h"
+#include "tree/isprune.h"
+#include "txn/isaudit.h"
+#include "txn/islog.h"
+
+namespace {
+
+// What a rewrite does to one index.
+struct KeyChange {
+    bool removes, inserts;
+    std::uint8_t before[ISMAXKEYLEN], after[ISMAXKEYLEN];
+};
+
+void planChange(IsamFile *h, IndexPath *path, int i, const char *record, KeyChange &change) {
+    isKeyMake(path, change.after, record);
+    isKeyMake(path, change.before, h->recordBuffer);
+    bool changed = !isKeyMatch(path, change.after, change.before);
+    const std::uint32_t oldMask = hasMasks(h) ? slot::mask(h) : 0;
+    const bool newPresent = !isMasked(h, h->mask, i) && !isKeyNull(path, change.after);
+    const bool oldPresent = !isMasked(h, oldMask, i) && !isKeyNull(path, change.before);
+    if (oldPresent != newPresent) changed = true;
+    change.removes = changed && oldPresent;
+    change.inserts = changed && newPresent;
+}
+
+// Everything that can be seen to fail beforehand fails here, before the first
+// index is written.
+void foresee(IsamFile *h, const char *record) {
+    KeyChange change;
+    for (int i = 0; i < h->keyCount; ++i) {
+        IndexPath *path = isWholePath(h, i);
+        if (!isUnique(path)) continue;
+        planChange(h, path, i, record, change);
+        if (change.inserts) isTreeUnique(h, path, change.after);
+    }
+    if (hasTails(h)) isVLfits(h);
+    if (isLGtest(h)) isLGfits(h);
+}
+
+void rewriteKeys(IsamFile *h, long recnum, const char *record) {
+    KeyChange change;
+    for (int i = 0; i < h->keyCount; ++i) {
+        IndexPath *path = isWholePath(h, i);
+        planChange(h, path, i, record, change);
+        if (!change.removes && !change.inserts) continue;
+        const auto number = static_cast<std::uint32_t>(recnum);
+        if (change.removes) isTreeDelete(h, path, change.before, number);
+        if (change.inserts) isTreeInsert(h, path, change.after, number);
+        isPathWrite(h, i);
+    }
+}
+
+void auditRewrite(IsamFile *h, long recnum, const char *record) {
+    isAudInit(h);
+    isAudHead(h, audit::kBefore, recnum);
+    if (hasTails(h))
+        isVLdel(h);
+    else
+        isAudBody(h, h->recordBuffer, h->recordLength);
+    isAudHead(h, audit::kAfter, recnum);
+    if (hasTails(h))
+        isVLwrite(h, record);
+    else
+        isAudBody(h, record, h->recordLength);
+    isAudDone(h);
+}
+
+void rewrite(IsamFile *h, long recnum, const char *record) {
+    isFetchForChange(h, recnum);
+    foresee(h, record);
+    rewriteKeys(h, recnum, record);
+    if (isLGtest(h)) isLGupdate(logtype::kUpdate, h, recnum, h->recordBuffer, record);
+    auditRewrite(h, recnum, record);
+    isPutData(h, record, recnum);
+    isFreeWrite(h);
+    isHeadWrite(h);
+    h->recnum = recnum;
+}
+
+// The first index's entry at the position becomes the new key with the record
+// number that the caller gave.
+void rewpure(IsamFile *h, const char *record) {
+    IndexPath *path = isNeedEntry(h);
+    std::uint8_t key[ISMAXKEYLEN];
+    isKeyMake(path, key, record);
+    const auto number = static_cast<std::uint32_t>(h->recnum);
+    if (!isKeyMatch(path, key, nullptr) || h->recnum != static_cast<long>(path->positionRecord)) {
+        isTreeDelete(h, path, nullptr, 0);
+        isTreeInsert(h, path, key, number);
+        isPathWrite(h, 0);
+    }
+    isFreeWrite(h);
+    isHeadWrite(h);
+}
+
+void needRecord(IsamFile *h, const char *record) {
+    if (record == nullptr) isFail(h, ISERR_ARGUMENT);
+}
+
+}  // namespace
+
+int isRewrite(IsamFile *h, const char *record) {
+    return isChanging(h, [h, record] {
+        needRecord(h, record);
+        isNeedData(h);
+        rewrite(h, isFindPrimary(h, record), record);
+        return 1;
+    });
+}
+
+int isRewCurr(IsamFile *h, const char *record) {
+    return isChanging(h, [h, record] {
+        needRecord(h, record);
+        if (hasData(h))
+            rewrite(h, static_cast<long>(isCurrent(h)), record);
+        else
+            rewpure(h, record);
+        return 1;
+    });
+}
+
+int isRewRec(IsamFile *h, long recnum, const char *record) {
+    return isChanging(h, [h, recnum, record] {
+        needRecord(h, record);
+        isNeedData(h);
+        rewrite(h, recnum, record);
+        return 1;
+    });
+}
+
+int isRewNxt(IsamFile *h, const char *record) {
+    long recnum = 0;
+    bool moved = false;
+    const int read = isReading(h, ISCLASS_READ, [h, record, &recnum, &moved] {
+        needRecord(h, record);
+        recnum = static_cast<long>(isCurrent(h));
+        if (!inRecordOrder(h)) isWholePath(h, h->currentIndex);
+        moved = isLocate(h, nullptr, ISNEXT);
+        return 1;
+    });
+    if (!read) return 0;
+    const int rewritten = isChanging(h, [h, record, recnum] {
+        if (hasData(h))
+            rewrite(h, recnum, record);
+        else
+            rewpure(h, record);
+        return 1;
+    });
+    if (!rewritten) return 0;
+    if (moved) return 1;
+    h->errcode = errno = ISERR_ENDOFFILE;
+    return 0;
+}

@@ -1,0 +1,88 @@
+// Adding records.
+
+#include "records/iswrite.h"
+
+#include "base/isfail.h"
+#include "frame/isentry.h"
+#include "keys/iskey.h"
+#include "records/ischange.h"
+#include "records/isread.h"
+#include "storage/isdatio.h"
+#include "storage/isfree.h"
+#include "storage/ishead.h"
+#include "storage/isvarlen.h"
+#include "tree/isgrow.h"
+#include "tree/ispath.h"
+#include "txn/isaudit.h"
+#include "txn/islog.h"
+
+namespace {
+
+void insertKeys(IsamFile *h, const char *record, std::uint32_t number) {
+    std::uint8_t key[ISMAXKEYLEN];
+    for (int i = 0; i < h->keyCount; ++i) {
+        if (isMasked(h, h->mask, i)) continue;
+        IndexPath *path = isWholePath(h, i);
+        isKeyMake(path, key, record);
+        if (!isKeyNull(path, key)) isTreeInsert(h, path, key, number);
+    }
+}
+
+void insert(IsamFile *h, const char *record) {
+    const std::uint32_t number = isGetFree(h, ISKIND_DATA);
+    const long recnum = static_cast<long>(number);
+    insertKeys(h, record, number);
+
+    isAudInit(h);
+    isAudHead(h, audit::kAdded, recnum);
+    if (hasTails(h))
+        isVLwrite(h, record);
+    else
+        isAudBody(h, record, h->recordLength);
+    isAudDone(h);
+
+    isPutData(h, record, recnum);
+    if ((h->state & ISSTATE_LOCKNEW) != 0) isLockData(h, recnum, true);
+    isPathWrite(h, h->keyCount);
+    isFreeWrite(h);
+    isHeadWrite(h);
+    if (isLGtest(h)) isLGdata(logtype::kInsert, h, recnum, record);
+    h->recnum = recnum;
+}
+
+// The key goes with the record number that the caller gave.
+void inspure(IsamFile *h, const char *record) {
+    if (h->keyCount == 0) isFail(h, ISERR_NOPRIMARYKEY);
+    IndexPath *path = isWholePath(h, 0);
+    std::uint8_t key[ISMAXKEYLEN];
+    isKeyMake(path, key, record);
+    isTreeInsert(h, path, key, static_cast<std::uint32_t>(h->recnum));
+    isPathWrite(h, 0);
+    isFreeWrite(h);
+    isHeadWrite(h);
+}
+
+int add(IsamFile *h, const char *record, bool needData, bool lockIt) {
+    const int added = isChanging(h, [=] {
+        if (record == nullptr) isFail(h, ISERR_ARGUMENT);
+        if (needData) isNeedData(h);
+        if (lockIt) h->state |= ISSTATE_LOCKNEW;
+        if (hasData(h))
+            insert(h, record);
+        else
+            inspure(h, record);
+        return 1;
+    });
+    h->state &= static_cast<std::uint16_t>(~ISSTATE_LOCKNEW);
+    return added;
+}
+
+}  // namespace
+
+int isWrite(IsamFile *h, const char *record) { return add(h, record, false, false); }
+
+int isWrLock(IsamFile *h, const char *record) { return add(h, record, true, true); }
+
+int isWrCurr(IsamFile *h, const char *record) {
+    return add(h, record, true, false) ? isGoto(h, h->recnum) : 0;
+}

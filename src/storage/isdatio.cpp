@@ -1,0 +1,40 @@
+#include "storage/isdatio.h"
+
+#include <cstring>
+
+#include "base/isfail.h"
+#include "base/issystem.h"
+
+namespace {
+
+std::int64_t slotOffset(const IsamFile *h, long recnum) {
+    return (static_cast<std::int64_t>(recnum) - 1) * h->bufferLength;
+}
+
+}  // namespace
+
+void isGetData(IsamFile *h, char *buffer, long recnum) {
+    if (!isSlotNumber(h, recnum)) isFail(h, ISERR_NOCURRENT);
+    is_read(h, ISKIND_DATA, h->recordBuffer, h->bufferLength, slotOffset(h, recnum));
+    if (buffer != nullptr) std::memcpy(buffer, h->recordBuffer, static_cast<std::size_t>(h->recordLength));
+}
+
+void isPutData(IsamFile *h, const char *buffer, long recnum) {
+    if (buffer != nullptr) {
+        std::memcpy(h->recordBuffer, buffer, static_cast<std::size_t>(h->recordLength));
+        h->recordBuffer[h->recordLength] = slot::kPresent;
+        if (hasMasks(h)) st_long(h->mask, h->recordBuffer + h->bufferLength - slot::kMaskSize);
+    }
+    is_write(h, ISKIND_DATA, h->recordBuffer, h->bufferLength, slotOffset(h, recnum));
+}
+
+bool isDelCheck(IsamFile *h, long recnum) {
+    std::uint8_t status;
+    is_read(h, ISKIND_DATA, &status, sizeof status, slotOffset(h, recnum) + h->recordLength);
+    return status == slot::kDeleted;
+}
+
+void isDelData(IsamFile *h, long recnum) {
+    const std::uint8_t status = slot::kDeleted;
+    is_write(h, ISKIND_DATA, &status, sizeof status, slotOffset(h, recnum) + h->recordLength);
+}

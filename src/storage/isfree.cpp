@@ -1,0 +1,198 @@
+#include "storage/isfree.h"
+
+#include <cstring>
+#include <initializer_list>
+
+#include "base/isfail.h"
+#include "base/ismemory.h"
+#include "base/issystem.h"
+#include "storage/isidxio.h"
+#include "storage/node_layout.h"
+
+namespace {
+
+constexpr const char *kModule = "isfree";
+constexpr int kCountDirtyLine = 147;
+constexpr int kFreeDirtyIndexLine = 197;
+constexpr int kFreeDirtyDataLine = 198;
+
+constexpr int kNumberSize = 4;
+constexpr int kGrowthOfTaken = 64;
+
+FreeCache &cacheOf(IsamFile *h, int kind) { return kind == ISKIND_INDEX ? h->indexFree : h->dataFree; }
+
+void allocate(IsamFile *h, FreeCache &cache) {
+    if (cache.buffer == nullptr) cache.buffer = is_new<std::uint8_t>(static_cast<std::size_t>(h->nodeSize));
+}
+
+// Loads the head node and makes sure that it is a list node.
+void refresh(IsamFile *h, FreeCache &cache) {
+    isCheckNodeNumber(h, cache.head);
+    allocate(h, cache);
+    isGetNode(h, cache.buffer, cache.head);
+    const int used = node::used(cache.buffer);
+    if (node::mark(cache.buffer, h->nodeSize) != node::kListMark ||
+        node::level(cache.buffer, h->nodeSize) != node::kFreeLevel || used < node::kListStart ||
+        used > h->nodeSize - node::kTrailerSize || (used - node::kListStart) % kNumberSize != 0)
+        isFail(h, ISERR_CORRUPT);
+    cache.used = static_cast<std::uint32_t>(used);
+    cache.state = ISBUF_CLEAN;
+}
+
+void load(IsamFile *h, FreeCache &cache) {
+    if (cache.state == ISBUF_EMPTY) refresh(h, cache);
+}
+
+// Makes the buffer an empty list node.
+void startNode(IsamFile *h, FreeCache &cache, std::uint32_t link) {
+    allocate(h, cache);
+    std::memset(cache.buffer, 0, static_cast<std::size_t>(h->nodeSize));
+    isMarkNode(h, cache.buffer, node::kListMark, node::kFreeLevel);
+    node::setLink(cache.buffer, link);
+    cache.used = node::kListStart;
+}
+
+std::uint32_t grow(IsamFile *h, FreeCache &cache) {
+    if (cache.last >= kMaxNumber) isFail(h, ISERR_DISKSPACE);
+    return ++cache.last;
+}
+
+void writeCache(IsamFile *h, FreeCache &cache) {
+    if (cache.state != ISBUF_DIRTY) return;
+    isPutNode(h, cache.buffer, cache.head);
+    cache.state = ISBUF_CLEAN;
+}
+
+void append(FreeCache &cache, std::uint32_t number) {
+    st_long(number, cache.buffer + cache.used);
+    cache.used += kNumberSize;
+}
+
+void noteTaken(IsamFile *h, std::uint32_t number) {
+    if (h->takenCount == h->takenRoom) {
+        const std::uint32_t room = h->takenRoom + kGrowthOfTaken;
+        h->takenNodes = static_cast<std::uint32_t *>(
+            is_realloc(h->takenNodes, sizeof(std::uint32_t) * h->takenRoom, sizeof(std::uint32_t) * room));
+        h->takenRoom = room;
+    }
+    h->takenNodes[h->takenCount++] = number;
+}
+
+// The list's next number; the list is not empty.
+std::uint32_t takeListed(IsamFile *h, int kind, FreeCache &cache) {
+    load(h, cache);
+    std::uint32_t number = cache.head;
+    if (cache.used > node::kListStart) {
+        number = ld_long(cache.buffer + cache.used - kNumberSize);
+        const std::uint32_t lowest = kind == ISKIND_INDEX ? 2 : 1;
+        if (number < lowest || number > cache.last) isFail(h, ISERR_CORRUPT);
+    } else if (kind == ISKIND_DATA) {
+        isFail(h, ISERR_CORRUPT);
+    }
+
+    const bool spent = kind == ISKIND_INDEX ? cache.used == node::kListStart
+                                            : cache.used == node::kListStart + kNumberSize;
+    if (spent) {
+        const std::uint32_t link = node::link(cache.buffer);
+        if (kind == ISKIND_DATA) isPutFree(h, ISKIND_INDEX, cache.head);
+        cache.head = link;
+        cache.state = ISBUF_EMPTY;
+    } else {
+        cache.used -= kNumberSize;
+        st_long(0, cache.buffer + cache.used);
+        node::setUsed(cache.buffer, static_cast<int>(cache.used));
+        cache.state = ISBUF_DIRTY;
+    }
+    return number;
+}
+
+}  // namespace
+
+std::uint32_t isGetFree(IsamFile *h, int kind) {
+    FreeCache &cache = cacheOf(h, kind);
+    if ((kind == ISKIND_DATA && isPreciousFile(h)) || cache.head == 0) return grow(h, cache);
+    const std::uint32_t number = takeListed(h, kind, cache);
+    if (kind == ISKIND_INDEX && h->noteTaken) noteTaken(h, number);
+    return number;
+}
+
+void isPutFree(IsamFile *h, int kind, std::uint32_t number) {
+    FreeCache &cache = cacheOf(h, kind);
+    if (kind == ISKIND_DATA && isPreciousFile(h)) return;
+
+    if (cache.head == 0) {
+        const std::uint32_t head = kind == ISKIND_INDEX ? number : isGetFree(h, ISKIND_INDEX);
+        startNode(h, cache, 0);
+        cache.head = head;
+        if (kind == ISKIND_DATA) append(cache, number);
+    } else {
+        load(h, cache);
+        if (static_cast<int>(cache.used) + kNumberSize <= h->nodeSize - node::kTrailerSize) {
+            append(cache, number);
+        } else {
+            writeCache(h, cache);
+            const std::uint32_t head = kind == ISKIND_INDEX ? number : isGetFree(h, ISKIND_INDEX);
+            startNode(h, cache, cache.head);
+            cache.head = head;
+            if (kind == ISKIND_DATA) append(cache, number);
+        }
+    }
+    node::setUsed(cache.buffer, static_cast<int>(cache.used));
+    cache.state = ISBUF_DIRTY;
+}
+
+std::uint32_t isFreeCount(IsamFile *h, int kind, FreeVisit visit, void *context) {
+    FreeCache &cache = cacheOf(h, kind);
+    if (cache.state == ISBUF_DIRTY) isBroken(kModule, kCountDirtyLine);
+    const std::uint32_t head = cache.head;
+    std::uint32_t count = 0, nodes = 0;
+    while (cache.head != 0) {
+        refresh(h, cache);
+        // A chain longer than the file has nodes runs in a circle.
+        const bool circular = ++nodes > h->indexFree.last;
+        if (visit != nullptr && !circular) visit(cache.buffer, context);
+        count += (cache.used - node::kListStart) / kNumberSize;
+        const std::uint32_t link = node::link(cache.buffer);
+        cache.state = ISBUF_EMPTY;
+        cache.head = circular ? head : link;
+        if (circular) isFail(h, ISERR_CORRUPT);
+    }
+    cache.state = ISBUF_EMPTY;
+    cache.head = head;
+    return count;
+}
+
+void isFreeClear(IsamFile *h, int entryClass) {
+    for (FreeCache *cache : {&h->indexFree, &h->dataFree})
+        if (entryClass == ISCLASS_READ || cache->state == ISBUF_DIRTY) cache->state = ISBUF_EMPTY;
+}
+
+void isFreeWrite(IsamFile *h) {
+    writeCache(h, h->indexFree);
+    writeCache(h, h->dataFree);
+}
+
+void isFreeFree(IsamFile *h) {
+    if (h->indexFree.state == ISBUF_DIRTY) isBroken(kModule, kFreeDirtyIndexLine);
+    if (h->dataFree.state == ISBUF_DIRTY) isBroken(kModule, kFreeDirtyDataLine);
+    for (FreeCache *cache : {&h->indexFree, &h->dataFree}) {
+        cache->buffer = static_cast<std::uint8_t *>(is_free(cache->buffer));
+        cache->state = ISBUF_EMPTY;
+    }
+}
+
+void isFreeDrop(IsamFile *h, int kind) {
+    if (kind != ISKIND_DATA) isFail(h, ISERR_ARGUMENT);
+    FreeCache &cache = h->dataFree;
+    for (std::uint32_t nodes = 0; cache.head != 0; ++nodes) {
+        load(h, cache);
+        if (nodes >= h->indexFree.last) isFail(h, ISERR_CORRUPT);
+        const std::uint32_t link = node::link(cache.buffer);
+        isPutFree(h, ISKIND_INDEX, cache.head);
+        cache.head = link;
+        cache.state = ISBUF_EMPTY;
+    }
+    const std::int64_t records = is_size(h, ISKIND_DATA) / h->bufferLength;
+    if (records > kMaxNumber) isFail(h, ISERR_CORRUPT);
+    cache.last = static_cast<std::uint32_t>(records);
+}

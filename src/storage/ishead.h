@@ -1,0 +1,29 @@
+// The header node: made at build, written by every change, loaded again under
+// every lock. Its change counter is how processes notice each other's work.
+#pragma once
+
+#include "base/isfile.h"
+
+// Makes the header copy of a new file. Nothing reaches the disk.
+void isMakeHead(IsamFile *h);
+
+// Loads the header: on the first call of a handle the node size and the fields
+// that never change, on every call the free lists, counters and the flags that
+// other handles may change.
+void isLoadHead(IsamFile *h);
+
+// 105 when a counter that isLoadHead took is beyond what the file can hold.
+void isCheckHead(IsamFile *h);
+
+// Stores the handle's fields and writes the header, its change counter raised
+// by one.
+void isHeadWrite(IsamFile *h);
+
+// Stores the catalogue's fields in the header copy alone.
+void isHeadKdsc(IsamFile *h);
+
+// Record length of the file open as indexFd, read past any handle state.
+int getdatlen(IsamFile *h);
+
+// The application's ten bytes in the header copy.
+std::uint8_t *isHeadUser(IsamFile *h);

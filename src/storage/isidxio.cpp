@@ -1,0 +1,30 @@
+#include "storage/isidxio.h"
+
+#include "base/isfail.h"
+#include "base/issystem.h"
+#include "storage/node_layout.h"
+
+namespace {
+
+std::int64_t nodeOffset(const IsamFile *h, std::uint32_t number) {
+    return (static_cast<std::int64_t>(number) - 1) * h->nodeSize;
+}
+
+}  // namespace
+
+void isGetNode(IsamFile *h, std::uint8_t *buffer, std::uint32_t number) {
+    is_read(h, ISKIND_INDEX, buffer, h->nodeSize, nodeOffset(h, number));
+}
+
+void isPutNode(IsamFile *h, const std::uint8_t *buffer, std::uint32_t number) {
+    is_write(h, ISKIND_INDEX, buffer, h->nodeSize, nodeOffset(h, number));
+}
+
+void isMarkNode(IsamFile *h, std::uint8_t *buffer, int mark, int level) {
+    buffer[h->nodeSize - node::kMarkBack] = static_cast<std::uint8_t>(mark);
+    buffer[h->nodeSize - node::kLevelBack] = static_cast<std::uint8_t>(level);
+}
+
+void isCheckNodeNumber(IsamFile *h, std::uint32_t number) {
+    if (number < 2 || number > h->indexFree.last) isFail(h, ISERR_CORRUPT);
+}

@@ -1,0 +1,105 @@
+// Cutting an entry out of a compressed node: the entry behind it was encoded
+// against it and is encoded anew against the one before.
+//
+// That entry can become longer than the room the deleted one leaves: trailing
+// fill bytes of the deleted key cost nothing there, but served as its leading
+// bytes. Entries that no longer fit are taken out as well and put back, serial
+// and pointer unchanged, with the split that this takes.
+
+#include <cstring>
+
+#include "base/ismemory.h"
+#include "base/ismif.h"
+#include "keys/iscomp.h"
+#include "keys/isnode.h"
+#include "storage/node_layout.h"
+#include "tree/isgrow.h"
+#include "tree/isprune.h"
+#include "tree/istree.h"
+
+namespace {
+
+constexpr int kLooseGrowth = 16;
+
+std::uint8_t &shareByte(NodeBuf *n, int end) { return n->buffer[end - kPointerSize]; }
+bool shares(NodeBuf *n, int end) { return (shareByte(n, end) & kShareBit) != 0; }
+void clearShare(NodeBuf *n, int end) { shareByte(n, end) &= static_cast<std::uint8_t>(~kShareBit); }
+
+// Closes the gap between to and from.
+void pull(NodeBuf *n, int to, int from) {
+    const int used = n->used;
+    std::memmove(n->buffer + to, n->buffer + from, static_cast<std::size_t>(used - from));
+    isNodeResize(n, used - (from - to), used);
+}
+
+LooseEntry &addLoose(IndexPath *path) {
+    if (path->looseCount == path->looseRoom) {
+        const int room = path->looseRoom + kLooseGrowth;
+        path->loose = static_cast<LooseEntry *>(is_realloc(path->loose,
+                                                           sizeof(LooseEntry) * static_cast<std::size_t>(path->looseRoom),
+                                                           sizeof(LooseEntry) * static_cast<std::size_t>(room)));
+        path->looseRoom = room;
+    }
+    return path->loose[path->looseCount++];
+}
+
+// Puts the loose entries back, last one first, so that each finds its place
+// before all that followed it, also among equal keys.
+void putBack(IsamFile *h, IndexPath *path, int level) {
+    while (path->looseCount > 0) {
+        const LooseEntry entry = path->loose[--path->looseCount];
+        const bool found = isTreePlace(h, path, entry.key, entry.serial, level);
+        compgrow(h, path, entry.key, entry.pointer, found ? kBeforeCurrent : kAppend, &entry.serial);
+    }
+}
+
+}  // namespace
+
+void compsquash(IsamFile *h, IndexPath *path, NodeBuf *n) {
+    const int tail = path->dupWidth + kPointerSize;
+    const int limit = h->nodeSize - node::kTrailerSize;
+    const int p = n->position, used = n->used;
+    const bool first = p == node::kTreeStart;
+    int end = n->next;
+
+    if (end == used) {
+        if (!first && shares(n, end)) clearShare(n, p);
+        pull(n, p, end);
+        return;
+    }
+    if (shares(n, end)) {
+        // The entry behind shares the key; its bytes stay for it.
+        pull(n, end - tail, end);
+        return;
+    }
+
+    std::uint8_t before[ISMAXKEYLEN] = {}, key[ISMAXKEYLEN], encoded[kMaxEncoded];
+    if (!first) isCompScan(path, n, before, node::kTreeStart, p);
+    std::memcpy(key, n->key, sizeof key);
+    path->looseCount = 0;
+    const int level = n->level;
+    for (;;) {
+        const int next = isCompNext(path, n->buffer, used, key, end);
+        const int length = isCompKey(path, encoded, first ? nullptr : before, key);
+        if (p + length + tail + (used - next) < limit) {
+            // The new key bytes may be longer than what they replace.
+            std::memmove(n->buffer + p + length, n->buffer + next - tail, static_cast<std::size_t>(used - next + tail));
+            std::memcpy(n->buffer + p, encoded, static_cast<std::size_t>(length));
+            if (!first && length != 0) clearShare(n, p);
+            isNodeResize(n, p + length + tail + (used - next), used);
+            break;
+        }
+        LooseEntry &entry = addLoose(path);
+        const std::uint8_t *pointer = n->buffer + next - kPointerSize;
+        std::memcpy(entry.key, key, sizeof entry.key);
+        entry.pointer = ld_long(pointer) & kPointerMask;
+        entry.serial = path->dupWidth != 0 ? ldMint(pointer - path->dupWidth, path->dupWidth) : 0;
+        end = next;
+        if (end == used) {
+            if (!first) clearShare(n, p);
+            pull(n, p, end);
+            break;
+        }
+    }
+    putBack(h, path, level);
+}

@@ -1,0 +1,82 @@
+#include "tree/isgrow.h"
+
+#include "base/isfail.h"
+#include "base/ismif.h"
+#include "keys/iskey.h"
+#include "keys/isnode.h"
+#include "storage/isidxio.h"
+#include "storage/node_layout.h"
+#include "tree/ispath.h"
+#include "tree/istree.h"
+
+namespace {
+
+// Descends to the leaf for key and positions on its first greater entry (true)
+// or its last one (false).
+bool insertpoint(IsamFile *h, IndexPath *path, const std::uint8_t *key) {
+    isPathRoot(h, path);
+    bool greater = isNodeGreat(path, key);
+    while (path->top->level != 0) {
+        isPathAdd(h, path, path->top->pointer);
+        greater = isNodeGreat(path, key);
+    }
+    return greater;
+}
+
+// Makes n an empty root of that level.
+void initroot(IsamFile *h, NodeBuf *n, int level) {
+    n->level = level;
+    isMarkNode(h, n->buffer, node::kTreeMark, level);
+    isNodeResize(n, node::kTreeStart, node::kTreeStart);
+}
+
+}  // namespace
+
+int insertOffset(const NodeBuf *n, int where) {
+    switch (where) {
+    case kIntoEmpty: return node::kTreeStart;
+    case kAppend: return n->used;
+    default: return n->position;
+    }
+}
+
+std::uint64_t serialBefore(const IndexPath *path, const NodeBuf *n, int offset) {
+    return ldMint(n->buffer + offset - kPointerSize - path->dupWidth, path->dupWidth);
+}
+
+std::uint64_t nextdup(const IndexPath *path) {
+    const NodeBuf *parent = path->top->parent;
+    if (parent == nullptr || parent->position <= node::kTreeStart) return 0;
+    return serialBefore(path, parent, parent->position) + 1;
+}
+
+NodeBuf *growRoot(IsamFile *h, IndexPath *path) {
+    const int level = path->top->level + 1;
+    if (level >= node::kFreeLevel) isFail(h, ISERR_CORRUPT);
+    isPathIns(h, path, 0);
+    initroot(h, path->top, level);
+    path->top->number = path->keyDesc.rootNode;
+    return path->top;
+}
+
+void putTail(const IndexPath *path, std::uint8_t *p, std::uint64_t serial, std::uint32_t pointer) {
+    if (path->dupWidth != 0) stMint(p, path->dupWidth, serial);
+    st_long(pointer, p + path->dupWidth);
+}
+
+void isTreeUnique(IsamFile *h, IndexPath *path, const std::uint8_t *key) {
+    if (isUnique(path) && isTreeMatch(h, path, key) && isKeyMatch(path, key, nullptr)) isFail(h, ISERR_DUPLICATE);
+}
+
+void isTreeInsert(IsamFile *h, IndexPath *path, const std::uint8_t *key, std::uint32_t record) {
+    int where = kIntoEmpty;
+    if (isPathRoot(h, path)->used > node::kTreeStart) {
+        isTreeUnique(h, path, key);
+        where = insertpoint(h, path, key) ? kBeforeCurrent : kAppend;
+    }
+    record &= kPointerMask;
+    if (path->compressed)
+        compgrow(h, path, key, record, where, nullptr);
+    else
+        flatgrow(h, path, key, record, where);
+}
