@@ -37,6 +37,10 @@
  * 10. The library is for one thread at a time. Locks belong to the process, so
  *     a child made by fork must open its files itself, and closing any other
  *     descriptor of NAME.idx or NAME.dat in the process loses its locks.
+ *     Handles of one process on one file respect each other's record locks;
+ *     but where one of them releases all of its own (isunlock, isrelease,
+ *     isclose, each move under ISLOCKAUTO), other processes are free to lock
+ *     the records of all of them.
  */
 #ifndef ISAM_H
 #define ISAM_H
@@ -147,51 +151,51 @@ typedef struct dictinfo {
 
 /* ------------------------------------------------------------ error codes */
 
-#define ISERR_DUPLICATE 100      /* a unique index holds the key already */
-#define ISERR_NOTOPEN 101        /* no such descriptor */
-#define ISERR_ARGUMENT 102       /* argument or access mode does not allow it */
-#define ISERR_KEYDESC 103        /* bad key description, or none such in the file */
-#define ISERR_TOOMANYFILES 104   /* reserved */
-#define ISERR_CORRUPT 105        /* damaged file */
-#define ISERR_NEEDEXCL 106       /* the file must be open with ISLOCKEXCL */
-#define ISERR_LOCKED 107         /* somebody else holds the record or the file */
-#define ISERR_INDEXEXISTS 108    /* the file has that index */
-#define ISERR_PRIMARYKEY 109     /* not with the primary key, or the last index */
-#define ISERR_ENDOFFILE 110      /* beginning or end reached */
-#define ISERR_NOTFOUND 111       /* no such record */
-#define ISERR_NOCURRENT 112      /* no current record, or it is gone */
-#define ISERR_FILEINUSE 113      /* open elsewhere in a way that excludes this */
-#define ISERR_NAMETOOLONG 114    /* name does not fit */
-#define ISERR_LOCKDEVICE 115     /* reserved */
-#define ISERR_NOMEMORY 116       /* reserved */
-#define ISERR_COLLATING 117      /* reserved */
-#define ISERR_LOGREAD 118        /* log record cannot be read */
-#define ISERR_BADLOG 119         /* log record of no known kind */
-#define ISERR_LOGOPEN 120        /* log cannot be opened */
-#define ISERR_LOGWRITE 121       /* log record cannot be written */
-#define ISERR_NOTRANSACTION 122  /* no transaction is open */
-#define ISERR_SHAREDMEMORY 123   /* reserved */
-#define ISERR_NOBEGIN 124        /* reserved */
-#define ISERR_NFS 125            /* reserved */
-#define ISERR_ROWID 126          /* reserved */
-#define ISERR_NOPRIMARYKEY 127   /* the call needs a unique first index */
-#define ISERR_NOLOG 128          /* no log is open */
-#define ISERR_USERS 129          /* reserved */
-#define ISERR_DBSPACE 130        /* reserved */
-#define ISERR_DISKSPACE 131      /* no record or node number is left */
-#define ISERR_ROWSIZE 132        /* record longer than the file's maximum */
-#define ISERR_AUDITEXISTS 133    /* reserved */
-#define ISERR_NOLOCKS 134        /* a handle holds more locks than it can note */
+#define ISERR_DUPLICATE 100     /* a unique index holds the key already */
+#define ISERR_NOTOPEN 101       /* no such descriptor */
+#define ISERR_ARGUMENT 102      /* argument or access mode does not allow it */
+#define ISERR_KEYDESC 103       /* bad key description, or none such in the file */
+#define ISERR_TOOMANYFILES 104  /* reserved */
+#define ISERR_CORRUPT 105       /* damaged file */
+#define ISERR_NEEDEXCL 106      /* the file must be open with ISLOCKEXCL */
+#define ISERR_LOCKED 107        /* somebody else holds the record or the file */
+#define ISERR_INDEXEXISTS 108   /* the file has that index */
+#define ISERR_PRIMARYKEY 109    /* not with the primary key, or the last index */
+#define ISERR_ENDOFFILE 110     /* beginning or end reached */
+#define ISERR_NOTFOUND 111      /* no such record */
+#define ISERR_NOCURRENT 112     /* no current record, or it is gone */
+#define ISERR_FILEINUSE 113     /* open elsewhere in a way that excludes this */
+#define ISERR_NAMETOOLONG 114   /* name does not fit */
+#define ISERR_LOCKDEVICE 115    /* reserved */
+#define ISERR_NOMEMORY 116      /* reserved */
+#define ISERR_COLLATING 117     /* reserved */
+#define ISERR_LOGREAD 118       /* log record cannot be read */
+#define ISERR_BADLOG 119        /* log record of no known kind */
+#define ISERR_LOGOPEN 120       /* log cannot be opened */
+#define ISERR_LOGWRITE 121      /* log record cannot be written */
+#define ISERR_NOTRANSACTION 122 /* no transaction is open */
+#define ISERR_SHAREDMEMORY 123  /* reserved */
+#define ISERR_NOBEGIN 124       /* reserved */
+#define ISERR_NFS 125           /* reserved */
+#define ISERR_ROWID 126         /* reserved */
+#define ISERR_NOPRIMARYKEY 127  /* the call needs a unique first index */
+#define ISERR_NOLOG 128         /* no log is open */
+#define ISERR_USERS 129         /* reserved */
+#define ISERR_DBSPACE 130       /* reserved */
+#define ISERR_DISKSPACE 131     /* no record or node number is left */
+#define ISERR_ROWSIZE 132       /* record longer than the file's maximum */
+#define ISERR_AUDITEXISTS 133   /* reserved */
+#define ISERR_NOLOCKS 134       /* a handle holds more locks than it can note */
 
 #define ISERR_FIRST 100
 #define ISERR_LAST 134
 
 /* ---------------------------------------------------------------- globals */
 
-extern ISAM_API int iserrno;  /* 0, or why the last call failed */
-extern ISAM_API int iserrio;  /* which system call failed, see convention 1 */
+extern ISAM_API int iserrno;   /* 0, or why the last call failed */
+extern ISAM_API int iserrio;   /* which system call failed, see convention 1 */
 extern ISAM_API long isrecnum; /* record number, in and out */
-extern ISAM_API int isreclen; /* record length in bytes, in and out */
+extern ISAM_API int isreclen;  /* record length in bytes, in and out */
 
 extern ISAM_API const char *const is_errlist[ISERR_LAST - ISERR_FIRST + 1]; /* message of code c at [c - 100] */
 extern ISAM_API const char *const isCheckMsg[16]; /* message of bit i of a check's result at [i] */
@@ -486,12 +490,12 @@ ISAM_API int isthreaded(void);
  * address. Floating-point numbers keep the machine's form. Storing calls
  * return 0. The null forms store 0.0 when null is not 0, and on loading set
  * *null to 1 for a value of zero and to 0 for any other. */
-ISAM_API int ldint(const void *p);                        /* 2 bytes, 0..65535 */
-ISAM_API int stint(int value, void *p);                   /* low 16 bits */
-ISAM_API long ldlong(const void *p);                      /* 4 bytes, signed */
-ISAM_API int stlong(long value, void *p);                 /* low 32 bits */
-ISAM_API int ldchar(const char *src, int n, char *dst);   /* n bytes to text without trailing blanks, dst n + 1 bytes */
-ISAM_API int stchar(const char *src, char *dst, int n);   /* text to n bytes, filled with blanks */
+ISAM_API int ldint(const void *p);                      /* 2 bytes, 0..65535 */
+ISAM_API int stint(int value, void *p);                 /* low 16 bits */
+ISAM_API long ldlong(const void *p);                    /* 4 bytes, signed */
+ISAM_API int stlong(long value, void *p);               /* low 32 bits */
+ISAM_API int ldchar(const char *src, int n, char *dst); /* n bytes to text without trailing blanks, dst n + 1 bytes */
+ISAM_API int stchar(const char *src, char *dst, int n); /* text to n bytes, filled with blanks */
 ISAM_API float ldfloat(const void *p);
 ISAM_API int stfloat(float value, void *p);
 ISAM_API double lddbl(const void *p);

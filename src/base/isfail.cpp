@@ -8,8 +8,7 @@
 #include "base/isglobal.h"
 
 void isFail(IsamFile *h, int code, int io) {
-    if (h->activeClass == ISCLASS_NONE)
-        is_fatal("isam crash [%d/%x]", h->errcode, static_cast<unsigned>(h->errio));
+    if (h->activeClass == ISCLASS_NONE) is_fatal("isam crash [%d/%x]", h->errcode, static_cast<unsigned>(h->errio));
     h->failedClass = h->activeClass;
     h->activeClass = ISCLASS_NONE;
     h->errcode = code;

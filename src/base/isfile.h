@@ -68,52 +68,52 @@ inline constexpr int kMaxPaths = 10;
 inline constexpr int kAuditInfoSize = 2 + 2 + 65;
 
 struct IsamFile {
-    char *name;                // as the caller gave it, no extension
-    int mode;                  // open-mode word
-    std::uint16_t state;       // StateBit
-    int dataFd;                // -1 when closed
-    int recordLength;          // bytes of the fixed part
-    int bufferLength;          // bytes of a slot
-    int varlenInfo;            // maximum record length, 0 for fixed-length records
-    int indexFd;               // -1 when closed
-    int nodeSize;              // bytes
-    int headerByte11;          // width of a duplicate serial, bytes
-    int keyCount;              // indexes
-    int currentIndex;          // keyCount or more: record-number order
-    std::uint32_t keyDescNode; // first key-description node, 0 = none
-    std::uint32_t headerStamp; // change counter last loaded or written
-    std::int32_t uniqueId;     // next unique id
+    char *name;                 // as the caller gave it, no extension
+    int mode;                   // open-mode word
+    std::uint16_t state;        // StateBit
+    int dataFd;                 // -1 when closed
+    int recordLength;           // bytes of the fixed part
+    int bufferLength;           // bytes of a slot
+    int varlenInfo;             // maximum record length, 0 for fixed-length records
+    int indexFd;                // -1 when closed
+    int nodeSize;               // bytes
+    int headerByte11;           // width of a duplicate serial, bytes
+    int keyCount;               // indexes
+    int currentIndex;           // keyCount or more: record-number order
+    std::uint32_t keyDescNode;  // first key-description node, 0 = none
+    std::uint32_t headerStamp;  // change counter last loaded or written
+    std::int32_t uniqueId;      // next unique id
     IndexPath *indexes[kMaxPaths];
     FreeCache indexFree, dataFree;
-    std::int32_t *lockList;    // record numbers locked, 0 = free slot
-    std::int16_t lockCount;    // slots in lockList
-    std::uint8_t lockFlags;    // LockFlag
-    int slot;                  // descriptor + 1, 0 = not registered
-    std::uint32_t auditNode;   // node of the audit settings, 0 = none
+    std::int32_t *lockList;   // record numbers locked, 0 = free slot
+    std::int16_t lockCount;   // slots in lockList
+    std::uint8_t lockFlags;   // LockFlag
+    int slot;                 // descriptor + 1, 0 = not registered
+    std::uint32_t auditNode;  // node of the audit settings, 0 = none
     std::uint8_t auditInfo[kAuditInfoSize];
-    int auditFd;               // 0 or below: no audit trail open
-    std::int32_t txnFileId[2]; // writer's process id, logged descriptor
-    std::uint32_t *hashHeads;  // heads of the variable-length space hash
-    std::uint8_t hashStale;    // hashHeads must be read again
+    int auditFd;                // 0 or below: no audit trail open
+    std::int32_t txnFileId[2];  // writer's process id, logged descriptor
+    std::uint32_t *hashHeads;   // heads of the variable-length space hash
+    std::uint8_t hashStale;     // hashHeads must be read again
     int (*filter)(int, char *, int);
-    std::uint32_t mask;        // index mask of the current record
-    std::uint8_t *header;      // copy of the header node
-    std::uint8_t *recordBuffer;// one slot
-    int activeClass;           // class of the operation in progress, 0 = none
+    std::uint32_t mask;          // index mask of the current record
+    std::uint8_t *header;        // copy of the header node
+    std::uint8_t *recordBuffer;  // one slot
+    int activeClass;             // class of the operation in progress, 0 = none
     std::jmp_buf recoveryPoint;
     long recnum;
     int reclen, errcode, errio;
     std::uint32_t lastNumber;  // position in record-number order
 
-    std::uint8_t *nodeScratch; // one node, for work that no cache is for
+    std::uint8_t *nodeScratch;  // one node, for work that no cache is for
 
     // What the clean-up after a failure must know.
-    int failedClass;           // class of the operation that failed
-    bool phaseHeld;            // the phase lock is held
-    bool exclHeld;             // the open lock was made exclusive for this operation only
-    std::uint32_t *takenNodes; // while not null: free nodes that index building took
+    int failedClass;            // class of the operation that failed
+    bool phaseHeld;             // the phase lock is held
+    bool exclHeld;              // the open lock was made exclusive for this operation only
+    std::uint32_t *takenNodes;  // while not null: free nodes that index building took
     std::uint32_t takenCount, takenRoom;
-    bool noteTaken;            // isGetFree notes what it takes from the index list
+    bool noteTaken;  // isGetFree notes what it takes from the index list
 };
 
 inline bool hasData(const IsamFile *h) { return h->recordLength != 0; }

@@ -17,11 +17,11 @@ struct AdmEntry {
 using FatalHandler = void (*)(char *message);
 
 struct ProcessState {
-    AdmEntry *adminfo = nullptr;      // descriptor table, null while nothing was ever open
-    int admsize = 0;                  // slots allocated, free ones included
-    int lastid = -1;                  // slot of the last transaction-file search
-    FatalHandler fatcall = nullptr;   // application's fatal-stop callback
-    int logfile = -1;                 // descriptor of the open log, -1 when logging is off
+    AdmEntry *adminfo = nullptr;     // descriptor table, null while nothing was ever open
+    int admsize = 0;                 // slots allocated, free ones included
+    int lastid = -1;                 // slot of the last transaction-file search
+    FatalHandler fatcall = nullptr;  // application's fatal-stop callback
+    int logfile = -1;                // descriptor of the open log, -1 when logging is off
 };
 
 extern ProcessState isProcess;

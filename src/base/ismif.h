@@ -9,9 +9,7 @@
 #include <cstdint>
 #include <cstring>
 
-inline std::uint16_t ld_int(const std::uint8_t *p) {
-    return static_cast<std::uint16_t>((p[0] << 8) | p[1]);
-}
+inline std::uint16_t ld_int(const std::uint8_t *p) { return static_cast<std::uint16_t>((p[0] << 8) | p[1]); }
 
 inline std::uint32_t ld_long(const std::uint8_t *p) {
     std::uint32_t raw;

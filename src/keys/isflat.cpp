@@ -17,9 +17,7 @@ int compare(const IndexPath *path, const NodeBuf *n, const std::uint8_t *key, in
 
 }  // namespace
 
-bool flatsound(const IndexPath *path, const NodeBuf *n) {
-    return (n->used - node::kTreeStart) % path->entrySize == 0;
-}
+bool flatsound(const IndexPath *path, const NodeBuf *n) { return (n->used - node::kTreeStart) % path->entrySize == 0; }
 
 void flatval(const IndexPath *path, NodeBuf *n, int offset) {
     n->position = offset;

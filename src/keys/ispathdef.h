@@ -15,18 +15,18 @@
 // Always true while position is not 0: next, pointer, serial and key describe
 // the entry at position; in a compressed node the key area holds its whole key.
 struct NodeBuf {
-    NodeBuf *parent;       // one level up on the path, null at the root
-    NodeBuf *sibling;      // left half of a split, not yet in the cache
-    std::uint32_t number;  // node number, 0 until assigned
-    std::uint8_t *buffer;  // nodeSize bytes
-    std::uint8_t state;    // BufferState
-    int used;              // copy of the used length
-    int level;             // copy of the level byte, 0 for a leaf
-    int position;          // offset of the current entry, 0 = none
-    int next;              // offset just past it
-    std::uint32_t pointer; // its record or child node number
-    std::uint64_t serial;  // its duplicate serial
-    std::uint8_t *key;     // its key: in buffer, or the key area of a compressed node
+    NodeBuf *parent;        // one level up on the path, null at the root
+    NodeBuf *sibling;       // left half of a split, not yet in the cache
+    std::uint32_t number;   // node number, 0 until assigned
+    std::uint8_t *buffer;   // nodeSize bytes
+    std::uint8_t state;     // BufferState
+    int used;               // copy of the used length
+    int level;              // copy of the level byte, 0 for a leaf
+    int position;           // offset of the current entry, 0 = none
+    int next;               // offset just past it
+    std::uint32_t pointer;  // its record or child node number
+    std::uint64_t serial;   // its duplicate serial
+    std::uint8_t *key;      // its key: in buffer, or the key area of a compressed node
 };
 
 // An entry taken out of a node to be put back elsewhere in its level.
@@ -53,7 +53,7 @@ struct IndexPath {
     std::uint8_t positionKey[ISMAXKEYLEN];
     std::uint32_t positionRecord;  // 0 = no position
     std::uint64_t positionSerial;
-    LooseEntry *loose;          // entries being moved to make room
+    LooseEntry *loose;  // entries being moved to make room
     int looseCount, looseRoom;
 };
 

@@ -108,9 +108,7 @@ void isDropLock(IsamFile *h) {
     droplock(h, kPhaseArea, false);
 }
 
-bool isLocked(IsamFile *h, long recnum) {
-    return heldBy(h, ISLF_EXCLUSIVE | ISLF_WHOLEDATA) || noted(h, recnum);
-}
+bool isLocked(IsamFile *h, long recnum) { return heldBy(h, ISLF_EXCLUSIVE | ISLF_WHOLEDATA) || noted(h, recnum); }
 
 bool isLockTest(IsamFile *h, long recnum) {
     if (unlocked(h) || heldBy(h, ISLF_WHOLEDATA) || noted(h, recnum)) return true;

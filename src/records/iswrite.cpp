@@ -83,6 +83,4 @@ int isWrite(IsamFile *h, const char *record) { return add(h, record, false, fals
 
 int isWrLock(IsamFile *h, const char *record) { return add(h, record, true, true); }
 
-int isWrCurr(IsamFile *h, const char *record) {
-    return add(h, record, true, false) ? isGoto(h, h->recnum) : 0;
-}
+int isWrCurr(IsamFile *h, const char *record) { return add(h, record, true, false) ? isGoto(h, h->recnum) : 0; }

@@ -90,8 +90,8 @@ std::uint32_t takeListed(IsamFile *h, int kind, FreeCache &cache) {
         isFail(h, ISERR_CORRUPT);
     }
 
-    const bool spent = kind == ISKIND_INDEX ? cache.used == node::kListStart
-                                            : cache.used == node::kListStart + kNumberSize;
+    const bool spent =
+        kind == ISKIND_INDEX ? cache.used == node::kListStart : cache.used == node::kListStart + kNumberSize;
     if (spent) {
         const std::uint32_t link = node::link(cache.buffer);
         if (kind == ISKIND_DATA) isPutFree(h, ISKIND_INDEX, cache.head);

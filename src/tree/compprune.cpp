@@ -35,9 +35,9 @@ void pull(NodeBuf *n, int to, int from) {
 LooseEntry &addLoose(IndexPath *path) {
     if (path->looseCount == path->looseRoom) {
         const int room = path->looseRoom + kLooseGrowth;
-        path->loose = static_cast<LooseEntry *>(is_realloc(path->loose,
-                                                           sizeof(LooseEntry) * static_cast<std::size_t>(path->looseRoom),
-                                                           sizeof(LooseEntry) * static_cast<std::size_t>(room)));
+        path->loose = static_cast<LooseEntry *>(
+            is_realloc(path->loose, sizeof(LooseEntry) * static_cast<std::size_t>(path->looseRoom),
+                       sizeof(LooseEntry) * static_cast<std::size_t>(room)));
         path->looseRoom = room;
     }
     return path->loose[path->looseCount++];

@@ -81,9 +81,7 @@ bool natural(IsamFile *h, int mode) {
 
 }  // namespace
 
-std::uint32_t isCurrent(const IsamFile *h) {
-    return inRecordOrder(h) ? h->lastNumber : currentPath(h)->positionRecord;
-}
+std::uint32_t isCurrent(const IsamFile *h) { return inRecordOrder(h) ? h->lastNumber : currentPath(h)->positionRecord; }
 
 void isEdge(IsamFile *h, IndexPath *path, int mode) {
     if (mode == ISFIRST)

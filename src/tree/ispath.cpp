@@ -46,8 +46,9 @@ void makeRoom(IndexPath *path) {
     path->cacheCount = kept;
     if (path->cacheCount < path->cacheRoom) return;
     const int room = path->cacheRoom + kCacheSlots;
-    path->cache = static_cast<NodeBuf **>(is_realloc(path->cache, sizeof *path->cache * static_cast<std::size_t>(path->cacheRoom),
-                                                     sizeof *path->cache * static_cast<std::size_t>(room)));
+    path->cache =
+        static_cast<NodeBuf **>(is_realloc(path->cache, sizeof *path->cache * static_cast<std::size_t>(path->cacheRoom),
+                                           sizeof *path->cache * static_cast<std::size_t>(room)));
     path->cacheRoom = room;
 }
 
@@ -87,7 +88,8 @@ void clearbuf(NodeBuf *n, int entryClass) {
 }
 
 void popAll(IsamFile *h, IndexPath *path) {
-    while (isPathDown(h, path)) {}
+    while (isPathDown(h, path)) {
+    }
 }
 
 void pathwrite(IsamFile *h, IndexPath *path) {

@@ -60,13 +60,9 @@ bool isTreeNext(IsamFile *h, IndexPath *path) { return step(h, path, kWalkNext, 
 
 bool isTreePrev(IsamFile *h, IndexPath *path) { return step(h, path, kWalkPrev, kWalkLast, kWalkFirst); }
 
-bool isTreeMatch(IsamFile *h, IndexPath *path, const std::uint8_t *key) {
-    return descend(h, path, key, isNodeMatch);
-}
+bool isTreeMatch(IsamFile *h, IndexPath *path, const std::uint8_t *key) { return descend(h, path, key, isNodeMatch); }
 
-bool isTreeGreat(IsamFile *h, IndexPath *path, const std::uint8_t *key) {
-    return descend(h, path, key, isNodeGreat);
-}
+bool isTreeGreat(IsamFile *h, IndexPath *path, const std::uint8_t *key) { return descend(h, path, key, isNodeGreat); }
 
 bool isTreePlace(IsamFile *h, IndexPath *path, const std::uint8_t *key, std::uint64_t serial, int level) {
     NodeBuf *n = isPathRoot(h, path);
@@ -93,8 +89,7 @@ bool isTreeCurr(IsamFile *h, IndexPath *path) {
         if (path->top->used <= node::kTreeStart || !isTreeNext(h, path)) return false;
     }
     if (isUnique(path)) return true;
-    while (!sameEntry(path) && isKeyMatch(path, path->positionKey, nullptr) &&
-           path->positionSerial > path->top->serial)
+    while (!sameEntry(path) && isKeyMatch(path, path->positionKey, nullptr) && path->positionSerial > path->top->serial)
         if (!isTreeNext(h, path)) return false;
     return true;
 }
