@@ -27,6 +27,9 @@ inline void st_long(std::uint32_t value, std::uint8_t *p) {
     std::memcpy(p, &raw, sizeof raw);
 }
 
+// One byte, signed.
+inline int ld_signed(const std::uint8_t *p) { return *p < 0x80 ? *p : *p - 0x100; }
+
 // An n-byte unsigned value, n up to 8.
 inline std::uint64_t ldMint(const std::uint8_t *p, int n) {
     if (n == 4) return ld_long(p);

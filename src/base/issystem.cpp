@@ -29,7 +29,7 @@ const char *extension(int kind) {
 int compose(char *out, const char *name, const char *suffix) {
     const std::size_t stem = std::strlen(name), tail = std::strlen(suffix);
     if (stem + tail + 1 > kPathSize) return 0;
-    std::memmove(out, name, stem);
+    std::memmove(out, name, stem + 1);
     std::memcpy(out + stem, suffix, tail + 1);
     return 1;
 }

@@ -28,8 +28,8 @@ struct Counts {
 
 Counts readCounts(const IndexPath *path, const std::uint8_t *entry) {
     Counts c = {};
-    if ((path->keyDesc.flags & ISLEADCOMP) != 0) c.leading = static_cast<std::int8_t>(entry[c.size++]);
-    if ((path->keyDesc.flags & ISTRAILCOMP) != 0) c.trailing = static_cast<std::int8_t>(entry[c.size++]);
+    if ((path->keyDesc.flags & ISLEADCOMP) != 0) c.leading = ld_signed(entry + c.size++);
+    if ((path->keyDesc.flags & ISTRAILCOMP) != 0) c.trailing = ld_signed(entry + c.size++);
     c.middle = keyLength(path) - c.leading - c.trailing;
     if (c.leading < 0 || c.trailing < 0 || c.middle < 0) isBroken(kModule, kCountLine);
     return c;

@@ -51,7 +51,7 @@ void loadprecious(IsamFile *h) {
 void loadOnce(IsamFile *h) {
     const std::uint8_t *p = h->header;
     h->keyCount = ld_int(p + kIndexCountOffset);
-    h->headerByte11 = static_cast<std::int8_t>(p[kSerialWidthOffset]);
+    h->headerByte11 = ld_signed(p + kSerialWidthOffset);
     h->keyDescNode = ld_long(p + kKeyDescOffset);
     h->recordLength = ld_int(p + kRecordLengthOffset);
     h->varlenInfo = ld_int(p + kMaximumOffset);

@@ -83,7 +83,8 @@ void compsquash(IsamFile *h, IndexPath *path, NodeBuf *n) {
         const int length = isCompKey(path, encoded, first ? nullptr : before, key);
         if (p + length + tail + (used - next) < limit) {
             // The new key bytes may be longer than what they replace.
-            std::memmove(n->buffer + p + length, n->buffer + next - tail, static_cast<std::size_t>(used - next + tail));
+            std::memmove(n->buffer + p + length, n->buffer + next - tail,
+                         static_cast<std::size_t>(used - (next - tail)));
             std::memcpy(n->buffer + p, encoded, static_cast<std::size_t>(length));
             if (!first && length != 0) clearShare(n, p);
             isNodeResize(n, p + length + tail + (used - next), used);

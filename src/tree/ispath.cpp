@@ -17,6 +17,8 @@ constexpr int kSplitLine = 67;
 constexpr int kPushLine = 79;
 constexpr int kNullLine = 269;
 
+constexpr std::size_t kCacheEntry = sizeof(void *);
+
 // The node with that number, taken out of the cache, or null.
 NodeBuf *findnode(IndexPath *path, std::uint32_t number) {
     for (int i = path->cacheCount - 1; i >= 0; --i) {
@@ -24,7 +26,7 @@ NodeBuf *findnode(IndexPath *path, std::uint32_t number) {
         if (n->number != number) continue;
         --path->cacheCount;
         std::memmove(path->cache + i, path->cache + i + 1,
-                     sizeof *path->cache * static_cast<std::size_t>(path->cacheCount - i));
+                     kCacheEntry * static_cast<std::size_t>(path->cacheCount - i));
         return n;
     }
     return nullptr;
@@ -47,8 +49,8 @@ void makeRoom(IndexPath *path) {
     if (path->cacheCount < path->cacheRoom) return;
     const int room = path->cacheRoom + kCacheSlots;
     path->cache =
-        static_cast<NodeBuf **>(is_realloc(path->cache, sizeof *path->cache * static_cast<std::size_t>(path->cacheRoom),
-                                           sizeof *path->cache * static_cast<std::size_t>(room)));
+        static_cast<NodeBuf **>(is_realloc(path->cache, kCacheEntry * static_cast<std::size_t>(path->cacheRoom),
+                                           kCacheEntry * static_cast<std::size_t>(room)));
     path->cacheRoom = room;
 }
 
