@@ -33,11 +33,11 @@ void locateOrFail(IsamFile *h, const char *record, int mode, int callersMode) {
     if (!isLocate(h, record, mode)) readfail(h, callersMode);
 }
 
-// With a position at hand, the first step after opening, starting or turning
-// round is no step.
+// The first step after opening, starting or turning round is none where there
+// is a position, and goes to the edge where there is not.
 int adjustMode(const IsamFile *h, int mode) {
     const int adjusted = isTurnMode(h, mode);
-    if (adjusted == mode || inRecordOrder(h) || h->indexes[h->currentIndex]->positionRecord != 0) return adjusted;
+    if (adjusted == mode || isCurrent(h) != 0) return adjusted;
     return mode == ISNEXT ? ISFIRST : ISLAST;
 }
 
