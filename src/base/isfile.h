@@ -109,6 +109,7 @@ struct IsamFile {
 
     // What the clean-up after a failure must know.
     int failedClass;            // class of the operation that failed
+    long newRecord;             // number taken for the record being written, 0 = none yet
     bool phaseHeld;             // the phase lock is held
     bool exclHeld;              // the open lock was made exclusive for this operation only
     std::uint32_t *takenNodes;  // while not null: free nodes that index building took

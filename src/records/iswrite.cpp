@@ -2,6 +2,8 @@
 
 #include "records/iswrite.h"
 
+#include <cerrno>
+
 #include "base/isfail.h"
 #include "frame/isentry.h"
 #include "keys/iskey.h"
@@ -31,6 +33,7 @@ void insertKeys(IsamFile *h, const char *record, std::uint32_t number) {
 void insert(IsamFile *h, const char *record) {
     const std::uint32_t number = isGetFree(h, ISKIND_DATA);
     const long recnum = static_cast<long>(number);
+    h->newRecord = recnum;
     insertKeys(h, record, number);
 
     isAudInit(h);
@@ -62,7 +65,20 @@ void inspure(IsamFile *h, const char *record) {
     isHeadWrite(h);
 }
 
+// A record that was not written after all does not stay locked. The error is
+// that of the write.
+void unlockUnwritten(IsamFile *h) {
+    const int code = h->errcode, io = h->errio;
+    isOperation(h, ISCLASS_OPEN, [h] {
+        isDropData(h, h->newRecord);
+        return 1;
+    });
+    h->errcode = errno = code;
+    h->errio = io;
+}
+
 int add(IsamFile *h, const char *record, bool needData, bool lockIt) {
+    h->newRecord = 0;
     const int added = isChanging(h, [=] {
         if (record == nullptr) isFail(h, ISERR_ARGUMENT);
         if (needData) isNeedData(h);
@@ -74,6 +90,7 @@ int add(IsamFile *h, const char *record, bool needData, bool lockIt) {
         return 1;
     });
     h->state &= static_cast<std::uint16_t>(~ISSTATE_LOCKNEW);
+    if (!added && h->newRecord != 0) unlockUnwritten(h);
     return added;
 }
 
