@@ -145,6 +145,8 @@ int isRewRec(IsamFile *h, long recnum, const char *record) {
 }
 
 int isRewNxt(IsamFile *h, const char *record) {
+    // Both accesses are needed before anything moves.
+    if (!isEntry(h, ISCLASS_WRITE)) return 0;
     long recnum = 0;
     bool moved = false;
     const int read = isReading(h, ISCLASS_READ, [h, record, &recnum, &moved] {

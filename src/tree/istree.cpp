@@ -78,9 +78,11 @@ bool isTreePlace(IsamFile *h, IndexPath *path, const std::uint8_t *key, std::uin
 }
 
 bool isTreeExact(const IsamFile *h, const IndexPath *path) {
-    // Record numbers of a file without records are the caller's and may
-    // repeat, so the key has to agree as well.
-    return onLeafEntry(path) && sameEntry(path) && (hasData(h) || isKeyMatch(path, path->positionKey, nullptr));
+    if (!onLeafEntry(path)) return false;
+    if (hasData(h)) return sameEntry(path);
+    // Record numbers of a file without records are the caller's, and may repeat
+    // and change.
+    return isKeyMatch(path, path->positionKey, nullptr) && path->top->serial == path->positionSerial;
 }
 
 bool isTreeCurr(IsamFile *h, IndexPath *path) {
