@@ -80,9 +80,11 @@ int comphalf(const IndexPath *path, const NodeBuf *n, std::uint8_t *keyOut) {
 }
 
 // Moves the entries below offset s, of which the last has key lastKey, to a new
-// left half. The first entry that stays is encoded anew to stand alone; the
-// current entry stays current. Returns the left half.
-NodeBuf *splitAt(IsamFile *h, IndexPath *path, NodeBuf *n, int s, const std::uint8_t *lastKey) {
+// left half. The first entry that stays is encoded anew to stand alone. The
+// entry at p, before which the new one goes, stays current in its half; where
+// the new one is appended neither half has a current entry. Returns the left
+// half.
+NodeBuf *splitAt(IsamFile *h, IndexPath *path, NodeBuf *n, int s, int p, const std::uint8_t *lastKey) {
     const int tail = path->dupWidth + kPointerSize, used = n->used;
     NodeBuf *left = isPathSplit(h, path);
     std::memcpy(left->buffer + node::kTreeStart, n->buffer + node::kTreeStart,
@@ -106,7 +108,7 @@ NodeBuf *splitAt(IsamFile *h, IndexPath *path, NodeBuf *n, int s, const std::uin
     if (position > s) {
         n->position = position + shift;
         n->next = next + shift;
-    } else if (position != 0) {
+    } else if (position == p) {
         left->position = position;
         left->next = next;
         std::memcpy(left->key, n->key, ISMAXKEYLEN);
@@ -131,7 +133,7 @@ void compgrow(IsamFile *h, IndexPath *path, const std::uint8_t *key, std::uint32
     while (!compins(path, n, limit, p, entry)) {
         const int used = n->used;
         const int s = p == used ? used : comphalf(path, n, halfKey);
-        NodeBuf *left = splitAt(h, path, n, s, halfKey);
+        NodeBuf *left = splitAt(h, path, n, s, p, halfKey);
 
         // In the left half the new key is its last one when it goes to its
         // very end; so it is when it starts the right half all alone.

@@ -157,6 +157,22 @@ TEST(Insertion, SecondEqualKeyOfAUniqueIndexIs100AndLeavesTheTreeUnchanged) {
     });
 }
 
+TEST(Insertion, AppendSplitLeavesNoHalfKnownPositionBehind) {
+    for (unsigned short flags : {0, ISTRAILCOMP, ISLEADCOMP | ISDUPS}) {
+        Tree t(flags);
+        t.file().change([&] {
+            for (std::uint32_t i = 1; t.height() < 2; ++i) {
+                t.insert(Tree::number(static_cast<int>(i)) + std::string(110, static_cast<char>('a' + i % 26)), i);
+                isTreeLast(t.h(), t.path());
+            }
+            isTreeLast(t.h(), t.path());
+            const std::uint32_t newest = t.path()->top->pointer;
+            ASSERT_TRUE(isTreePrev(t.h(), t.path()));
+            EXPECT_EQ(t.path()->top->pointer, newest - 1);
+        });
+    }
+}
+
 TEST(Deletion, OfTheOnlyKeyOfAThreeLevelTreeLeavesAnEmptyLeaf) {
     for (unsigned short flags : {0, ISLEADCOMP, ISTRAILCOMP | ISLEADCOMP | ISDUPS | ISDUPCOMP}) {
         Tree t(flags);
