@@ -200,14 +200,14 @@ class Checker {
                 problem(where + ": out of order");
             if (order > 0 && lowerBoundOnly)
                 problem(where + ": last key below the one before");
-            if (order == 0 && !lowerBoundOnly && node.entries[i - 1].serial > entry.serial)
+            if (order == 0 && !lowerBoundOnly && options_.serials && node.entries[i - 1].serial > entry.serial)
                 problem(where + ": serial below the one before");
         }
         if (low != nullptr && !lowerBoundOnly && compareKeys(spec, low->key, entry.key) > 0)
             problem(where + ": below the subtree's range");
         if (high != nullptr && !lowerBoundOnly) {
             int order = compareKeys(spec, entry.key, high->key);
-            if (order > 0 || (order == 0 && entry.serial > high->serial))
+            if (order > 0 || (order == 0 && options_.serials && entry.serial > high->serial))
                 problem(where + ": above the subtree's range");
         }
     }
