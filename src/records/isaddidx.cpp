@@ -1,6 +1,9 @@
 #include "records/isaddidx.h"
 
+#include <algorithm>
+
 #include "base/isfail.h"
+#include "base/issystem.h"
 #include "frame/isadmin.h"
 #include "frame/isentry.h"
 #include "keys/isindex.h"
@@ -47,18 +50,22 @@ struct AddState {
     std::uint32_t descNode;  // description node that was needed, or 0
 };
 
-// Gives the new index's nodes back. After a duplicate the tree is sound and is
-// wiped like any other. After anything else it may be torn: nodes that came
-// from the free list return there, the others lie behind the file's old end.
+// Gives the new index's nodes to the free list. After a duplicate the tree is
+// sound and is wiped like any other. After anything else it may be torn, and
+// what it took is known otherwise: the nodes noted when they left the free
+// list, and all that the file has grown by.
 void releaseNodes(IsamFile *h, const AddState &add, bool sound) {
     if (sound) {
         isWipeIdx(h, add.index);
         if (add.descNode != 0) isPutFree(h, ISKIND_INDEX, add.descNode);
         return;
     }
+    const std::int64_t nodes = is_size(h, ISKIND_INDEX) / h->nodeSize;
+    h->indexFree.last = std::clamp(static_cast<std::uint32_t>(nodes), add.lastNode, h->indexFree.last);
     while (h->takenCount > 0)
         isPutFree(h, ISKIND_INDEX, h->takenNodes[--h->takenCount]);
-    h->indexFree.last = add.lastNode;
+    for (std::uint32_t n = add.lastNode + 1; n <= h->indexFree.last; ++n)
+        isPutFree(h, ISKIND_INDEX, n);
 }
 
 void takeBack(IsamFile *h, const AddState &add, bool sound) {

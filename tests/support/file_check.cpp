@@ -16,9 +16,10 @@ class Checker {
     Checker(FileReader &reader, const CheckOptions &options) : in_(reader), options_(options) {}
 
     CheckReport run() {
-        if (!in_.refresh(&report_.problems))
-            return std::move(report_);
-        owner_.assign(static_cast<std::size_t>(in_.header().lastNode) + 1, "");
+        if (!in_.refresh(&report_.problems)) return std::move(report_);
+        // No more than the file can hold: the header's numbers may be damaged.
+        nodes_ = std::min(static_cast<long>(in_.header().lastNode), in_.indexFileSize() / in_.header().nodeSize);
+        owner_.assign(static_cast<std::size_t>(nodes_) + 1, "");
         checkHeader();
         checkDescriptions();
         report_.leaves.resize(in_.indexes().size());
@@ -29,8 +30,7 @@ class Checker {
         for (std::uint32_t number : freeNodes)
             claim(number, "free number");
         for (std::size_t n = 1; n < owner_.size(); ++n)
-            if (owner_[n].empty())
-                problem("node " + std::to_string(n) + " belongs to nothing");
+            if (owner_[n].empty()) problem("node " + std::to_string(n) + " belongs to nothing");
         checkSlots(freeRecords);
         return std::move(report_);
     }
@@ -58,15 +58,11 @@ class Checker {
         in_.node(1, &b);
         claim(1, "header");
         static const std::uint8_t start[] = {0xfe, 0x53, 0x02, 0x02, 0x04, 0x04};
-        if (std::memcmp(b.data(), start, sizeof start) != 0)
-            problem("header: first bytes");
+        if (std::memcmp(b.data(), start, sizeof start) != 0) problem("header: first bytes");
         auto size = static_cast<std::size_t>(h.nodeSize);
-        if (std::memcmp(b.data() + size - 4, "kjsk", 4) != 0)
-            problem("header: trailer");
-        if (h.nodeSize != 1024)
-            problem("header: node size " + std::to_string(h.nodeSize));
-        if (b[10] != 7 || b[11] != 4 || b[54] != 8)
-            problem("header: fixed bytes");
+        if (std::memcmp(b.data() + size - 4, "kjsk", 4) != 0) problem("header: trailer");
+        if (h.nodeSize != 1024) problem("header: node size " + std::to_string(h.nodeSize));
+        if (b[10] != 7 || b[11] != 4 || b[54] != 8) problem("header: fixed bytes");
         bool reserved = b[12] == 0 && b[53] == 0;
         for (std::size_t i = 19; i < 25; ++i)
             reserved = reserved && b[i] == 0;
@@ -74,20 +70,17 @@ class Checker {
             reserved = reserved && b[i] == 0;
         for (std::size_t i = 61; i < size - 16; ++i)
             reserved = reserved && b[i] == 0;
-        if (!reserved)
-            problem("header: reserved bytes are not zero");
+        if (!reserved) problem("header: reserved bytes are not zero");
         if (h.auditNode != 0 || h.variableMaximum != 0)
             problem("header: audit node or variable-length maximum in a plain file");
-        if ((h.flags & ~3U) != 0)
-            problem("header: flags " + std::to_string(h.flags));
+        if ((h.flags & ~3U) != 0) problem("header: flags " + std::to_string(h.flags));
         int found = static_cast<int>(in_.indexes().size()) + (in_.noPrimaryKey() ? 1 : 0);
         if (h.indexCount != found)
             problem("header: " + std::to_string(h.indexCount) + " indexes, descriptions of " + std::to_string(found));
         if (in_.indexFileSize() != static_cast<long>(h.lastNode) * h.nodeSize)
             problem("index file: " + std::to_string(in_.indexFileSize()) + " bytes for " + std::to_string(h.lastNode) +
                     " nodes");
-        if (h.uniqueId > 0x7fffffffU)
-            problem("header: unique id out of range");
+        if (h.uniqueId > 0x7fffffffU) problem("header: unique id out of range");
     }
 
     void checkDescriptions() {
@@ -103,8 +96,7 @@ class Checker {
             if (spec.parts.size() > 10 || spec.keyLength < 1 || spec.keyLength > 128 || (spec.flags & 0xffc0U) != 0)
                 problem(name + ": limits");
             for (const PartSpec &part : spec.parts) {
-                if (part.code() > 7 || part.length % unitOf(part.code()) != 0)
-                    problem(name + ": part type or length");
+                if (part.code() > 7 || part.length % unitOf(part.code()) != 0) problem(name + ": part type or length");
                 if (in_.header().recordLength != 0 && part.start + part.length > in_.header().recordLength)
                     problem(name + ": part outside the record");
             }
@@ -119,10 +111,8 @@ class Checker {
                 problem(name + ": byte " + std::to_string(i) + " behind used " + std::to_string(used) + " is not zero");
                 break;
             }
-        if (b[end - 3] != mark || b[end - 1] != 0)
-            problem(name + ": mark bytes");
-        if (level >= 0 && b[end - 2] != level)
-            problem(name + ": level byte " + std::to_string(b[end - 2]));
+        if (b[end - 3] != mark || b[end - 1] != 0) problem(name + ": mark bytes");
+        if (level >= 0 && b[end - 2] != level) problem(name + ": level byte " + std::to_string(b[end - 2]));
     }
 
     void checkTree(std::size_t index) {
@@ -150,8 +140,7 @@ class Checker {
     int walk(std::size_t index, std::uint32_t number, int wanted, const TreeEntry *low, const TreeEntry *high) {
         const IndexSpec &spec = in_.indexes()[index];
         std::string name = "index " + std::to_string(index) + " node " + std::to_string(number);
-        if (!claim(number, "tree node of index " + std::to_string(index)))
-            return 0;
+        if (!claim(number, "tree node of index " + std::to_string(index))) return 0;
         ++report_.nodes;
         TreeNode node = in_.tree(spec, number);
         if (!node.problem.empty()) {
@@ -165,8 +154,7 @@ class Checker {
         if (static_cast<int>(should.size()) != node.used - 2 ||
             !std::equal(should.begin(), should.end(), bytes.begin() + 2))
             problem(name + ": entries are not stored in their shortest form");
-        if (wanted >= 0 && node.entries.empty())
-            problem(name + ": empty, but not the root");
+        if (wanted >= 0 && node.entries.empty()) problem(name + ": empty, but not the root");
         if (wanted < 0 && node.entries.empty() && node.level != 0)
             problem(name + ": empty root of level " + std::to_string(node.level));
         if (node.level > 40) {
@@ -192,14 +180,11 @@ class Checker {
         const TreeEntry &entry = node.entries[i];
         bool lowerBoundOnly = node.level > 0 && i + 1 == node.entries.size();
         std::string where = name + " entry " + std::to_string(i);
-        if (entry.pointer == 0 && in_.header().recordLength != 0)
-            problem(where + ": points to 0");
+        if (entry.pointer == 0 && in_.header().recordLength != 0) problem(where + ": points to 0");
         if (i > 0 && node.level > 0) {
             int order = compareKeys(spec, node.entries[i - 1].key, entry.key);
-            if (order > 0 && !lowerBoundOnly)
-                problem(where + ": out of order");
-            if (order > 0 && lowerBoundOnly)
-                problem(where + ": last key below the one before");
+            if (order > 0 && !lowerBoundOnly) problem(where + ": out of order");
+            if (order > 0 && lowerBoundOnly) problem(where + ": last key below the one before");
             if (order == 0 && !lowerBoundOnly && options_.serials && node.entries[i - 1].serial > entry.serial)
                 problem(where + ": serial below the one before");
         }
@@ -218,8 +203,7 @@ class Checker {
         std::string list = ofNodes ? "index free list" : "data free list";
         for (std::uint32_t number = head; number != 0;) {
             std::string name = list + " node " + std::to_string(number);
-            if (!claim(number, list + " node"))
-                break;
+            if (!claim(number, list + " node")) break;
             Bytes b;
             if (!in_.node(number, &b)) {
                 problem(name + ": cannot be read");
@@ -232,8 +216,7 @@ class Checker {
                 break;
             }
             checkFrame(name, b, used, 0xff, kLevelFreeList);
-            if (number != head && used + 4 <= capacity)
-                problem(name + ": not the head, yet not full");
+            if (number != head && used + 4 <= capacity) problem(name + ": not the head, yet not full");
             for (int at = 6; at < used; at += 4)
                 numbers.push_back(be32(b.data() + at));
             number = be32(b.data() + 2);
@@ -244,41 +227,36 @@ class Checker {
     void checkSlots(const std::vector<std::uint32_t> &freeRecords) {
         const FileHeader &h = in_.header();
         if (h.recordLength == 0) {
-            if (in_.dataFileSize() >= 0)
-                problem("data file beside a file without records");
-            if (!freeRecords.empty() || h.lastRecord != 0)
-                problem("record numbers in a file without records");
+            if (in_.dataFileSize() >= 0) problem("data file beside a file without records");
+            if (!freeRecords.empty() || h.lastRecord != 0) problem("record numbers in a file without records");
             return;
         }
         if (in_.dataFileSize() != static_cast<long>(h.lastRecord) * in_.slotLength())
             problem("data file: " + std::to_string(in_.dataFileSize()) + " bytes for " + std::to_string(h.lastRecord) +
                     " slots of " + std::to_string(in_.slotLength()));
-        std::vector<int> freed(static_cast<std::size_t>(h.lastRecord) + 1, 0);
+        auto slots = static_cast<std::uint32_t>(
+            std::min(static_cast<long>(h.lastRecord), std::max(0L, in_.dataFileSize() / in_.slotLength())));
+        std::vector<int> freed(std::size_t{slots} + 1, 0);
         for (std::uint32_t number : freeRecords) {
-            if (number == 0 || number > h.lastRecord)
+            if (number == 0 || number > slots)
                 problem("data free list: number " + std::to_string(number) + " out of range");
             else if (++freed[number] > 1)
                 problem("data free list: number " + std::to_string(number) + " twice");
         }
-        if (h.precious() && !freeRecords.empty())
-            problem("data free list in a precious file");
+        if (h.precious() && !freeRecords.empty()) problem("data free list in a precious file");
         std::vector<std::map<std::uint32_t, Key>> wanted(in_.indexes().size());
         Bytes slot;
-        for (std::uint32_t n = 1; n <= h.lastRecord; ++n) {
+        for (std::uint32_t n = 1; n <= slots; ++n) {
             std::string name = "slot " + std::to_string(n);
             if (!in_.slot(static_cast<long>(n), &slot)) {
                 problem(name + ": cannot be read");
                 return;
             }
             std::uint8_t status = slot[static_cast<std::size_t>(h.recordLength)];
-            if (status != 0x0a && status != 0x00)
-                problem(name + ": status " + std::to_string(status));
-            if (status == 0x0a && freed[n] != 0)
-                problem(name + ": present and free");
-            if (status == 0x00 && freed[n] == 0 && !h.precious())
-                problem(name + ": deleted, but not free");
-            if (status == 0x0a)
-                collectKeys(n, slot, &wanted);
+            if (status != 0x0a && status != 0x00) problem(name + ": status " + std::to_string(status));
+            if (status == 0x0a && freed[n] != 0) problem(name + ": present and free");
+            if (status == 0x00 && freed[n] == 0 && !h.precious()) problem(name + ": deleted, but not free");
+            if (status == 0x0a) collectKeys(n, slot, &wanted);
         }
         if (options_.membership)
             for (std::size_t i = 0; i < wanted.size(); ++i)
@@ -288,11 +266,9 @@ class Checker {
     void collectKeys(std::uint32_t recnum, const Bytes &slot, std::vector<std::map<std::uint32_t, Key>> *wanted) {
         std::uint32_t mask = in_.header().masked() ? be32(slot.data() + slot.size() - 4) : 0;
         for (std::size_t i = 0; i < in_.indexes().size(); ++i) {
-            if ((mask >> i & 1U) != 0)
-                continue;
+            if ((mask >> i & 1U) != 0) continue;
             Key key = makeKey(in_.indexes()[i], slot.data());
-            if (!isNullKey(in_.indexes()[i], key))
-                (*wanted)[i].emplace(recnum, key);
+            if (!isNullKey(in_.indexes()[i], key)) (*wanted)[i].emplace(recnum, key);
         }
     }
 
@@ -314,20 +290,20 @@ class Checker {
     }
 
     FileReader &in_;
+    long nodes_ = 0;  // nodes that the file has
     CheckOptions options_;
     CheckReport report_;
-    std::vector<std::string> owner_; // per node number
+    std::vector<std::string> owner_;  // per node number
 };
 
-} // namespace
+}  // namespace
 
 std::string CheckReport::text() const {
     std::string out;
     std::size_t shown = std::min<std::size_t>(problems.size(), 20);
     for (std::size_t i = 0; i < shown; ++i)
         out += problems[i] + "\n";
-    if (shown < problems.size())
-        out += "... and " + std::to_string(problems.size() - shown) + " more\n";
+    if (shown < problems.size()) out += "... and " + std::to_string(problems.size() - shown) + " more\n";
     return out;
 }
 
@@ -338,4 +314,4 @@ CheckReport checkFiles(const std::string &base, const CheckOptions &options) {
     return checkFiles(reader, options);
 }
 
-} // namespace testing_support
+}  // namespace testing_support

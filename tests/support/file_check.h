@@ -20,9 +20,9 @@ struct CheckOptions {
 
 struct CheckReport {
     std::vector<std::string> problems;
-    std::vector<std::vector<TreeEntry>> leaves; // per index, all leaf entries from left to right
-    int levels = 0;                             // levels of the highest tree
-    long nodes = 0;                             // tree nodes of all indexes
+    std::vector<std::vector<TreeEntry>> leaves;  // per index, all leaf entries from left to right
+    int levels = 0;                              // levels of the highest tree
+    long nodes = 0;                              // tree nodes of all indexes
 
     bool clean() const { return problems.empty(); }
     // The problems, one per line, at most twenty of them.
@@ -35,6 +35,6 @@ CheckReport checkFiles(FileReader &reader, const CheckOptions &options = {});
 // The same for the files at a base path, with a reader of its own.
 CheckReport checkFiles(const std::string &base, const CheckOptions &options = {});
 
-} // namespace testing_support
+}  // namespace testing_support
 
 #endif

@@ -43,7 +43,7 @@ int leadingShared(const Key &a, const Key &b) {
     return static_cast<int>(n);
 }
 
-} // namespace
+}  // namespace
 
 std::uint32_t be16(const std::uint8_t *at) { return beNumber(at, 2); }
 std::uint32_t be32(const std::uint8_t *at) { return beNumber(at, 4); }
@@ -54,10 +54,8 @@ FileReader::FileReader(const std::string &base) {
 }
 
 FileReader::~FileReader() {
-    if (indexFd_ >= 0)
-        close(indexFd_);
-    if (dataFd_ >= 0)
-        close(dataFd_);
+    if (indexFd_ >= 0) close(indexFd_);
+    if (dataFd_ >= 0) close(dataFd_);
 }
 
 long FileReader::indexFileSize() const { return sizeOf(indexFd_); }
@@ -71,8 +69,7 @@ bool FileReader::node(std::uint32_t number, Bytes *out) const {
 }
 
 bool FileReader::slot(long recnum, Bytes *out) const {
-    return recnum > 0 &&
-           readAt(dataFd_, (recnum - 1) * slotLength(), static_cast<std::size_t>(slotLength()), out);
+    return recnum > 0 && readAt(dataFd_, (recnum - 1) * slotLength(), static_cast<std::size_t>(slotLength()), out);
 }
 
 bool FileReader::refresh(std::vector<std::string> *problems) {
@@ -130,7 +127,8 @@ bool FileReader::readDescriptions(std::vector<std::string> *problems) {
         for (int at = 6; at < used;) {
             int length = used - at >= 7 ? static_cast<int>(be16(b.data() + at)) : 0;
             if (length < 7 || at + length > used) {
-                problems->push_back(name + ": entry at " + std::to_string(at) + " has length " + std::to_string(length));
+                problems->push_back(name + ": entry at " + std::to_string(at) + " has length " +
+                                    std::to_string(length));
                 return false;
             }
             IndexSpec spec;
@@ -201,10 +199,8 @@ TreeNode FileReader::decode(const IndexSpec &spec, const Bytes &bytes) const {
                 out.problem = "entry at " + std::to_string(at) + " runs past used";
                 return out;
             }
-            if (spec.leading())
-                lead = bytes[static_cast<std::size_t>(at++)];
-            if (spec.trailing())
-                trail = bytes[static_cast<std::size_t>(at++)];
+            if (spec.leading()) lead = bytes[static_cast<std::size_t>(at++)];
+            if (spec.trailing()) trail = bytes[static_cast<std::size_t>(at++)];
             int stored = spec.keyLength - lead - trail;
             if (lead > 127 || trail > 127 || stored < 0 || (out.entries.empty() && lead != 0)) {
                 out.problem = "entry at " + std::to_string(entry.offset) + " has counts " + std::to_string(lead) + "/" +
@@ -253,15 +249,12 @@ Bytes FileReader::encode(const IndexSpec &spec, const std::vector<TreeEntry> &en
                        static_cast<unsigned char>(key[static_cast<std::size_t>(spec.keyLength - trail - 1)]) ==
                            spec.fill())
                     ++trail;
-            if (spec.leading())
-                out.push_back(static_cast<std::uint8_t>(lead));
-            if (spec.trailing())
-                out.push_back(static_cast<std::uint8_t>(trail));
+            if (spec.leading()) out.push_back(static_cast<std::uint8_t>(lead));
+            if (spec.trailing()) out.push_back(static_cast<std::uint8_t>(trail));
             for (int k = lead; k < spec.keyLength - trail; ++k)
                 out.push_back(static_cast<std::uint8_t>(key[static_cast<std::size_t>(k)]));
         }
-        bool share = spec.shared() &&
-                     (i + 1 < entries.size() ? entries[i + 1].key == key : entries[i].share);
+        bool share = spec.shared() && (i + 1 < entries.size() ? entries[i + 1].key == key : entries[i].share);
         putBe(&out, entries[i].serial, width);
         putBe(&out, entries[i].pointer | (share ? kShareBit : 0), 4);
     }
@@ -280,15 +273,12 @@ InsertPoint FileReader::insertPoint(const IndexSpec &spec, const Key &key) const
         if (node.level == 0 || node.entries.empty()) {
             out.leafEntries = static_cast<int>(node.entries.size());
             out.position = static_cast<int>(i);
-            if (i > 0)
-                out.before = node.entries[i - 1];
+            if (i > 0) out.before = node.entries[i - 1];
             break;
         }
-        if (i == node.entries.size())
-            --i;
+        if (i == node.entries.size()) --i;
         out.parentChild = static_cast<int>(i);
-        if (i > 0)
-            out.branch = node.entries[i - 1];
+        if (i > 0) out.branch = node.entries[i - 1];
         number = node.entries[i].pointer;
     }
     return out;
@@ -297,22 +287,18 @@ InsertPoint FileReader::insertPoint(const IndexSpec &spec, const Key &key) const
 int FileReader::lookupIn(const IndexSpec &spec, const Key &key, std::uint32_t recnum, std::uint32_t number, int depth,
                          FoundEntry *out) const {
     TreeNode node = tree(spec, number);
-    if (depth > kMaxDepth || !node.problem.empty())
-        return -1;
+    if (depth > kMaxDepth || !node.problem.empty()) return -1;
     std::size_t i = 0;
     while (i < node.entries.size() && compareKeys(spec, node.entries[i].key, key) < 0)
         ++i;
-    if (node.level != 0 && i == node.entries.size() && i > 0)
-        --i;
+    if (node.level != 0 && i == node.entries.size() && i > 0) --i;
     for (; i < node.entries.size(); ++i) {
         if (node.level != 0) {
             int answer = lookupIn(spec, key, recnum, node.entries[i].pointer, depth + 1, out);
-            if (answer != 0)
-                return answer;
+            if (answer != 0) return answer;
             continue;
         }
-        if (compareKeys(spec, node.entries[i].key, key) > 0)
-            return -1;
+        if (compareKeys(spec, node.entries[i].key, key) > 0) return -1;
         if (node.entries[i].pointer == recnum) {
             *out = {true, static_cast<int>(i), node.entries[i]};
             return 1;
@@ -336,8 +322,7 @@ void FileReader::dumpNode(const IndexSpec &spec, std::uint32_t number, int depth
         *out += indent + "  @" + std::to_string(entry.offset) + " " + hex(entry.key) + " serial " +
                 std::to_string(entry.serial) + " -> " + std::to_string(entry.pointer) + (entry.share ? " share" : "") +
                 (entry.keyless ? " keyless" : "") + "\n";
-        if (node.level != 0 && depth < kMaxDepth)
-            dumpNode(spec, entry.pointer, depth + 1, out);
+        if (node.level != 0 && depth < kMaxDepth) dumpNode(spec, entry.pointer, depth + 1, out);
     }
 }
 
@@ -350,4 +335,4 @@ std::string FileReader::dump(std::size_t index) const {
     return out;
 }
 
-} // namespace testing_support
+}  // namespace testing_support

@@ -22,7 +22,7 @@ std::uint32_t be32(const std::uint8_t *at);
 
 struct FileHeader {
     int nodeSize = 0;
-    int indexCount = 0; // one more for a file without primary key
+    int indexCount = 0;  // one more for a file without primary key
     int serialWidth = 0;
     int recordLength = 0;
     std::uint32_t descriptionNode = 0;
@@ -44,8 +44,8 @@ struct TreeEntry {
     Key key;
     std::uint32_t serial = 0;
     std::uint32_t pointer = 0;
-    bool share = false;   // the pointer's top bit
-    bool keyless = false; // stored without a key of its own
+    bool share = false;    // the pointer's top bit
+    bool keyless = false;  // stored without a key of its own
     int offset = 0;
 };
 
@@ -54,22 +54,22 @@ struct TreeNode {
     int used = 0;
     int level = 0;
     std::vector<TreeEntry> entries;
-    std::string problem; // why decoding stopped, empty when all is well
+    std::string problem;  // why decoding stopped, empty when all is well
 };
 
 // Where a new key would go, found from the root by "first greater entry".
 struct InsertPoint {
-    int levels = 0;       // nodes on the way, leaf included
-    int leafEntries = 0;  // entries of the leaf
-    int position = 0;     // entries before the new one in the leaf
-    int parentChild = -1; // which child of its parent the leaf is, -1 without parent
-    TreeEntry before;     // the entry before the position, when position > 0
-    TreeEntry branch;     // the parent's entry before the leaf's, when parentChild > 0
+    int levels = 0;        // nodes on the way, leaf included
+    int leafEntries = 0;   // entries of the leaf
+    int position = 0;      // entries before the new one in the leaf
+    int parentChild = -1;  // which child of its parent the leaf is, -1 without parent
+    TreeEntry before;      // the entry before the position, when position > 0
+    TreeEntry branch;      // the parent's entry before the leaf's, when parentChild > 0
 };
 
 struct FoundEntry {
     bool found = false;
-    int position = 0; // in its leaf, from 0
+    int position = 0;  // in its leaf, from 0
     TreeEntry entry;
 };
 
@@ -90,7 +90,7 @@ class FileReader {
     int serialWidth(const IndexSpec &spec) const { return spec.duplicates() ? header_.serialWidth : 0; }
 
     long indexFileSize() const;
-    long dataFileSize() const; // -1 when there is no data file
+    long dataFileSize() const;  // -1 when there is no data file
     int slotLength() const;
 
     bool node(std::uint32_t number, Bytes *out) const;
@@ -123,6 +123,6 @@ class FileReader {
     bool noPrimaryKey_ = false;
 };
 
-} // namespace testing_support
+}  // namespace testing_support
 
 #endif

@@ -21,8 +21,7 @@ inline KeyDesc keyDesc(int flags, std::initializer_list<Part> parts) {
     KeyDesc key{};
     key.flags = static_cast<unsigned short>(flags);
     for (const Part &part : parts) {
-        if (key.nparts == ISMAXPARTS)
-            break;
+        if (key.nparts == ISMAXPARTS) break;
         KeyPart &to = key.parts[key.nparts];
         to.start = static_cast<short>(part.start);
         to.length = static_cast<short>(part.length);
@@ -37,8 +36,7 @@ inline KeyDesc noKey() { return KeyDesc{}; }
 
 // True when both describe the same parts under the same flags.
 inline bool sameKeyDesc(const KeyDesc &a, const KeyDesc &b) {
-    if (a.flags != b.flags || a.nparts != b.nparts)
-        return false;
+    if (a.flags != b.flags || a.nparts != b.nparts) return false;
     for (int i = 0; i < a.nparts; ++i)
         if (a.parts[i].start != b.parts[i].start || a.parts[i].length != b.parts[i].length ||
             a.parts[i].type != b.parts[i].type)
@@ -46,6 +44,6 @@ inline bool sameKeyDesc(const KeyDesc &a, const KeyDesc &b) {
     return true;
 }
 
-} // namespace testing_support
+}  // namespace testing_support
 
 #endif

@@ -17,42 +17,32 @@ template <typename T> int compareAs(const char *a, const char *b) {
 
 int comparePart(const PartSpec &part, const char *a, const char *b, int differs) {
     int unit = unitOf(part.code());
-    int value = differs / unit * unit; // the value in which the first difference lies
+    int value = differs / unit * unit;  // the value in which the first difference lies
     switch (part.code()) {
     case 1:
     case 2:
-        if (differs == 0)
-            return static_cast<signed char>(a[0]) - static_cast<signed char>(b[0]);
+        if (differs == 0) return static_cast<signed char>(a[0]) - static_cast<signed char>(b[0]);
         break;
-    case 3:
-        return compareAs<double>(a + value, b + value);
-    case 4:
-        return compareAs<float>(a + value, b + value);
-    case 5:
-        return compareAs<std::int16_t>(a + value, b + value);
-    case 6:
-        return compareAs<std::int32_t>(a + value, b + value);
-    default:
-        break;
+    case 3: return compareAs<double>(a + value, b + value);
+    case 4: return compareAs<float>(a + value, b + value);
+    case 5: return compareAs<std::int16_t>(a + value, b + value);
+    case 6: return compareAs<std::int32_t>(a + value, b + value);
+    default: break;
     }
     return static_cast<unsigned char>(a[differs]) - static_cast<unsigned char>(b[differs]);
 }
 
-} // namespace
+}  // namespace
 
 int unitOf(int code) {
     switch (code) {
     case 1:
-    case 5:
-        return 2;
+    case 5: return 2;
     case 2:
     case 4:
-    case 6:
-        return 4;
-    case 3:
-        return 8;
-    default:
-        return 1;
+    case 6: return 4;
+    case 3: return 8;
+    default: return 1;
     }
 }
 
@@ -95,8 +85,7 @@ int compareKeys(const IndexSpec &spec, const Key &a, const Key &b, int length) {
     int differs = 0;
     while (differs < length && a[static_cast<std::size_t>(differs)] == b[static_cast<std::size_t>(differs)])
         ++differs;
-    if (differs >= length)
-        return 0;
+    if (differs >= length) return 0;
     int at = 0;
     for (const PartSpec &part : spec.parts) {
         if (differs < at + part.length) {
@@ -111,13 +100,11 @@ int compareKeys(const IndexSpec &spec, const Key &a, const Key &b, int length) {
 int compareKeys(const IndexSpec &spec, const Key &a, const Key &b) { return compareKeys(spec, a, b, spec.keyLength); }
 
 bool isNullKey(const IndexSpec &spec, const Key &key) {
-    if (!spec.nullKeys())
-        return false;
+    if (!spec.nullKeys()) return false;
     std::size_t at = 0;
     for (const PartSpec &part : spec.parts)
         for (int i = 0; i < part.length; ++i)
-            if (static_cast<unsigned char>(key[at++]) != part.nullByte())
-                return false;
+            if (static_cast<unsigned char>(key[at++]) != part.nullByte()) return false;
     return true;
 }
 
@@ -138,10 +125,8 @@ std::string describe(const IndexSpec &spec) {
         out += out.empty() ? "" : ", ";
         out += std::to_string(part.start) + "+" + std::to_string(part.length) + " ";
         out += part.code() < 8 ? names[part.code()] : "?";
-        if (part.descending())
-            out += " desc";
-        if (spec.nullKeys())
-            out += " null " + std::to_string(part.nullByte());
+        if (part.descending()) out += " desc";
+        if (spec.nullKeys()) out += " null " + std::to_string(part.nullByte());
     }
     out += spec.duplicates() ? "; dups" : "; unique";
     out += (spec.flags & 0x02U) != 0 ? " dupcomp" : "";
@@ -151,4 +136,4 @@ std::string describe(const IndexSpec &spec) {
     return out;
 }
 
-} // namespace testing_support
+}  // namespace testing_support

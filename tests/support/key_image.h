@@ -15,7 +15,7 @@ namespace testing_support {
 struct PartSpec {
     int start = 0;
     int length = 0;
-    unsigned type = 0; // code, 0x80 for descending, null byte * 256
+    unsigned type = 0;  // code, 0x80 for descending, null byte * 256
 
     int code() const { return static_cast<int>(type & 0x3fU); }
     bool descending() const { return (type & 0x80U) != 0; }
@@ -29,8 +29,8 @@ struct IndexSpec {
     std::uint32_t root = 0;
 
     bool duplicates() const { return (flags & 0x01U) != 0; }
-    bool shared() const { return (flags & 0x02U) != 0; }  // a repeated key is stored once
-    bool leading() const { return (flags & 0x04U) != 0; } // leading bytes are not repeated
+    bool shared() const { return (flags & 0x02U) != 0; }   // a repeated key is stored once
+    bool leading() const { return (flags & 0x04U) != 0; }  // leading bytes are not repeated
     bool trailing() const { return (flags & 0x08U) != 0; }
     bool compressed() const { return (flags & 0x0eU) != 0; }
     bool nullKeys() const { return (flags & 0x20U) != 0; }
@@ -61,6 +61,6 @@ bool isNullKey(const IndexSpec &spec, const Key &key);
 std::string describe(const IndexSpec &spec);
 std::string hex(const std::string &bytes);
 
-} // namespace testing_support
+}  // namespace testing_support
 
 #endif

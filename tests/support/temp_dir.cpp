@@ -26,4 +26,4 @@ TempDir::~TempDir() {
     std::filesystem::remove_all(path_, ignored);
 }
 
-} // namespace testing_support
+}  // namespace testing_support

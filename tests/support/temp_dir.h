@@ -22,6 +22,6 @@ class TempDir {
     std::string path_;
 };
 
-} // namespace testing_support
+}  // namespace testing_support
 
 #endif
