@@ -1,0 +1,42 @@
+# The library: compiled once, linked twice, as libisam.so.1 and as libisam.a.
+file(GLOB_RECURSE isam_sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/*.cpp)
+
+add_library(isam_objects OBJECT ${isam_sources})
+set_target_properties(isam_objects PROPERTIES
+    POSITION_INDEPENDENT_CODE ON
+    CXX_VISIBILITY_PRESET hidden
+    VISIBILITY_INLINES_HIDDEN ON)
+target_compile_options(isam_objects PRIVATE -fno-exceptions -fno-rtti -fno-threadsafe-statics)
+target_compile_definitions(isam_objects PRIVATE _FILE_OFFSET_BITS=64)
+target_include_directories(isam_objects PRIVATE ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/src)
+isam_warnings(isam_objects)
+
+# Linked by the C driver, so that nothing but the C library comes in. An open reference would show here; under the
+# sanitizers their run-time library answers those only when the program is linked.
+add_library(isam_shared SHARED $<TARGET_OBJECTS:isam_objects>)
+set_target_properties(isam_shared PROPERTIES
+    OUTPUT_NAME isam
+    LINKER_LANGUAGE C
+    VERSION ${PROJECT_VERSION}
+    SOVERSION ${PROJECT_VERSION_MAJOR})
+target_link_options(isam_shared PRIVATE -static-libgcc LINKER:--as-needed)
+if(NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize")
+    target_link_options(isam_shared PRIVATE LINKER:--no-undefined)
+elseif(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    # These two look at C++ type information, which a C program cannot link.
+    target_compile_options(isam_objects PRIVATE -fno-sanitize=function,vptr)
+endif()
+
+add_library(isam_static STATIC $<TARGET_OBJECTS:isam_objects>)
+set_target_properties(isam_static PROPERTIES OUTPUT_NAME isam)
+
+foreach(library isam_shared isam_static)
+    target_include_directories(${library} PUBLIC
+        $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
+        $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+endforeach()
+
+install(TARGETS isam_shared isam_static
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(FILES ${PROJECT_SOURCE_DIR}/include/isam.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})

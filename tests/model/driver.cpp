@@ -1,0 +1,256 @@
+// A run: building the file, choosing operations, checking after every batch.
+#include "driver.h"
+
+#include <algorithm>
+#include <cstdio>
+
+namespace model {
+
+namespace {
+
+Driver *running = nullptr;
+
+void reportFatal(char *message) {
+    std::fprintf(stderr, "fatal stop: %s\n%s\n", message, running != nullptr ? running->report().c_str() : "");
+    std::fflush(stderr);
+}
+
+const char *const kMixNames[] = {"even", "ascending", "delete-heavy", "read-heavy", "no deletes", "rewrite-heavy"};
+
+}  // namespace
+
+void installFatalReport() { isfatal(reportFatal); }
+
+Driver::Driver(const Shape &shape, RunStatistics *statistics)
+    : shape_(shape), random_(shape.seed ^ 0x5eedULL), statistics_(statistics), base_(dir_.file("file")),
+      model_(shape.recordLength, shape.masked, shape.indexes[0]) {
+    running = this;
+}
+
+Driver::~Driver() {
+    closeAll();
+    running = nullptr;
+}
+
+void Driver::closeAll() {
+    for (int fd : fds_)
+        isclose(fd);
+    fds_.clear();
+}
+
+std::string Driver::report() const {
+    std::string out = error_ + "\n" + describe(shape_) + "  mix: " + kMixNames[static_cast<int>(shape_.mix)] +
+                      "\nseed of the shape " + std::to_string(shape_.seed) + "\nlast operations:\n";
+    for (const std::string &line : log_)
+        out += "  " + line + "\n";
+    return out + "  in progress: " + pending_ + "\n";
+}
+
+void Driver::fail(const std::string &what) {
+    if (!failed_) error_ = what;
+    failed_ = true;
+}
+
+bool Driver::build() {
+    int mode = ISINOUT | (shape_.exclusive ? ISLOCKEXCL : ISLOCKMANUAL) | (shape_.masked ? ISMASK : 0);
+    KeyDesc key = shape_.indexes[0];
+    isrecnum = 99;
+    isreclen = 98;
+    int fd = isbuild(base_.c_str(), shape_.recordLength, &key, mode);
+    if (fd < 0 || isrecnum != 0 || isreclen != shape_.recordLength) {
+        fail("build: " + std::to_string(fd) + ", iserrno " + std::to_string(iserrno) + ", isrecnum " +
+             std::to_string(isrecnum) + ", isreclen " + std::to_string(isreclen));
+        return false;
+    }
+    fds_.push_back(fd);
+    model_.openAfterBuild(shape_.exclusive);
+    if (key.nparts > 0) descs_.push_back(shape_.indexes[0]);
+    reader_ = std::make_unique<testing_support::FileReader>(base_);
+    for (std::size_t i = 1; i < shape_.indexes.size() && !failed_; ++i) {
+        KeyDesc more = shape_.indexes[i];
+        Outcome in = prepare({}, 0);
+        Outcome expected = model_.addIndex(model_.handle(0), in, more);
+        settle("add first index " + std::to_string(i), expected, collect(isaddindex(fd, &more), {}));
+        if (expected.ok()) descs_.push_back(more);
+    }
+    shape_.candidates.insert(shape_.candidates.end(), descs_.begin(), descs_.end());
+    if (shape_.handles == 2 && !failed_) {
+        model_.addHandle();
+        Outcome expected = model_.open(1, false);
+        fd = isopen(base_.c_str(), ISINOUT | ISLOCKMANUAL);
+        Outcome actual = collect(fd < 0 ? -1 : 0, {});
+        fds_.push_back(fd);
+        settle("open second handle", expected, actual);
+    }
+    return !failed_;
+}
+
+Driver::Operation Driver::chooseOperation(int call, int calls) {
+    int weights[kOperations] = {};
+    weights[kRead] = 30;
+    weights[kStart] = 9;
+    weights[kIndex] = weights[kGoto] = weights[kData] = weights[kPushPop] = 3;
+    weights[kWrite] = 14;
+    weights[kWriteCurrent] = 3;
+    weights[kWriteLock] = 2;
+    weights[kRewrite] = weights[kRewriteCurrent] = 4;
+    weights[kRewriteRecord] = weights[kRewriteNext] = 3;
+    weights[kDelete] = weights[kDeleteRecord] = weights[kDeleteCurrent] = 4;
+    weights[kUniqueId] = weights[kSetUnique] = weights[kLastRecord] = weights[kInformation] = 1;
+    weights[kAddIndex] = weights[kDropIndex] = 1;
+    weights[kReopen] = 1;
+    weights[kLocks] = 3;
+    weights[kSetMask] = shape_.masked ? 8 : 1;
+    weights[kPrecious] = shape_.precious ? 1 : 0;
+    long count = model_.pure() ? static_cast<long>(model_.indexes()[0].entries.size()) : model_.liveCount();
+    auto scale = [&](std::initializer_list<Operation> operations, int percent) {
+        for (Operation operation : operations)
+            weights[operation] = weights[operation] * percent / 100;
+    };
+    bool growing = call < calls * 2 / 5 || (call > calls * 85 / 100 && call < calls * 95 / 100);
+    bool shrinking = call > calls * 7 / 10 && call < calls * 82 / 100;
+    if (growing && count < shape_.target) {
+        weights[kWrite] = 150;
+        scale({kDelete, kDeleteRecord, kDeleteCurrent}, 50);
+    } else if (shrinking && shape_.mix != Mix::kNoDelete) {
+        weights[kDelete] = weights[kDeleteRecord] = weights[kDeleteCurrent] = 40;
+        scale({kWrite, kWriteCurrent, kWriteLock}, 20);
+    }
+    switch (shape_.mix) {
+    case Mix::kDeleteHeavy: scale({kDelete, kDeleteRecord, kDeleteCurrent}, 250); break;
+    case Mix::kReadHeavy: scale({kRead, kStart, kIndex, kGoto, kPushPop}, 250); break;
+    case Mix::kNoDelete: scale({kDelete, kDeleteRecord, kDeleteCurrent}, 0); break;
+    case Mix::kRewriteHeavy: scale({kRewrite, kRewriteRecord, kRewriteCurrent, kRewriteNext}, 400); break;
+    case Mix::kAscending: scale({kRewrite, kRewriteRecord, kRewriteCurrent, kRewriteNext}, 0); break;
+    default: break;
+    }
+    int total = 0;
+    for (int weight : weights)
+        total += weight;
+    int pick = random_.below(total);
+    int chosen = 0;
+    while (pick >= weights[chosen])
+        pick -= weights[chosen++];
+    return static_cast<Operation>(chosen);
+}
+
+void Driver::perform(Operation operation) {
+    switch (operation) {
+    case kRead: return randomRead();
+    case kStart: return randomStart();
+    case kIndex: return randomIndex();
+    case kGoto: return randomGoto();
+    case kData: return randomData();
+    case kPushPop: return randomPushPop();
+    case kWrite: return randomWrite(FileModel::Write::kPlain);
+    case kWriteCurrent: return randomWrite(FileModel::Write::kCurrent);
+    case kWriteLock: return randomWrite(FileModel::Write::kLock);
+    case kRewrite:
+    case kRewriteRecord:
+    case kRewriteCurrent:
+    case kRewriteNext: return randomRewrite(operation);
+    case kDelete:
+    case kDeleteRecord:
+    case kDeleteCurrent: return randomDelete(operation);
+    case kUniqueId:
+    case kSetUnique:
+    case kLastRecord: return randomUnique(operation);
+    case kAddIndex: return randomAddIndex();
+    case kDropIndex: return randomDropIndex();
+    case kPrecious: return randomPrecious();
+    case kInformation: return randomInformation();
+    case kReopen: return randomReopen();
+    case kLocks: return randomLocks();
+    default: return randomMask();
+    }
+}
+
+bool Driver::scanIndex(std::size_t handle, std::size_t index) {
+    bool natural = index >= model_.keyCount();
+    KeyDesc key = natural ? KeyDesc{} : descs_[index];
+    // Where two indexes have one description, the later one answers to it.
+    index = static_cast<std::size_t>(model_.find(key));
+    auto wanted =
+        natural ? (model_.pure() ? 0 : model_.liveCount()) : static_cast<long>(model_.indexes()[index].entries.size());
+    Buffer record(static_cast<std::size_t>(shape_.bufferLength), 0x5a);
+    scanning_ = true;
+    for (int forward = 1; forward >= 0 && !failed_; --forward) {
+        start(handle, &key, 0, forward != 0 ? ISFIRST : ISLAST, record, 0);
+        long seen = 0;
+        for (; !failed_; ++seen) {
+            read(handle, forward != 0 ? ISNEXT : ISPREV, record, 0);
+            if (iserrno != 0) break;
+        }
+        statistics_->scanReads += seen + 1;
+        if (!failed_ && seen != wanted)
+            fail("scan of index " + std::to_string(index) + " saw " + std::to_string(seen) + " of " +
+                 std::to_string(wanted) + " records");
+    }
+    scanning_ = false;
+    return !failed_;
+}
+
+bool Driver::checkBatch() {
+    ++statistics_->checks;
+    testing_support::CheckReport report = testing_support::checkFiles(*reader_);
+    if (!report.clean()) {
+        fail("structural check:\n" + report.text());
+        return false;
+    }
+    statistics_->levels = std::max(statistics_->levels, report.levels);
+    const testing_support::FileHeader &header = reader_->header();
+    if (static_cast<long>(header.lastRecord) != model_.last() || header.precious() != model_.precious() ||
+        reader_->indexes().size() != model_.keyCount() || reader_->noPrimaryKey() != model_.noPrimary()) {
+        fail("header: last record " + std::to_string(header.lastRecord) + ", " +
+             std::to_string(reader_->indexes().size()) + " indexes; the model has " + std::to_string(model_.last()) +
+             ", " + std::to_string(model_.keyCount()));
+        return false;
+    }
+    for (std::size_t i = 0; i < model_.keyCount(); ++i) {
+        const Index &index = model_.indexes()[i];
+        const std::vector<testing_support::TreeEntry> &leaves = report.leaves[i];
+        bool equal = leaves.size() == index.entries.size() && reader_->indexes()[i].flags == index.spec.flags;
+        for (std::size_t e = 0; equal && e < leaves.size(); ++e)
+            equal = leaves[e].key == index.entries[e].key &&
+                    static_cast<long>(leaves[e].pointer) == index.entries[e].rec &&
+                    (!index.spec.duplicates() || leaves[e].serial == index.entries[e].serial);
+        if (!equal) {
+            fail("index " + std::to_string(i) + " holds other entries than the model");
+            return false;
+        }
+    }
+    Buffer slot;
+    for (long n = 1; n <= model_.last(); ++n) {
+        const Record &record = model_.records()[static_cast<std::size_t>(n - 1)];
+        auto length = static_cast<std::size_t>(model_.recordLength());
+        bool equal = reader_->slot(n, &slot) && std::equal(record.bytes.begin(), record.bytes.end(), slot.begin()) &&
+                     (slot[length] == 0x0a) == record.live;
+        if (equal && shape_.masked) equal = testing_support::be32(slot.data() + length + 1) == record.mask;
+        if (!equal) {
+            fail("slot " + std::to_string(n) + " holds other bytes than the model");
+            return false;
+        }
+    }
+    std::size_t handle = someHandle();
+    bool small = model_.keyCount() * static_cast<std::size_t>(std::max(1L, model_.liveCount())) < 600;
+    std::size_t chosen = static_cast<std::size_t>(random_.below(static_cast<int>(model_.keyCount()) + 1));
+    for (std::size_t i = 0; i <= model_.keyCount() && !failed_; ++i)
+        if (small || i == chosen) scanIndex(handle, i);
+    return !failed_;
+}
+
+bool Driver::run(int calls) {
+    if (!build()) return false;
+    int untilCheck = 1;
+    for (int call = 0; call < calls && !failed_; ++call) {
+        perform(chooseOperation(call, calls));
+        ++statistics_->calls;
+        if (--untilCheck == 0 && !failed_) {
+            checkBatch();
+            untilCheck = random_.between(50, 200);
+        }
+    }
+    return !failed_ && checkBatch();
+}
+
+}  // namespace model

@@ -1,0 +1,157 @@
+// Plays random calls of one shape to the library and to the model at once and compares all that comes back.
+#ifndef TESTS_MODEL_DRIVER_H
+#define TESTS_MODEL_DRIVER_H
+
+#include "file_model.h"
+#include "random.h"
+#include "shape.h"
+
+#include "support/file_check.h"
+#include "support/file_reader.h"
+#include "support/temp_dir.h"
+
+#include <deque>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace model {
+
+struct RunStatistics {
+    long calls = 0;                         // random calls, those of the full scans not counted
+    long scanReads = 0;                     // calls of the full scans
+    long checks = 0;                        // structural checks
+    long viaPath = 0;                       // answers that came from where the tree stood
+    long avoided = 0;                       // changes left out because equal keys would not stay in order
+    long addsTakenBack = 0;                 // indexes added and dropped at once
+    long resets = 0;                        // reopenings
+    int levels = 0;                         // levels of the highest tree seen
+    std::map<std::string, long> succeeded;  // random calls by name
+    std::map<std::string, long> failed;
+};
+
+class Driver {
+  public:
+    Driver(const Shape &shape, RunStatistics *statistics);
+    ~Driver();
+
+    // Builds the file and makes about the given number of random calls. False after a difference.
+    bool run(int calls);
+
+    // What went wrong, with seed, shape and the last operations.
+    std::string report() const;
+
+  private:
+    enum Operation {
+        kRead,
+        kStart,
+        kIndex,
+        kGoto,
+        kData,
+        kPushPop,
+        kWrite,
+        kWriteCurrent,
+        kWriteLock,
+        kRewrite,
+        kRewriteRecord,
+        kRewriteCurrent,
+        kRewriteNext,
+        kDelete,
+        kDeleteRecord,
+        kDeleteCurrent,
+        kUniqueId,
+        kSetUnique,
+        kLastRecord,
+        kAddIndex,
+        kDropIndex,
+        kPrecious,
+        kInformation,
+        kReopen,
+        kLocks,
+        kSetMask,
+        kOperations
+    };
+
+    // driver.cpp: the run.
+    bool build();
+    void perform(Operation operation);
+    Operation chooseOperation(int call, int calls);
+    bool checkBatch();
+    bool scanIndex(std::size_t handle, std::size_t index);
+    void closeAll();
+
+    // driver_calls.cpp: one call each.
+    void read(std::size_t handle, int mode, const Buffer &record, long recnum);
+    void start(std::size_t handle, const KeyDesc *key, int length, int mode, const Buffer &record, long recnum);
+    void randomRead();
+    void randomStart();
+    void randomIndex();
+    void randomGoto();
+    void randomData();
+    void randomPushPop();
+    void randomWrite(FileModel::Write how);
+    void randomRewrite(Operation operation);
+    void randomDelete(Operation operation);
+    void randomAddIndex();
+    void randomDropIndex();
+    void randomLocks();
+    void randomInformation();
+    void randomUnique(Operation operation);
+    void randomPrecious();
+    void randomReopen();
+    void randomMask();
+
+    // Comparing.
+    Outcome prepare(const Buffer &record, long recnum);
+    Outcome collect(int ret, const Buffer &record, long value = 0) const;
+    bool same(const Outcome &expected, const Outcome &actual, std::string *why) const;
+    void settle(const std::string &what, const Outcome &expected, const Outcome &actual);
+    void checkHandle(std::size_t handle, const std::string &what);
+    void fail(const std::string &what);
+
+    // Equal keys and their serials.
+    struct Prediction {
+        std::size_t index;
+        std::uint32_t serial;
+        std::uint32_t other;  // allowed as well
+    };
+    bool predict(std::size_t handle, const Buffer &record, std::vector<Prediction> *out);
+    bool riskyRewrite(std::size_t handle, const Buffer &record, long rec);
+    void takeSerials(const std::vector<Prediction> *predictions);
+    bool takeAllSerials(std::size_t index);
+
+    // Choosing.
+    Buffer randomRecord();
+    Buffer someRecord();  // of the file, often with a change
+    long someRecnum();
+    long liveRecnum();
+    std::uint32_t someMask();
+    std::size_t someHandle() { return static_cast<std::size_t>(random_.below(static_cast<int>(fds_.size()))); }
+    int partialLength(const IndexSpec &spec);
+    KeyDesc descOf(std::size_t index) const;
+
+    Shape shape_;
+    Random random_;
+    RunStatistics *statistics_;
+    testing_support::TempDir dir_;
+    std::string base_;
+    std::unique_ptr<testing_support::FileReader> reader_;
+    FileModel model_;
+    std::vector<int> fds_;
+    std::vector<KeyDesc> descs_;  // of the model's indexes, in order
+    int ascending_ = 0;
+    long pureRecnum_ = 0;
+    bool failed_ = false;
+    std::string error_;
+    std::deque<std::string> log_;
+    std::string pending_;  // the call in progress, for a fatal stop
+    bool scanning_ = false;
+};
+
+// Ends the process after a report on the run in progress; installed as the library's fatal handler.
+void installFatalReport();
+
+}  // namespace model
+
+#endif

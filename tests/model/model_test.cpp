@@ -1,0 +1,88 @@
+// Random calls over random file shapes, the library against the model.
+//
+// ISAM_MODEL_SEED sets the seed of the run, ISAM_MODEL_CALLS the calls of a shape, ISAM_MODEL_SHAPES the number
+// of shapes, ISAM_MODEL_SHAPE runs one shape alone.
+#include "driver.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace model;
+
+long setting(const char *name, long otherwise) {
+    const char *text = std::getenv(name);
+    return text != nullptr && *text != '\0' ? std::strtol(text, nullptr, 10) : otherwise;
+}
+
+constexpr std::uint64_t kSeed = 20240607;
+constexpr long kShapes = 72;
+constexpr long kCalls = 3000;
+
+const char *const kCallsThatBoth[] = {"isread",   "isstart",  "isindex",    "isgoto",    "isdata",     "ispop",
+                                      "iswrite",  "iswrcurr", "iswrlock",   "isrewrite", "isrewrec",   "isrewcurr",
+                                      "isrewnxt", "isdelete", "isdelrec",   "isdelcurr", "isaddindex", "isdelindex",
+                                      "isrelrec", "islock",   "isindexinfo"};
+const char *const kCallsThatSucceed[] = {"ispush",     "isuniqueid", "issetunique", "isgetlastrec", "isprecious",
+                                         "isisaminfo", "isrelease",  "isunlock",    "isrelcurr",    "islockcheck"};
+
+TEST(ModelRun, RandomCallsOverRandomShapesAgreeWithTheModel) {
+    auto seed = static_cast<std::uint64_t>(setting("ISAM_MODEL_SEED", static_cast<long>(kSeed)));
+    long calls = setting("ISAM_MODEL_CALLS", kCalls);
+    long shapes = setting("ISAM_MODEL_SHAPES", kShapes);
+    long only = setting("ISAM_MODEL_SHAPE", -1);
+    installFatalReport();
+    RunStatistics statistics;
+    int failures = 0;
+    for (long number = 0; number < shapes; ++number) {
+        if (only >= 0 && number != only) continue;
+        Shape shape = makeShape(static_cast<int>(number), seed * 1000003 + static_cast<std::uint64_t>(number));
+        Driver driver(shape, &statistics);
+        if (!driver.run(static_cast<int>(calls))) {
+            ADD_FAILURE() << "ISAM_MODEL_SEED=" << seed << " ISAM_MODEL_SHAPE=" << number
+                          << " ISAM_MODEL_CALLS=" << calls << "\n"
+                          << driver.report();
+            if (++failures == 8) break;
+        }
+    }
+    isfatal(nullptr);
+    std::printf("%ld random calls, %ld calls of scans, %ld structural checks, %d levels, %ld answers via the path, "
+                "%ld changes left out, %ld indexes taken back, %ld reopenings\n",
+                statistics.calls, statistics.scanReads, statistics.checks, statistics.levels, statistics.viaPath,
+                statistics.avoided, statistics.addsTakenBack, statistics.resets);
+    if (only >= 0 || failures > 0 || calls < kCalls || shapes < kShapes) return;
+    EXPECT_GE(statistics.calls, 200000);
+    EXPECT_GE(statistics.levels, 4);
+    // A comparison that never sees a call succeed, or fail, says little about it.
+    for (const char *name : kCallsThatBoth) {
+        EXPECT_GT(statistics.succeeded[name], 0) << name;
+        EXPECT_GT(statistics.failed[name], 0) << name;
+    }
+    for (const char *name : kCallsThatSucceed)
+        EXPECT_GT(statistics.succeeded[name], 0) << name;
+}
+
+TEST(ModelRun, ShapesOfTheDefaultRunCoverKeysAndModes) {
+    std::set<std::string> seen;
+    for (long number = 0; number < kShapes; ++number)
+        seen.merge(features(makeShape(static_cast<int>(number), kSeed * 1000003 + static_cast<std::uint64_t>(number))));
+    std::vector<std::string> wanted = {"keys alone", "masks",       "exclusive",  "two handles", "precious",
+                                       "short key",  "longest key", "many parts", "null keys",   "no primary key"};
+    for (int type = CHARTYPE; type <= STRINGTYPE; ++type)
+        for (const char *direction : {"", " descending"})
+            wanted.push_back("type " + std::to_string(type) + direction);
+    for (int flags = 0; flags < 16; ++flags)
+        for (const char *kind : {"unique", "duplicates"})
+            wanted.push_back(std::string(kind) + " compression " + std::to_string(flags));
+    for (const std::string &word : wanted)
+        EXPECT_EQ(1U, seen.count(word)) << word;
+}
+
+}  // namespace

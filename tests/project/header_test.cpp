@@ -1,0 +1,121 @@
+// include/isam.h as applications use it: alone, in every dialect of C and C++, with fixed layouts.
+#include "project/program_output.h"
+#include "support/temp_dir.h"
+
+#include "isam.h"
+
+#include <cstddef>
+#include <fstream>
+#include <gtest/gtest.h>
+
+static_assert(sizeof(KeyPart) == 6);
+static_assert(offsetof(KeyPart, start) == 0);
+static_assert(offsetof(KeyPart, length) == 2);
+static_assert(offsetof(KeyPart, type) == 4);
+static_assert(sizeof(KeyDesc) == 72);
+static_assert(offsetof(KeyDesc, flags) == 0);
+static_assert(offsetof(KeyDesc, nparts) == 2);
+static_assert(offsetof(KeyDesc, parts) == 4);
+static_assert(offsetof(KeyDesc, keyLength) == 64);
+static_assert(offsetof(KeyDesc, rootNode) == 68);
+static_assert(sizeof(DictInfo) == 12);
+static_assert(offsetof(DictInfo, keyCount) == 0);
+static_assert(offsetof(DictInfo, recordLength) == 2);
+static_assert(offsetof(DictInfo, nodeSize) == 4);
+static_assert(offsetof(DictInfo, recordCount) == 8);
+
+namespace {
+
+// Compiles and links a source against the library; the program's exit status is the result.
+int buildAndRun(const std::string &compile, const std::string &source_name, const std::string &source,
+                const std::string &library) {
+    testing_support::TempDir dir;
+    std::ofstream(dir.file(source_name)) << source;
+    ProgramOutput output = runProgram(compile + " -I'" ISAM_SOURCE_DIR "/include' -o '" + dir.file("program") + "' '" +
+                                      dir.file(source_name) + "' " + library);
+    EXPECT_EQ(output.status, 0) << output.text;
+    if (output.status != 0) return -1;
+    output = runProgram("'" + dir.file("program") + "' '" + dir.file("file") + "'");
+    EXPECT_EQ(output.status, 0) << output.text;
+    return output.status;
+}
+
+// Good in every dialect from C89 and C++98 on. Builds a file, writes and reads back; uses tags and macros.
+const char *const kProgram = R"(
+#include "isam.h"
+#if !defined(ISINOUT) || !defined(ISERR_FIRST) || !defined(CHARTYPE)
+#error constants are macros
+#endif
+int main(int argc, char **argv)
+{
+    struct keydesc key;
+    struct keypart part;
+    struct dictinfo info;
+    char record[4];
+    int fd, i;
+    if (argc != 2 || sizeof(struct keydesc) != 72 || sizeof(struct keypart) != 6)
+        return 2;
+    for (i = 0; i < (int)sizeof key; ++i)
+        ((char *)&key)[i] = 0;
+    part.start = 0;
+    part.length = 4;
+    part.type = LONGTYPE;
+    key.nparts = 1;
+    key.parts[0] = part;
+    if ((fd = isbuild(argv[1], 4, &key, ISINOUT)) < 0)
+        return 3;
+    stlong(4711L, record);
+    if (iswrite(fd, record) != 0 || isrecnum != 1)
+        return 4;
+    stlong(0L, record);
+    if (isread(fd, record, ISFIRST) != 0 || ldlong(record) != 4711L || iserrno != 0 || isreclen != 4)
+        return 5;
+    if (isisaminfo(fd, &info) != 0 || info.recordCount != 1 || info.keyCount != 1)
+        return 6;
+    if (isread(fd, record, ISNEXT) != -1 || iserrno != ISERR_ENDOFFILE)
+        return 7;
+    return isclose(fd) == 0 ? 0 : 8;
+}
+)";
+
+struct Dialect {
+    const char *name;
+    bool cpp;
+    const char *standard;
+};
+
+void PrintTo(const Dialect &dialect, std::ostream *out) { *out << dialect.standard; }
+
+class HeaderDialects : public testing::TestWithParam<Dialect> {};
+
+constexpr Dialect kDialects[] = {
+    {"C89", false, "c89"},     {"C99", false, "c99"},         {"C11", false, "c11"},    {"C17", false, "c17"},
+    {"C2x", false, "c2x"},     {"Cpp98", true, "c++98"},      {"Cpp11", true, "c++11"}, {"Cpp14", true, "c++14"},
+    {"Cpp17", true, "c++17"},  {"Cpp20", true, "c++20"},      {"Cpp23", true, "c++2b"}, {"Gnu89", false, "gnu89"},
+    {"Gnu17", false, "gnu17"}, {"GnuCpp20", true, "gnu++20"},
+};
+
+}  // namespace
+
+TEST_P(HeaderDialects, CompilesAloneAndServesAProgram) {
+    const Dialect &dialect = GetParam();
+    const std::string compile = std::string(dialect.cpp ? ISAM_CXX_COMPILE : ISAM_C_COMPILE) +
+                                " -std=" + dialect.standard + " -Wall -Wextra -Wundef -pedantic -Werror";
+    // The C driver links the static library as well: it takes nothing of the C++ run-time library.
+    EXPECT_EQ(buildAndRun(compile, dialect.cpp ? "program.cpp" : "program.c", kProgram, "'" ISAM_STATIC_LIBRARY "'"),
+              0);
+}
+
+INSTANTIATE_TEST_SUITE_P(All, HeaderDialects, testing::ValuesIn(kDialects),
+                         [](const auto &instance) { return std::string(instance.param.name); });
+
+TEST(Header, ServesTheSharedLibraryToCAndCpp) {
+    const std::string library = "'" ISAM_SHARED_LIBRARY "' -Wl,-rpath,\"$(dirname '" ISAM_SHARED_LIBRARY "')\"";
+    EXPECT_EQ(buildAndRun(ISAM_C_COMPILE " -std=c99", "program.c", kProgram, library), 0);
+    EXPECT_EQ(buildAndRun(ISAM_CXX_COMPILE " -std=c++20", "program.cpp", kProgram, library), 0);
+}
+
+TEST(Header, TwoUnitsOfOneProgramMayIncludeItTwice) {
+    const std::string twice = std::string("#include \"isam.h\"\n") + kProgram;
+    EXPECT_EQ(buildAndRun(ISAM_C_COMPILE " -std=c99", "program.c", twice, "'" ISAM_STATIC_LIBRARY "'"), 0);
+}
