@@ -271,7 +271,9 @@ ISAM_API int isprecious(int fd, int on);
  * records; 103 bad key or nine indexes; 108 index exists (flags for
  * duplicates and compression do not count; files with masks may have an index
  * twice); 109 no parts; 113 file in use, also by another descriptor of this
- * process. After a failure the file is as before. Positions stay. */
+ * process. After a failure the file is as before. Positions stay, as does the
+ * number of the current index: a handle in record-number order then stands in
+ * the new index, and selects record-number order anew to stay there. */
 ISAM_API int isaddindex(int fd, KeyDesc *key);
 
 /* Drops an index [write]. Nobody else may have the file open. Indexes behind
@@ -352,19 +354,22 @@ ISAM_API int isgetlastrec(int fd, long *recnum);
  * that of an existing record. Error: 102 out of range. */
 ISAM_API int issetlastrec(int fd, long recnum);
 
-/* Raises the highest record number by one and stores it [write].
- * Error: 131 none is left. */
+/* Raises the highest record number by one and stores it [write]. As long as no
+ * record with that number or a higher one has been written, the data file ends
+ * before it: reading to the end in record-number order fails with EIO and
+ * iserrio 0x42. Error: 131 none is left. */
 ISAM_API int islastrec(int fd, long *recnum);
 
 /* ------------------------------------------------ write, rewrite and delete */
 
 /* Adds a record [write]; isrecnum becomes its number. The position stays. In
  * a file without records the key in record is added with the number isrecnum.
- * Errors: 100 a unique index holds the key, 131 no record number is left. */
+ * Errors: 100 a unique index holds the key, 102 isrecnum outside
+ * 0..2147483647 in a file without records, 131 no record number is left. */
 ISAM_API int iswrite(int fd, char *record);
 
 /* The same, and the new record stays locked. Errors: also 102 in a file
- * without records, 134. */
+ * without records, 107 somebody's islock covers the new number, 134. */
 ISAM_API int iswrlock(int fd, char *record);
 
 /* The same as iswrite, then isgoto to the new record. Errors: also 102 in a
@@ -386,13 +391,15 @@ ISAM_API int isrewrec(int fd, long recnum, char *record);
 /* Replaces the record at the position of the current index [write]; isrecnum
  * becomes its number. In a file without records the first index's entry is
  * replaced by the key in record with the number isrecnum.
- * Errors: 100, 107, 112 no current record, or it is gone. */
+ * Errors: 100, 102 isrecnum as for iswrite, 107, 112 no current record, or it
+ * is gone. */
 ISAM_API int isrewcurr(int fd, char *record);
 
 /* Moves to the next record, then replaces the one it came from [read, write].
- * In a file without records it is the entry moved to that is replaced.
- * Errors: as isrewcurr; 110 there is no next record: the record has been
- * replaced all the same. */
+ * In a file without records it is the entry moved to that is replaced, with the
+ * record number it has.
+ * Errors: as isrewcurr, the position having moved all the same; 110 there is no
+ * next record: the record has been replaced all the same. */
 ISAM_API int isrewnxt(int fd, char *record);
 
 /* Deletes the record whose key in the first index equals that in record

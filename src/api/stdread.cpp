@@ -36,15 +36,14 @@ int rdfilter(int fd, IsamFile *h, char *record, int mode) {
     for (int next = mode;;) {
         if (!isRead(h, record, next)) return isWrapDone(h, 0);
         isWrapDone(h, 1);
-        if (h->filter(fd, record, mode) != 0) {
-            iserrno = 0;
-            return 0;
-        }
-        // The filter may have closed the file or removed itself.
+        const int accepted = h->filter(fd, record, mode);
+        // The filter may have worked on other files, closed this one or removed
+        // itself.
         if (isAdmItoD(fd) != h) {
             iserrno = ISERR_NOTOPEN;
             return -1;
         }
+        if (accepted != 0) return isWrapDone(h, 1);
         if (iserrno != 0) return failed(h, iserrno);
         next = followUp(next);
         if (next == kNoFollowUp) return failed(h, ISERR_NOTFOUND);

@@ -68,11 +68,12 @@ int openKind(IsamFile *h, int kind, const char *name, int flags, int io) {
     return 1;
 }
 
-// Shared end of both transfers: 1 when all bytes moved.
+// Shared end of both transfers: 1 when all bytes moved. A short transfer sets no
+// errno; what an earlier call left there would mislead.
 int finishTransfer(IsamFile *h, int kind, std::int64_t moved, int length, int io) {
     if (moved == length) return 1;
     if (h == nullptr) return 0;
-    isFail(h, errno != 0 ? errno : EIO, io + kind);
+    isFail(h, moved < 0 ? errno : EIO, io + kind);
 }
 
 void kindName(IsamFile *h, char *path, const char *name, int kind) {

@@ -54,7 +54,7 @@ int is_open(IsamFile *h, int kind, const char *name);
 int is_close(IsamFile *h, int kind);
 
 // One transfer of exactly length bytes at offset (-1: where the file stands).
-// A short transfer is a failure with errno as it stands, EIO where it is 0.
+// A short transfer, as at the end of a file, is a failure with EIO.
 int is_read(IsamFile *h, int kind, void *buffer, int length, std::int64_t offset);
 int is_write(IsamFile *h, int kind, const void *buffer, int length, std::int64_t offset);
 

@@ -145,10 +145,11 @@ bool sameParts(const KeyDesc *a, const KeyDesc *b) {
 // 0 for an empty chain.
 std::uint32_t lastDescNode(IsamFile *h) {
     std::uint32_t number = h->keyDescNode;
+    const std::uint32_t limit = isNodeLimit(h);
     for (std::uint32_t nodes = 0; number != 0; ++nodes) {
+        if (nodes >= limit) isFail(h, ISERR_CORRUPT);
         const std::uint32_t link = node::link(readDescNode(h, number));
         if (link == 0) break;
-        if (nodes >= h->indexFree.last) isFail(h, ISERR_CORRUPT);
         number = link;
     }
     return number;
@@ -198,10 +199,10 @@ void deletepath(IsamFile *h, IndexPath *path, std::uint32_t &bound) {
 void isLoadIndexes(IsamFile *h) {
     h->keyCount = 0;
     int entries = 0;
-    std::uint32_t nodes = 0;
+    std::uint32_t nodes = isNodeLimit(h);
     for (std::uint32_t number = h->keyDescNode; number != 0;) {
+        if (nodes-- == 0) isFail(h, ISERR_CORRUPT);
         const std::uint8_t *buffer = readDescNode(h, number);
-        if (++nodes > h->indexFree.last) isFail(h, ISERR_CORRUPT);
         for (int offset = node::kListStart; offset < node::used(buffer); ++entries) {
             KeyDesc key;
             const int length = checkedLength(h, buffer, offset);
@@ -257,8 +258,8 @@ void isUnlinkDesc(IsamFile *h, std::uint32_t number) {
         h->keyDescNode = link;
         return;
     }
-    std::uint32_t nodes = 0;
-    for (std::uint32_t previous = h->keyDescNode; previous != 0 && ++nodes <= h->indexFree.last;) {
+    std::uint32_t nodes = isNodeLimit(h);
+    for (std::uint32_t previous = h->keyDescNode; previous != 0 && nodes-- > 0;) {
         std::uint8_t *buffer = readDescNode(h, previous);
         if (node::link(buffer) == number) {
             node::setLink(buffer, link);
@@ -272,10 +273,9 @@ void isUnlinkDesc(IsamFile *h, std::uint32_t number) {
 
 void isDropIndex(IsamFile *h, int n) {
     int wanted = n + ((h->state & ISSTATE_NOPRIMARY) != 0 ? 1 : 0);
-    std::uint32_t nodes = 0;
-    for (std::uint32_t number = h->keyDescNode; number != 0;) {
+    std::uint32_t nodes = isNodeLimit(h);
+    for (std::uint32_t number = h->keyDescNode; number != 0 && nodes-- > 0;) {
         std::uint8_t *buffer = readDescNode(h, number);
-        if (++nodes > h->indexFree.last) break;
         const int used = node::used(buffer);
         for (int offset = node::kListStart; offset < used; --wanted) {
             const int length = checkedLength(h, buffer, offset);
@@ -313,7 +313,7 @@ void isFreeIndex(IsamFile *h, int n) {
 
 void isWipeIdx(IsamFile *h, int n) {
     IndexPath *path = h->indexes[n];
-    std::uint32_t bound = h->indexFree.last;
+    std::uint32_t bound = isNodeLimit(h);
     isPathRoot(h, path);
     deletepath(h, path, bound);
     isPathClear1(path, ISCLASS_READ);

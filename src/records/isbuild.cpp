@@ -5,6 +5,7 @@
 #include "base/isfail.h"
 #include "base/ismemory.h"
 #include "base/issystem.h"
+#include "frame/isadmin.h"
 #include "frame/isentry.h"
 #include "keys/isindex.h"
 #include "keys/iskey.h"
@@ -40,6 +41,12 @@ void settleShape(IsamFile *h, int minLength, int maxLength) {
 
 void makeFiles(IsamFile *h, const KeyDesc *key) {
     is_create(h, ISKIND_INDEX, h->name);
+    if (isAdmFindName(h, h->name) != nullptr) {
+        // Files of that name were removed while this process had them open; the
+        // new handle would share their descriptors.
+        is_unlink(h, ISKIND_INDEX, h->name);
+        isFail(h, ISERR_FILEINUSE);
+    }
     isMakeHead(h);
     isMakeIndex(h, key);
     isHeadWrite(h);

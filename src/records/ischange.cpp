@@ -42,6 +42,11 @@ long isFindPrimary(IsamFile *h, const char *record) {
     return static_cast<long>(path->top->pointer);
 }
 
+std::uint32_t isGivenNumber(IsamFile *h) {
+    if (h->recnum < 0 || static_cast<unsigned long>(h->recnum) > kMaxNumber) isFail(h, ISERR_ARGUMENT);
+    return static_cast<std::uint32_t>(h->recnum);
+}
+
 IndexPath *isNeedEntry(IsamFile *h) {
     if (h->keyCount == 0) isFail(h, ISERR_NOCURRENT);
     IndexPath *path = isWholePath(h, 0);

@@ -22,6 +22,10 @@ IndexPath *isWholePath(IsamFile *h, int i);
 // Is a record with this mask left out of index i?
 bool isMasked(const IsamFile *h, std::uint32_t mask, int i);
 
+// In a file without records: the record number that the caller gave, 102 when
+// it is none.
+std::uint32_t isGivenNumber(IsamFile *h);
+
 // In a file without records: makes sure that the first index stands on the
 // entry it remembers; 112 if that is gone.
 IndexPath *isNeedEntry(IsamFile *h);

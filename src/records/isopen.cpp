@@ -150,14 +150,14 @@ int isCleanUp() {
 
 int isSetMode(IsamFile *h, int mode) {
     return isReading(h, ISCLASS_ANY, [h, mode] {
-        if (((mode & ISLOCKAUTO) != 0 && !hasData(h)) || ((h->mode | mode) & ISLOCKEXCL) != 0)
-            isFail(h, ISERR_ARGUMENT);
-        if ((h->mode & ISLOCKAUTO) != 0 && (mode & ISLOCKMANUAL) != 0) isDropDall(h);
         // A sum: low bits in the argument change the access. What describes
         // the file's format stays, whatever they are.
         const unsigned sum = static_cast<unsigned>(mode) + static_cast<unsigned>(h->mode & kLowModeBits);
-        h->mode = static_cast<int>((sum & ~static_cast<unsigned>(kFormatBits)) |
-                                   static_cast<unsigned>(h->mode & kFormatBits));
+        const int changed = static_cast<int>(sum & (kKeptModeBits & ~kFormatBits)) | (h->mode & kFormatBits);
+        if (((mode & ISLOCKAUTO) != 0 && !hasData(h)) || ((h->mode | mode | changed) & ISLOCKEXCL) != 0)
+            isFail(h, ISERR_ARGUMENT);
+        if ((h->mode & ISLOCKAUTO) != 0 && (mode & ISLOCKMANUAL) != 0) isDropDall(h);
+        h->mode = changed;
         return 1;
     });
 }

@@ -99,8 +99,8 @@ void rewpure(IsamFile *h, const char *record) {
     IndexPath *path = isNeedEntry(h);
     std::uint8_t key[ISMAXKEYLEN];
     isKeyMake(path, key, record);
-    const auto number = static_cast<std::uint32_t>(h->recnum);
-    if (!isKeyMatch(path, key, nullptr) || h->recnum != static_cast<long>(path->positionRecord)) {
+    const std::uint32_t number = isGivenNumber(h);
+    if (!isKeyMatch(path, key, nullptr) || number != path->positionRecord) {
         isTreeDelete(h, path, nullptr, 0);
         isTreeInsert(h, path, key, number);
         isPathWrite(h, 0);

@@ -34,6 +34,9 @@ void insert(IsamFile *h, const char *record) {
     const std::uint32_t number = isGetFree(h, ISKIND_DATA);
     const long recnum = static_cast<long>(number);
     h->newRecord = recnum;
+    // Before anything changes, and without waiting: nobody may wait for a record
+    // with the phase lock in hand.
+    if ((h->state & ISSTATE_LOCKNEW) != 0 && !isLockData(h, recnum, false)) isFail(h, ISERR_LOCKED);
     insertKeys(h, record, number);
 
     isAudInit(h);
@@ -45,7 +48,6 @@ void insert(IsamFile *h, const char *record) {
     isAudDone(h);
 
     isPutData(h, record, recnum);
-    if ((h->state & ISSTATE_LOCKNEW) != 0) isLockData(h, recnum, true);
     isPathWrite(h, h->keyCount);
     isFreeWrite(h);
     isHeadWrite(h);
@@ -59,7 +61,7 @@ void inspure(IsamFile *h, const char *record) {
     IndexPath *path = isWholePath(h, 0);
     std::uint8_t key[ISMAXKEYLEN];
     isKeyMake(path, key, record);
-    isTreeInsert(h, path, key, static_cast<std::uint32_t>(h->recnum));
+    isTreeInsert(h, path, key, isGivenNumber(h));
     isPathWrite(h, 0);
     isFreeWrite(h);
     isHeadWrite(h);

@@ -25,11 +25,12 @@ void allocate(IsamFile *h, FreeCache &cache) {
     if (cache.buffer == nullptr) cache.buffer = is_new<std::uint8_t>(static_cast<std::size_t>(h->nodeSize));
 }
 
-// Loads the head node and makes sure that it is a list node.
-void refresh(IsamFile *h, FreeCache &cache) {
-    isCheckNodeNumber(h, cache.head);
+// Reads list node number into the buffer and makes sure that it is one.
+void refresh(IsamFile *h, FreeCache &cache, std::uint32_t number) {
+    isCheckNodeNumber(h, number);
     allocate(h, cache);
-    isGetNode(h, cache.buffer, cache.head);
+    cache.state = ISBUF_EMPTY;
+    isGetNode(h, cache.buffer, number);
     const int used = node::used(cache.buffer);
     if (node::mark(cache.buffer, h->nodeSize) != node::kListMark ||
         node::level(cache.buffer, h->nodeSize) != node::kFreeLevel || used < node::kListStart ||
@@ -40,7 +41,7 @@ void refresh(IsamFile *h, FreeCache &cache) {
 }
 
 void load(IsamFile *h, FreeCache &cache) {
-    if (cache.state == ISBUF_EMPTY) refresh(h, cache);
+    if (cache.state == ISBUF_EMPTY) refresh(h, cache, cache.head);
 }
 
 // Makes the buffer an empty list node.
@@ -144,21 +145,17 @@ void isPutFree(IsamFile *h, int kind, std::uint32_t number) {
 std::uint32_t isFreeCount(IsamFile *h, int kind, FreeVisit visit, void *context) {
     FreeCache &cache = cacheOf(h, kind);
     if (cache.state == ISBUF_DIRTY) isBroken(kModule, kCountDirtyLine);
-    const std::uint32_t head = cache.head;
+    if (cache.head == 0) return 0;
+    const std::uint32_t limit = isNodeLimit(h);
     std::uint32_t count = 0, nodes = 0;
-    while (cache.head != 0) {
-        refresh(h, cache);
-        // A chain longer than the file has nodes runs in a circle.
-        const bool circular = ++nodes > h->indexFree.last;
-        if (visit != nullptr && !circular) visit(cache.buffer, context);
-        count += (cache.used - node::kListStart) / kNumberSize;
-        const std::uint32_t link = node::link(cache.buffer);
+    for (std::uint32_t number = cache.head; number != 0; number = node::link(cache.buffer)) {
+        if (++nodes > limit) isFail(h, ISERR_CORRUPT);
+        refresh(h, cache, number);
+        // The buffer is the head node's only by chance.
         cache.state = ISBUF_EMPTY;
-        cache.head = circular ? head : link;
-        if (circular) isFail(h, ISERR_CORRUPT);
+        if (visit != nullptr) visit(cache.buffer, context);
+        count += (cache.used - node::kListStart) / kNumberSize;
     }
-    cache.state = ISBUF_EMPTY;
-    cache.head = head;
     return count;
 }
 
@@ -184,9 +181,10 @@ void isFreeFree(IsamFile *h) {
 void isFreeDrop(IsamFile *h, int kind) {
     if (kind != ISKIND_DATA) isFail(h, ISERR_ARGUMENT);
     FreeCache &cache = h->dataFree;
+    const std::uint32_t limit = cache.head != 0 ? isNodeLimit(h) : 0;
     for (std::uint32_t nodes = 0; cache.head != 0; ++nodes) {
+        if (nodes >= limit) isFail(h, ISERR_CORRUPT);
         load(h, cache);
-        if (nodes >= h->indexFree.last) isFail(h, ISERR_CORRUPT);
         const std::uint32_t link = node::link(cache.buffer);
         isPutFree(h, ISKIND_INDEX, cache.head);
         cache.head = link;

@@ -25,6 +25,12 @@ void isMarkNode(IsamFile *h, std::uint8_t *buffer, int mark, int level) {
     buffer[h->nodeSize - node::kLevelBack] = static_cast<std::uint8_t>(level);
 }
 
+// By the file's size: the header's own count may be damaged as well.
+std::uint32_t isNodeLimit(IsamFile *h) {
+    const std::int64_t nodes = is_size(h, ISKIND_INDEX) / h->nodeSize;
+    return nodes < h->indexFree.last ? static_cast<std::uint32_t>(nodes) : h->indexFree.last;
+}
+
 void isCheckNodeNumber(IsamFile *h, std::uint32_t number) {
     if (number < 2 || number > h->indexFree.last) isFail(h, ISERR_CORRUPT);
 }
