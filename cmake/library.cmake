@@ -19,7 +19,9 @@ set_target_properties(isam_shared PROPERTIES
     LINKER_LANGUAGE C
     VERSION ${PROJECT_VERSION}
     SOVERSION ${PROJECT_VERSION_MAJOR})
-target_link_options(isam_shared PRIVATE -static-libgcc LINKER:--as-needed)
+target_link_options(isam_shared PRIVATE -static-libgcc LINKER:--as-needed
+    LINKER:--version-script=${PROJECT_SOURCE_DIR}/cmake/exports.map)
+set_target_properties(isam_shared PROPERTIES LINK_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/exports.map)
 if(NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize")
     target_link_options(isam_shared PRIVATE LINKER:--no-undefined)
 elseif(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")

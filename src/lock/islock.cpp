@@ -63,6 +63,12 @@ void dropdata(IsamFile *h, long recnum) {
         h->lockList[i] = 0;
 }
 
+bool notesAny(const IsamFile *h) {
+    for (int i = 0; i < h->lockCount; ++i)
+        if (h->lockList[i] != 0) return true;
+    return false;
+}
+
 bool noted(IsamFile *h, long recnum) { return recnum != 0 && findslot(h, recnum) >= 0; }
 
 }  // namespace
@@ -143,6 +149,7 @@ bool isLockDall(IsamFile *h) {
 }
 
 void isDropDall(IsamFile *h) {
-    if (heldBy(h, ISLF_EXCLUSIVE) || (unlocked(h) && h->lockCount == 0)) return;
+    // A handle that went to ISLOCKNONE with locks in hand still has to let go.
+    if (heldBy(h, ISLF_EXCLUSIVE) || (unlocked(h) && !notesAny(h))) return;
     dropdata(h, 0);
 }
