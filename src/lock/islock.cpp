@@ -59,8 +59,11 @@ bool lockdata(IsamFile *h, long recnum, bool wait) {
 void dropdata(IsamFile *h, long recnum) {
     is_lock(h, ISKIND_DATA, kHighArea + recnum, recnum == 0 ? kDataLength : 1, ISLT_UNLOCK);
     if (recnum != 0) return;
-    for (int i = h->lockCount - 1; i >= 0; --i)
+    for (int i = h->lockCount - 1; i >= 0; --i) {
+        // The range ends before the highest record numbers.
+        if (h->lockList[i] >= kDataLength) is_lock(h, ISKIND_DATA, kHighArea + h->lockList[i], 1, ISLT_UNLOCK);
         h->lockList[i] = 0;
+    }
 }
 
 bool notesAny(const IsamFile *h) {
