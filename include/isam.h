@@ -74,7 +74,7 @@ extern "C" {
 #define ISVARAUTO 0x8000  /* isopen only: take ISVARLEN from the file */
 
 /* Locking, one of them; ISLOCKMANUAL where none is given. */
-#define ISLOCKNONE 0x0100   /* no locks at all; the files are opened for reading only */
+#define ISLOCKNONE 0x0100   /* no locks at all; the files are opened for reading only, changes fail with EBADF */
 #define ISLOCKAUTO 0x0200   /* each read locks the record it returns, each move releases it */
 #define ISLOCKMANUAL 0x0400 /* records are locked when the caller asks */
 #define ISLOCKEXCL 0x0800   /* nobody else may have the file open */
@@ -228,11 +228,14 @@ ISAM_API int isvbuild(const char *name, int minlen, int maxlen, KeyDesc *key, in
  *
  * mode: access, flags and locking. ISMASK comes from the file. Returns the
  * descriptor; a second open of the same name shares the system's files with
- * the first. The position is before the first record of the first index (of
+ * the first, and so does not see ISLOCKNONE's read-only files in either
+ * direction. The position is before the first record of the first index (of
  * the file, for a file without primary key): ISNEXT returns that record, and
- * isrecnum is its number, 0 in an empty file.
+ * isrecnum is its number, 0 in an empty file (without primary key always 1).
+ * isreclen becomes 0.
  * Errors: 102 ISVARLEN and the file do not agree, or ISLOCKAUTO on a file
- * without records; 113 open elsewhere and one of the two is ISLOCKEXCL;
+ * without records; 103 the file holds a bad key description; 105; 113 open
+ * elsewhere and one of the two is ISLOCKEXCL;
  * 114; ENOENT with iserrio 0x11 or 0x12 for a file that is missing. */
 ISAM_API int isopen(const char *name, int mode);
 
@@ -294,8 +297,12 @@ ISAM_API int isdelindex(int fd, KeyDesc *key);
  * isopen or isstart returns the record at the position itself, as does ISPREV
  * after isstart with ISLAST, and the way back from an end that was reached.
  * ISCURR on a deleted record returns the one that followed it. A mode of 8 to
- * 255 returns the record isrecnum without moving. With ISLOCK the record
- * stays locked; without it the read flags only test or await the lock.
+ * 255 returns the record isrecnum (in record-number order the slot last read)
+ * without moving. With ISLOCK the record stays locked; without it the read
+ * flags only test or await the lock, and release it even where this handle had
+ * it before. A lock of another handle of this process is awaited for ever.
+ * Under ISLOCKAUTO the handle first releases all its record locks, whatever
+ * comes of the read, and then reads with ISLOCK + ISWAIT.
  * Errors: 102 read flags in a file without records; 107 record locked by
  * somebody else and no ISWAIT: the record has been read and the position moved
  * all the same; 110 end or beginning (ISFIRST to ISPREV); 111 no such key;
@@ -313,12 +320,13 @@ ISAM_API int isread(int fd, char *record, int mode);
  * and the position moves there; ISFIRST and ISLAST succeed in an empty file
  * too. Under ISLOCKAUTO all record locks of the handle are released.
  * Errors: 102 length or mode out of range, 103 no such index, 110 to 112 as
- * for isread. */
+ * for isread; the index and length have then been chosen all the same. */
 ISAM_API int isstart(int fd, KeyDesc *key, int length, char *record, int mode);
 
 /* Selects index number 1.. or, with 0, record-number order [read]. With
  * reposition not 0 the position in it is set to record isrecnum, as by
- * isgoto, and 111 is possible. Error: 103 no such index. */
+ * isgoto, and 111 is possible, with the index selected all the same. Error:
+ * 103 no such index. */
 ISAM_API int isindex(int fd, int index, int reposition);
 
 /* Positions the current index on a record by number [any]; isrecnum becomes
@@ -335,8 +343,8 @@ ISAM_API int isdata(int fd, char *record, long recnum);
  * none) for ispop [any]. */
 ISAM_API int ispush(int fd, int *index, long *recnum);
 
-/* Goes back to what ispush stored: isindex, then isgoto unless recnum is 0.
- * Errors: 103, 111. */
+/* Goes back to what ispush stored: isindex, then isgoto unless recnum is 0
+ * [read]. Errors: 103, 111. */
 ISAM_API int ispop(int fd, int index, long recnum);
 
 /* Installs a filter for isread, or removes it with null. It is called as
@@ -344,7 +352,8 @@ ISAM_API int ispop(int fd, int index, long recnum);
  * 0 to have it passed over: ISFIRST and ISNEXT then go on with ISNEXT, ISLAST
  * and ISPREV with ISPREV, the greater modes with ISGREAT from the record's
  * key, ISCURR and ISEQUAL fail with 111. A filter that returns 0 and leaves
- * iserrno not 0 ends the read with that error. Sets no globals. */
+ * iserrno not 0 ends the read with that error. With ISLOCK the records passed
+ * over stay locked. Sets no globals but iserrno for a bad descriptor. */
 ISAM_API int isfilter(int fd, int (*filter)(int fd, char *record, int mode));
 
 /* Stores the highest record number used so far [read]. */
@@ -413,7 +422,8 @@ ISAM_API int isdelete(int fd, char *record);
 ISAM_API int isdelrec(int fd, long recnum);
 
 /* Deletes the record at the position [write]. Errors: 107; 112 no record is
- * current, also right after isstart with ISFIRST or ISLAST. */
+ * current, also after isstart with ISFIRST or ISLAST until a record has been
+ * read or isstart has been called with another mode. */
 ISAM_API int isdelcurr(int fd);
 
 /* Sets the file's unique-id counter, low 32 bits [write]. */
@@ -425,9 +435,11 @@ ISAM_API int isuniqueid(int fd, long *id);
 
 /* ------------------------------------------------------------------ locks */
 
-/* Locks all records of the file against other processes, without waiting
- * [read]. Rewriting or deleting a record opens the lock at that record.
- * Error: 107 somebody holds a record, also another descriptor of the process. */
+/* Locks records 1 to 268435454 of the file against other processes, without
+ * waiting [read]. Rewriting or deleting a record, releasing it, or testing its
+ * lock by a read opens the lock at that record.
+ * Errors: 107 somebody holds a record, also another descriptor of the process;
+ * EBADF with iserrio 0x62 in a file without records. */
 ISAM_API int islock(int fd);
 
 /* Release islock's lock and every record lock of the handle [read]. */
@@ -472,8 +484,8 @@ ISAM_API int *is_errio(int fd);         /* the handle's own iserrio */
  * handle; null for a bad descriptor and in record-number order. */
 ISAM_API void *isseekey(int fd);
 
-/* The mask of the last record read from a file with ISMASK, or as last set;
- * 0 for a bad descriptor. */
+/* The mask of the last record read from a file with ISMASK, or as last set, as
+ * an unsigned 32-bit number; 0 for a bad descriptor. */
 ISAM_API long isgetmask(int fd);
 
 /* Sets the mask that the next write or rewrite stores with its record, low 32

@@ -50,7 +50,7 @@ void loadprecious(IsamFile *h) {
 
 void loadOnce(IsamFile *h) {
     const std::uint8_t *p = h->header;
-    h->keyCount = ld_int(p + kIndexCountOffset);
+    // The number of indexes is not taken from here but counted as they load.
     h->headerByte11 = ld_signed(p + kSerialWidthOffset);
     h->keyDescNode = ld_long(p + kKeyDescOffset);
     h->recordLength = ld_int(p + kRecordLengthOffset);
