@@ -91,20 +91,24 @@ void storeEntry(std::uint8_t *entry, const KeyDesc *key, std::uint32_t root) {
     }
 }
 
+int serialWidth(const IsamFile *h, const KeyDesc *key) { return (key->flags & ISDUPS) != 0 ? h->headerByte11 : 0; }
+
+int entrySize(const IsamFile *h, const KeyDesc *key) {
+    return isKeyLength(key) + kPointerSize + serialWidth(h, key) + ((key->flags & ISLEADCOMP) != 0 ? 1 : 0) +
+           ((key->flags & ISTRAILCOMP) != 0 ? 1 : 0);
+}
+
 // What follows from the description.
 void initpath(IsamFile *h, IndexPath *path) {
     KeyDesc &key = path->keyDesc;
+    if (!isNodeHolds(h, &key)) isFail(h, ISERR_CORRUPT);
     const int length = isKeyLength(&key);
     key.keyLength = static_cast<short>(length);
     path->searchLength = path->startLength = length;
-    path->dupWidth = (key.flags & ISDUPS) != 0 ? h->headerByte11 : 0;
+    path->dupWidth = serialWidth(h, &key);
     path->compressed = (key.flags & kCompressFlags) != 0;
     path->byteOrder = isByteOrder(&key);
-    path->entrySize = length + kPointerSize + path->dupWidth + ((key.flags & ISLEADCOMP) != 0 ? 1 : 0) +
-                      ((key.flags & ISTRAILCOMP) != 0 ? 1 : 0);
-    // A node that could not be split in two would never take a third entry.
-    const bool fits = node::kTreeStart + 2 * path->entrySize < h->nodeSize - node::kTrailerSize;
-    if (path->dupWidth < 0 || path->dupWidth > kMaxSerialWidth || !fits) isFail(h, ISERR_CORRUPT);
+    path->entrySize = entrySize(h, &key);
 }
 
 // Adds a path for the description to the table.
@@ -195,6 +199,13 @@ void deletepath(IsamFile *h, IndexPath *path, std::uint32_t &bound) {
 }
 
 }  // namespace
+
+bool isNodeHolds(const IsamFile *h, const KeyDesc *key) {
+    const int width = serialWidth(h, key);
+    // A node that could not be split in two would never take a third entry.
+    return width >= 0 && width <= kMaxSerialWidth &&
+           node::kTreeStart + 2 * entrySize(h, key) < h->nodeSize - node::kTrailerSize;
+}
 
 void isLoadIndexes(IsamFile *h) {
     h->keyCount = 0;

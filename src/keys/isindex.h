@@ -8,6 +8,10 @@
 // isTestIndex refuses, 105 for a damaged chain.
 void isLoadIndexes(IsamFile *h);
 
+// Do the file's nodes have room for entries of this index? Those that the
+// library builds always do.
+bool isNodeHolds(const IsamFile *h, const KeyDesc *key);
+
 // Number of the index with these parts, keyCount for a description without
 // parts, -1 for none. The flags for duplicates and compression do not count.
 int isFindIndex(const IsamFile *h, const KeyDesc *key);

@@ -40,7 +40,7 @@ void checkAdd(IsamFile *h, const KeyDesc *key) {
     if (!hasData(h)) isFail(h, ISERR_ARGUMENT);
     if (h->keyCount >= ISMAXINDEXES) isFail(h, ISERR_KEYDESC);
     if (!hasMasks(h) && isFindIndex(h, key) >= 0) isFail(h, ISERR_INDEXEXISTS);
-    if (!isTestIndex(h, key)) isFail(h, ISERR_KEYDESC);
+    if (!isTestIndex(h, key) || !isNodeHolds(h, key)) isFail(h, ISERR_KEYDESC);
 }
 
 // What an add must know to take itself back.
