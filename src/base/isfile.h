@@ -114,7 +114,8 @@ struct IsamFile {
     bool exclHeld;              // the open lock was made exclusive for this operation only
     std::uint32_t *takenNodes;  // while not null: free nodes that index building took
     std::uint32_t takenCount, takenRoom;
-    bool noteTaken;  // isGetFree notes what it takes from the index list
+    std::uint32_t takenDesc;  // description node that it took, 0 = none
+    bool noteTaken;           // isGetFree notes what it takes from the index list
 };
 
 inline bool hasData(const IsamFile *h) { return h->recordLength != 0; }

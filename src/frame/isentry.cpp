@@ -12,11 +12,6 @@ namespace {
 
 constexpr int kAccessMask = 3;
 
-void forgetCaches(IsamFile *h, int entryClass) {
-    isPathClear(h, entryClass);
-    isFreeClear(h, entryClass);
-}
-
 // What is derived from the header must be read again.
 void forgetDerived(IsamFile *h) {
     h->hashStale = 1;
@@ -46,11 +41,14 @@ void isUndo(IsamFile *h) {
     h->noteTaken = false;
     if (h->failedClass == ISCLASS_WRITE) {
         const std::uint32_t stamp = h->headerStamp;
-        forgetCaches(h, ISCLASS_WRITE);
+        isPathClear(h, ISCLASS_WRITE);
+        // Of the free lists nothing is kept: a head node that was written before
+        // the failure is clean, but no longer the head.
+        isFreeClear(h, ISCLASS_READ);
         if (h->indexFd >= 0) isLoadHead(h);
         // The call may have failed before its own refresh: the new counter must
         // not make older nodes look fresh.
-        if (h->headerStamp != stamp) forgetCaches(h, ISCLASS_READ);
+        if (h->headerStamp != stamp) isPathClear(h, ISCLASS_READ);
         forgetDerived(h);
     }
     isDropLock(h);
@@ -66,8 +64,10 @@ void isDelta(IsamFile *h) {
     if ((h->mode & ISLOCKEXCL) != 0) return;
     const std::uint32_t stamp = h->headerStamp;
     isLoadHead(h);
+    if (h->headerStamp != stamp) {
+        isPathClear(h, ISCLASS_READ);
+        isFreeClear(h, ISCLASS_READ);
+        forgetDerived(h);
+    }
     isCheckHead(h);
-    if (h->headerStamp == stamp) return;
-    forgetCaches(h, ISCLASS_READ);
-    forgetDerived(h);
 }

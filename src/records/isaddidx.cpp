@@ -43,43 +43,47 @@ void checkAdd(IsamFile *h, const KeyDesc *key) {
     if (!isTestIndex(h, key) || !isNodeHolds(h, key)) isFail(h, ISERR_KEYDESC);
 }
 
-// What an add must know to take itself back.
-struct AddState {
-    int index;               // number of the new index
-    std::uint32_t lastNode;  // highest node number before
-    std::uint32_t descNode;  // description node that was needed, or 0
-};
-
 // Gives the new index's nodes to the free list. After a duplicate the tree is
 // sound and is wiped like any other. After anything else it may be torn, and
 // what it took is known otherwise: the nodes noted when they left the free
-// list, and all that the file has grown by.
-void releaseNodes(IsamFile *h, const AddState &add, bool sound) {
+// list, and all that the file has grown by since its highest node was lastNode.
+void releaseNodes(IsamFile *h, int index, std::uint32_t lastNode, bool sound) {
     if (sound) {
-        isWipeIdx(h, add.index);
-        if (add.descNode != 0) isPutFree(h, ISKIND_INDEX, add.descNode);
+        isWipeIdx(h, index);
+        if (h->takenDesc != 0) isPutFree(h, ISKIND_INDEX, h->takenDesc);
         return;
     }
     const std::int64_t nodes = is_size(h, ISKIND_INDEX) / h->nodeSize;
-    h->indexFree.last = std::clamp(static_cast<std::uint32_t>(nodes), add.lastNode, h->indexFree.last);
+    h->indexFree.last = std::clamp(static_cast<std::uint32_t>(nodes), lastNode, h->indexFree.last);
     while (h->takenCount > 0)
         isPutFree(h, ISKIND_INDEX, h->takenNodes[--h->takenCount]);
-    for (std::uint32_t n = add.lastNode + 1; n <= h->indexFree.last; ++n)
+    for (std::uint32_t n = lastNode + 1; n <= h->indexFree.last; ++n)
         isPutFree(h, ISKIND_INDEX, n);
 }
 
-void takeBack(IsamFile *h, const AddState &add, bool sound) {
-    const bool entered = h->keyCount > add.index;
-    if (entered) {
-        isPathClear1(h->indexes[add.index], ISCLASS_WRITE);
-        isDropIndex(h, add.index);
-        if (add.descNode != 0) isUnlinkDesc(h, add.descNode);
-    }
-    releaseNodes(h, add, entered && sound);
-    if (entered) isFreeIndex(h, add.index);
+void forgetIndex(IsamFile *h, int index) {
+    isPathClear1(h->indexes[index], ISCLASS_READ);
+    isFreeIndex(h, index);
     isHeadKdsc(h);
-    isFreeWrite(h);
-    isHeadWrite(h);
+}
+
+// Undoes an add that failed part-way. The description goes first: without it
+// the file is whole, whatever else is left. Should even this fail, at least the
+// handle forgets the index.
+void takeBack(IsamFile *h, int index, std::uint32_t lastNode, bool sound) {
+    const bool entered = h->keyCount > index;
+    isAttempt(h, [=] {
+        if (entered) {
+            isPathClear1(h->indexes[index], ISCLASS_WRITE);
+            isDropIndex(h, index);
+            if (h->takenDesc != 0) isUnlinkDesc(h, h->takenDesc);
+        }
+        releaseNodes(h, index, lastNode, entered && sound);
+        if (entered) forgetIndex(h, index);
+        isFreeWrite(h);
+        isHeadWrite(h);
+    });
+    if (h->keyCount > index) forgetIndex(h, index);
 }
 
 }  // namespace
@@ -107,19 +111,20 @@ int isAddIndex(IsamFile *h, const KeyDesc *key) {
         isLockWrite(h);
         isDelta(h);
 
-        AddState add = {h->keyCount, h->indexFree.last, 0};
-        h->takenCount = 0;
+        const int index = h->keyCount;
+        const std::uint32_t lastNode = h->indexFree.last;
+        h->takenCount = h->takenDesc = 0;
         h->noteTaken = true;
-        const bool added = isAttempt(h, [h, key, &add] {
-            add.descNode = isMakeIndex(h, key);
-            isFillIdx(h, add.index);
+        const bool added = isAttempt(h, [h, key, index] {
+            h->takenDesc = isMakeIndex(h, key);
+            isFillIdx(h, index);
             isFreeWrite(h);
             isHeadWrite(h);
         });
         h->noteTaken = false;
         if (!added) {
             const int code = h->errcode, io = h->errio;
-            takeBack(h, add, code == ISERR_DUPLICATE);
+            takeBack(h, index, lastNode, code == ISERR_DUPLICATE);
             isFail(h, code, io);
         }
         readmitOthers(h);
