@@ -114,6 +114,7 @@ struct IsamFile {
     bool exclHeld;              // the open lock was made exclusive for this operation only
     std::uint32_t *takenNodes;  // while not null: free nodes that index building took
     std::uint32_t takenCount, takenRoom;
+    bool descEntered;         // the new index stands in the chain
     std::uint32_t takenDesc;  // description node that it took, 0 = none
     bool noteTaken;           // isGetFree notes what it takes from the index list
 };

@@ -177,17 +177,22 @@ void appendEntry(IsamFile *h, std::uint32_t number, const KeyDesc *key, std::uin
     isPutNode(h, buffer, number);
 }
 
-// Depth first below the path's top node, which is popped and given up itself.
-// bound counts the nodes that a sound tree can still have.
-void deletepath(IsamFile *h, IndexPath *path, std::uint32_t &bound) {
+// Visits the tree below the path's top node depth first, children before their
+// parent; with giveUp each node is popped, the root apart, and given to the free
+// list. bound counts the nodes that a sound tree can still have.
+void walkpath(IsamFile *h, IndexPath *path, bool giveUp, std::uint32_t &bound) {
     NodeBuf *n = path->top;
     if (bound-- == 0) isFail(h, ISERR_CORRUPT);
     if (n->level != 0) {
         n->position = 0;
         for (bool more = isNodeWalk(path, kWalkFirst); more; more = isNodeWalk(path, kWalkNext)) {
             isPathAdd(h, path, n->pointer);
-            deletepath(h, path, bound);
+            walkpath(h, path, giveUp, bound);
         }
+    }
+    if (!giveUp) {
+        isPathDown(h, path);
+        return;
     }
     const std::uint32_t number = n->number;
     n->state = ISBUF_EMPTY;
@@ -196,6 +201,12 @@ void deletepath(IsamFile *h, IndexPath *path, std::uint32_t &bound) {
         isFreeNode(path, n);
     }
     isPutFree(h, ISKIND_INDEX, number);
+}
+
+void walkTree(IsamFile *h, int n, bool giveUp) {
+    std::uint32_t bound = isNodeLimit(h);
+    isPathRoot(h, h->indexes[n]);
+    walkpath(h, h->indexes[n], giveUp, bound);
 }
 
 }  // namespace
@@ -235,32 +246,35 @@ int isFindIndex(const IsamFile *h, const KeyDesc *key) {
     return -1;
 }
 
-std::uint32_t isMakeIndex(IsamFile *h, const KeyDesc *key) {
-    const std::uint32_t last = lastDescNode(h);
-    const bool fits = last != 0 && node::used(scratch(h)) + entryLength(key) <= h->nodeSize - node::kTrailerSize;
-    const std::uint32_t number = fits ? last : isGetFree(h, ISKIND_INDEX);
-    const std::uint32_t root = key->nparts != 0 ? newRoot(h) : 0;
+DescPlace isReserveIndex(IsamFile *h, const KeyDesc *key) {
+    DescPlace place = {};
+    place.last = lastDescNode(h);
+    const bool fits = place.last != 0 && node::used(scratch(h)) + entryLength(key) <= h->nodeSize - node::kTrailerSize;
+    if (!fits) place.added = isGetFree(h, ISKIND_INDEX);
+    place.root = key->nparts != 0 ? newRoot(h) : 0;
+    enter(h, key, place.root);
+    return place;
+}
 
-    // The new root and a new description node stand on disk before anything
-    // leads to them.
-    if (fits) {
-        readDescNode(h, number);
-    } else {
-        std::uint8_t *buffer = scratch(h);
-        std::memset(buffer, 0, static_cast<std::size_t>(h->nodeSize));
-        isMarkNode(h, buffer, node::kListMark, node::kDescLevel);
-        node::setUsed(buffer, node::kListStart);
+void isEnterIndex(IsamFile *h, const KeyDesc *key, const DescPlace &place) {
+    if (place.added == 0) {
+        readDescNode(h, place.last);
+        appendEntry(h, place.last, key, place.root);
+        return;
     }
-    appendEntry(h, number, key, root);
-    if (!fits && last != 0) {
-        std::uint8_t *buffer = readDescNode(h, last);
-        node::setLink(buffer, number);
-        isPutNode(h, buffer, last);
+    // The new node stands on disk before anything leads to it.
+    std::uint8_t *buffer = scratch(h);
+    std::memset(buffer, 0, static_cast<std::size_t>(h->nodeSize));
+    isMarkNode(h, buffer, node::kListMark, node::kDescLevel);
+    node::setUsed(buffer, node::kListStart);
+    appendEntry(h, place.added, key, place.root);
+    if (place.last == 0) {
+        h->keyDescNode = place.added;
+        return;
     }
-    if (h->keyDescNode == 0) h->keyDescNode = number;
-    enter(h, key, root);
-    isHeadKdsc(h);
-    return fits ? 0 : number;
+    readDescNode(h, place.last);
+    node::setLink(buffer, place.added);
+    isPutNode(h, buffer, place.last);
 }
 
 void isUnlinkDesc(IsamFile *h, std::uint32_t number) {
@@ -322,10 +336,9 @@ void isFreeIndex(IsamFile *h, int n) {
     freepath(h, path);
 }
 
+void isSurveyIdx(IsamFile *h, int n) { walkTree(h, n, false); }
+
 void isWipeIdx(IsamFile *h, int n) {
-    IndexPath *path = h->indexes[n];
-    std::uint32_t bound = isNodeLimit(h);
-    isPathRoot(h, path);
-    deletepath(h, path, bound);
-    isPathClear1(path, ISCLASS_READ);
+    walkTree(h, n, true);
+    isPathClear1(h->indexes[n], ISCLASS_READ);
 }

@@ -16,10 +16,19 @@ bool isNodeHolds(const IsamFile *h, const KeyDesc *key);
 // parts, -1 for none. The flags for duplicates and compression do not count.
 int isFindIndex(const IsamFile *h, const KeyDesc *key);
 
-// Appends a description, with an empty root on disk unless it has no parts, and
-// adds its path to the table. The header changes in memory only. Returns the
-// number of the description node that this took, 0 where there was room.
-std::uint32_t isMakeIndex(IsamFile *h, const KeyDesc *key);
+// Where a new index's description goes.
+struct DescPlace {
+    std::uint32_t last;   // last description node, 0 in an empty chain
+    std::uint32_t added;  // description node taken for it, 0 where the last one has room
+    std::uint32_t root;   // the index's root, 0 for a description without parts
+};
+
+// Makes a new index: takes its nodes (the description node first), writes an
+// empty root and adds the path to the table. The chain does not know it yet.
+DescPlace isReserveIndex(IsamFile *h, const KeyDesc *key);
+
+// Writes the new index's description. The header stays as it is on disk.
+void isEnterIndex(IsamFile *h, const KeyDesc *key, const DescPlace &place);
 
 // Takes a description node out of the chain; it is not given to the free list.
 void isUnlinkDesc(IsamFile *h, std::uint32_t number);
@@ -29,6 +38,10 @@ void isDropIndex(IsamFile *h, int n);
 
 // Removes index n from the table, or all of them for keyCount.
 void isFreeIndex(IsamFile *h, int n);
+
+// Reads every node of the index's tree, so that damage shows before anything is
+// given up.
+void isSurveyIdx(IsamFile *h, int n);
 
 // Gives every node of the index's tree to the free list, children first and the
 // root last. The path must not be used again before its root is made anew.

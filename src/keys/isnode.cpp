@@ -21,9 +21,11 @@ constexpr int kWriteSplitLine = 40;
 void checkNode(IsamFile *h, const IndexPath *path, const NodeBuf *n, int expectedLevel) {
     const bool root = expectedLevel < 0;
     const int limit = h->nodeSize - node::kTrailerSize;
+    // Only a root that is a leaf can be empty.
+    const bool mayBeEmpty = root && n->level == 0;
     const bool sound = node::mark(n->buffer, h->nodeSize) == node::kTreeMark &&
                        (root ? n->level < node::kFreeLevel : n->level == expectedLevel) &&
-                       n->used >= (root ? node::kTreeStart : node::kTreeStart + 1) && n->used < limit;
+                       n->used >= (mayBeEmpty ? node::kTreeStart : node::kTreeStart + 1) && n->used < limit;
     if (!sound || !(path->compressed ? compsound(path, n) : flatsound(path, n))) isFail(h, ISERR_CORRUPT);
 }
 

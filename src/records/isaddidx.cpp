@@ -67,17 +67,17 @@ void forgetIndex(IsamFile *h, int index) {
     isHeadKdsc(h);
 }
 
-// Undoes an add that failed part-way. The description goes first: without it
-// the file is whole, whatever else is left. Should even this fail, at least the
-// handle forgets the index.
+// Undoes an add that failed part-way. The description, if it was written at all,
+// goes first: without it the file is whole, whatever else is left. Should even
+// this fail, at least the handle forgets the index.
 void takeBack(IsamFile *h, int index, std::uint32_t lastNode, bool sound) {
     const bool entered = h->keyCount > index;
     isAttempt(h, [=] {
-        if (entered) {
-            isPathClear1(h->indexes[index], ISCLASS_WRITE);
+        if (h->descEntered) {
             isDropIndex(h, index);
             if (h->takenDesc != 0) isUnlinkDesc(h, h->takenDesc);
         }
+        if (entered) isPathClear1(h->indexes[index], ISCLASS_WRITE);
         releaseNodes(h, index, lastNode, entered && sound);
         if (entered) forgetIndex(h, index);
         isFreeWrite(h);
@@ -114,11 +114,15 @@ int isAddIndex(IsamFile *h, const KeyDesc *key) {
         const int index = h->keyCount;
         const std::uint32_t lastNode = h->indexFree.last;
         h->takenCount = h->takenDesc = 0;
+        h->descEntered = false;
         h->noteTaken = true;
         const bool added = isAttempt(h, [h, key, index] {
-            h->takenDesc = isMakeIndex(h, key);
+            const DescPlace place = isReserveIndex(h, key);
+            h->takenDesc = place.added;
             isFillIdx(h, index);
             isFreeWrite(h);
+            isEnterIndex(h, key, place);
+            h->descEntered = true;
             isHeadWrite(h);
         });
         h->noteTaken = false;
@@ -144,11 +148,16 @@ int isDelIndex(IsamFile *h, const KeyDesc *key) {
         isLockWrite(h);
         isDelta(h);
 
-        isWipeIdx(h, n);
+        isSurveyIdx(h, n);
+        // The wipe writes list nodes over the tree, so the catalogue lets go of
+        // it first. Should the rest fail, the index is gone all the same.
         isDropIndex(h, n);
+        const bool wiped = isAttempt(h, [h, n] { isWipeIdx(h, n); });
+        const int code = h->errcode, io = h->errio;
+        isPathClear1(h->indexes[n], ISCLASS_READ);
         isFreeIndex(h, n);
         if (h->currentIndex == h->keyCount && h->keyCount > 0) --h->currentIndex;
-        isHeadKdsc(h);
+        if (!wiped) isFail(h, code, io);
         isFreeWrite(h);
         isHeadWrite(h);
         readmitOthers(h);

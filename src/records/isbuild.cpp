@@ -48,7 +48,7 @@ void makeFiles(IsamFile *h, const KeyDesc *key) {
         isFail(h, ISERR_FILEINUSE);
     }
     isMakeHead(h);
-    isMakeIndex(h, key);
+    isEnterIndex(h, key, isReserveIndex(h, key));
     isHeadWrite(h);
     is_close(h, ISKIND_INDEX);
     if (!hasData(h)) return;

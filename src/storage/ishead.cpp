@@ -105,6 +105,7 @@ void isCheckHead(IsamFile *h) {
 
 void isHeadWrite(IsamFile *h) {
     std::uint8_t *p = h->header;
+    isHeadKdsc(h);
     st_long(h->indexFree.last, p + kLastNodeOffset);
     st_long(h->indexFree.head, p + kIndexFreeOffset);
     st_long(h->dataFree.last, p + kLastRecordOffset);

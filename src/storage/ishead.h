@@ -15,7 +15,7 @@ void isLoadHead(IsamFile *h);
 // 105 when a counter that isLoadHead took is beyond what the file can hold.
 void isCheckHead(IsamFile *h);
 
-// Stores the handle's fields and writes the header, its change counter raised
+// Stores the handle's fields, isHeadKdsc's among them, and writes the header, its change counter raised
 // by one.
 void isHeadWrite(IsamFile *h);
 

@@ -43,13 +43,25 @@ LooseEntry &addLoose(IndexPath *path) {
     return path->loose[path->looseCount++];
 }
 
-// Puts the loose entries back, last one first, so that each finds its place
-// before all that followed it, also among equal keys.
-void putBack(IsamFile *h, IndexPath *path, int level) {
+// Positions the top node on the entry with that pointer; false if it has none.
+bool walkTo(IndexPath *path, std::uint32_t pointer) {
+    bool more = isNodeWalk(path, kWalkFirst);
+    while (more && path->top->pointer != pointer)
+        more = isNodeWalk(path, kWalkNext);
+    return more;
+}
+
+// Puts the loose entries back, last one first, each before the entry that
+// followed it, which its pointer tells even where keys and serials do not: above
+// the leaves those of the last entry are no more than a lower bound.
+void putBack(IsamFile *h, IndexPath *path, int level, bool followed, std::uint32_t follower) {
     while (path->looseCount > 0) {
         const LooseEntry entry = path->loose[--path->looseCount];
-        const bool found = isTreePlace(h, path, entry.key, entry.serial, level);
+        bool found = isTreePlace(h, path, entry.key, entry.serial, level);
+        if (followed) found = walkTo(path, follower) || isTreePlace(h, path, entry.key, entry.serial, level);
         compgrow(h, path, entry.key, entry.pointer, found ? kBeforeCurrent : kAppend, &entry.serial);
+        followed = true;
+        follower = entry.pointer;
     }
 }
 
@@ -78,6 +90,8 @@ void compsquash(IsamFile *h, IndexPath *path, NodeBuf *n) {
     std::memcpy(key, n->key, sizeof key);
     path->looseCount = 0;
     const int level = n->level;
+    std::uint32_t follower = 0;
+    bool followed = true;
     for (;;) {
         const int next = isCompNext(path, n->buffer, used, key, end);
         const int length = isCompKey(path, encoded, first ? nullptr : before, key);
@@ -88,6 +102,7 @@ void compsquash(IsamFile *h, IndexPath *path, NodeBuf *n) {
             std::memcpy(n->buffer + p, encoded, static_cast<std::size_t>(length));
             if (!first && length != 0) clearShare(n, p);
             isNodeResize(n, p + length + tail + (used - next), used);
+            follower = ld_long(n->buffer + p + length + tail - kPointerSize) & kPointerMask;
             break;
         }
         LooseEntry &entry = addLoose(path);
@@ -99,8 +114,9 @@ void compsquash(IsamFile *h, IndexPath *path, NodeBuf *n) {
         if (end == used) {
             if (!first) clearShare(n, p);
             pull(n, p, end);
+            followed = false;
             break;
         }
     }
-    putBack(h, path, level);
+    putBack(h, path, level, followed, follower);
 }

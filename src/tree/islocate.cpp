@@ -129,14 +129,7 @@ bool locrec(IsamFile *h, long recnum) {
     isKeyMake(path, key, h->recordBuffer);
     // A partial start must not blur which record is meant.
     path->searchLength = keyLength(path);
-    bool found = isTreeMatch(h, path, key);
-    while (found && isKeyMatch(path, key, nullptr)) {
-        if (path->top->pointer == static_cast<std::uint32_t>(recnum)) {
-            remember(h, path);
-            return true;
-        }
-        if (isUnique(path)) return false;
-        found = isTreeNext(h, path);
-    }
-    return false;
+    if (!isTreeMatch(h, path, key) || !isTreeSeek(h, path, key, static_cast<std::uint32_t>(recnum))) return false;
+    remember(h, path);
+    return true;
 }

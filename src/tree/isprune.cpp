@@ -19,13 +19,7 @@ bool quickcheck(const IndexPath *path, std::uint32_t recnum) {
 }
 
 bool searchfind(IsamFile *h, IndexPath *path, const std::uint8_t *key, std::uint32_t recnum) {
-    bool found = isTreeMatch(h, path, key);
-    while (found && isKeyMatch(path, key, nullptr)) {
-        if (path->top->pointer == recnum) return true;
-        if (isUnique(path)) return false;
-        found = isTreeNext(h, path);
-    }
-    return false;
+    return isTreeMatch(h, path, key) && isTreeSeek(h, path, key, recnum);
 }
 
 // An emptied tree is a single empty leaf again.

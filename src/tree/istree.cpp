@@ -1,5 +1,6 @@
 #include "tree/istree.h"
 
+#include "base/isfail.h"
 #include "keys/iskey.h"
 #include "keys/isnode.h"
 #include "storage/node_layout.h"
@@ -75,6 +76,17 @@ bool isTreePlace(IsamFile *h, IndexPath *path, const std::uint8_t *key, std::uin
         if (n->level <= level) return found;
         isPathAdd(h, path, n->pointer);
     }
+}
+
+bool isTreeSeek(IsamFile *h, IndexPath *path, const std::uint8_t *key, std::uint32_t recnum) {
+    std::uint32_t steps = 0;
+    while (isKeyMatch(path, key, nullptr)) {
+        if (path->top->pointer == recnum) return true;
+        if (isUnique(path)) return false;
+        if (++steps > h->dataFree.last) isFail(h, ISERR_CORRUPT);
+        if (!isTreeNext(h, path)) return false;
+    }
+    return false;
 }
 
 bool isTreeExact(const IsamFile *h, const IndexPath *path) {

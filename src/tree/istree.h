@@ -27,5 +27,10 @@ bool isTreePlace(IsamFile *h, IndexPath *path, const std::uint8_t *key, std::uin
 // now follows its place; false if nothing follows.
 bool isTreeCurr(IsamFile *h, IndexPath *path);
 
+// Steps from entry to entry with key, starting at the current one, to that of
+// record recnum; false if there is none. 105 when there are more of them than
+// the file has records.
+bool isTreeSeek(IsamFile *h, IndexPath *path, const std::uint8_t *key, std::uint32_t recnum);
+
 // Is the path's current entry the remembered one?
 bool isTreeExact(const IsamFile *h, const IndexPath *path);

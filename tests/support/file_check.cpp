@@ -24,7 +24,8 @@ class Checker {
         checkDescriptions();
         report_.leaves.resize(in_.indexes().size());
         for (std::size_t i = 0; i < in_.indexes().size(); ++i)
-            checkTree(i);
+            if (sound_[i])
+                checkTree(i);
         std::vector<std::uint32_t> freeNodes = checkFreeList(in_.header().indexFreeHead, true);
         std::vector<std::uint32_t> freeRecords = checkFreeList(in_.header().dataFreeHead, false);
         for (std::uint32_t number : freeNodes)
@@ -93,6 +94,7 @@ class Checker {
         }
         for (const IndexSpec &spec : in_.indexes()) {
             std::string name = "description (" + describe(spec) + ")";
+            std::size_t before = report_.problems.size();
             if (spec.parts.size() > 10 || spec.keyLength < 1 || spec.keyLength > 128 || (spec.flags & 0xffc0U) != 0)
                 problem(name + ": limits");
             for (const PartSpec &part : spec.parts) {
@@ -100,6 +102,7 @@ class Checker {
                 if (in_.header().recordLength != 0 && part.start + part.length > in_.header().recordLength)
                     problem(name + ": part outside the record");
             }
+            sound_.push_back(report_.problems.size() == before);
         }
     }
 
@@ -266,7 +269,7 @@ class Checker {
     void collectKeys(std::uint32_t recnum, const Bytes &slot, std::vector<std::map<std::uint32_t, Key>> *wanted) {
         std::uint32_t mask = in_.header().masked() ? be32(slot.data() + slot.size() - 4) : 0;
         for (std::size_t i = 0; i < in_.indexes().size(); ++i) {
-            if ((mask >> i & 1U) != 0) continue;
+            if (!sound_[i] || (mask >> i & 1U) != 0) continue;
             Key key = makeKey(in_.indexes()[i], slot.data());
             if (!isNullKey(in_.indexes()[i], key)) (*wanted)[i].emplace(recnum, key);
         }
@@ -290,6 +293,7 @@ class Checker {
     }
 
     FileReader &in_;
+    std::vector<bool> sound_; // per index: its description makes sense, so that its keys can be read
     long nodes_ = 0;  // nodes that the file has
     CheckOptions options_;
     CheckReport report_;
