@@ -1,0 +1,33 @@
+// Every exported call on an open file, with harmless arguments, for tests that go through all of them.
+#ifndef TESTS_API_CALLS_H
+#define TESTS_API_CALLS_H
+
+#include "rows.h"
+
+#include <vector>
+
+namespace api {
+
+enum class Access { kAny, kRead, kWrite };
+
+struct Call {
+    const char *name;
+    Access access;
+    int (*run)(int fd);
+};
+
+// Calls that go through the descriptor's checks.
+const std::vector<Call> &allCalls();
+
+// The same calls with a null pointer where a name, record or result is needed, or a key description.
+struct NullCall {
+    const char *name;
+    int code;
+    int (*run)(int fd);
+};
+
+const std::vector<NullCall> &nullCalls();
+
+}  // namespace api
+
+#endif
