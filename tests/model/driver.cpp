@@ -108,12 +108,13 @@ Driver::Operation Driver::chooseOperation(int call, int calls) {
             weights[operation] = weights[operation] * percent / 100;
     };
     bool growing = call < calls * 2 / 5 || (call > calls * 85 / 100 && call < calls * 95 / 100);
-    bool shrinking = call > calls * 7 / 10 && call < calls * 82 / 100;
+    bool shrinking = call > calls * (shape_.target >= 700 ? 55 : 70) / 100 && call < calls * 82 / 100;
     if (growing && count < shape_.target) {
         weights[kWrite] = 150;
         scale({kDelete, kDeleteRecord, kDeleteCurrent}, 50);
     } else if (shrinking && shape_.mix != Mix::kNoDelete) {
-        weights[kDelete] = weights[kDeleteRecord] = weights[kDeleteCurrent] = 40;
+        weights[kDelete] = weights[kDeleteCurrent] = 40;
+        weights[kDeleteRecord] = 200;
         scale({kWrite, kWriteCurrent, kWriteLock}, 20);
     }
     switch (shape_.mix) {

@@ -339,7 +339,7 @@ void Driver::randomDelete(Operation operation) {
     std::size_t handle = someHandle();
     Handle &h = model_.handle(handle);
     Buffer record = someRecord();
-    long target = someRecnum();
+    long target = random_.percent(70) ? liveRecnum() : someRecnum();
     if (operation == kDeleteCurrent && model_.pure() && model_.detached(h, 0)) {
         ++statistics_->avoided;
         return;

@@ -22,6 +22,14 @@ void fillText(const Field &field, int value, char *to) {
             to[i] = static_cast<char>(bytes.below(256));
         return;
     }
+    if (field.style == 4) {  // groups that differ at the far end: one of them is all fill there
+        std::memset(to, field.fill, n);
+        int group = value / 4;
+        for (std::size_t i = 3; i-- > 0; group /= 8)
+            to[i] = static_cast<char>('a' + group % 8);
+        if (value % 4 != 0) to[n - 1] = static_cast<char>('0' + value % 4);
+        return;
+    }
     std::memset(to, field.style == 1 ? 'P' : value % 3 == 0 ? '\0' : value % 3 == 1 ? ' ' : 'z', n);
     std::size_t digits = std::min<std::size_t>(n, 6);
     std::size_t at = field.style == 1 ? n - digits : field.style == 2 ? (n - digits) / 2 : 0;
@@ -108,10 +116,18 @@ void makeFields(Random &random, Shape *shape, int wide) {
         at += field.length + (random.percent(20) ? 1 : 0);
         shape->fields.push_back(field);
     };
+    // Where both ends of a key are left out, taking out a key can make the next one long.
+    bool bothEnds = (shape->number & 6) == 6;
     // One field with many values, one for long keys, and a few of any kind.
     int first = shape->number % 8;
     add(kTypes[first], first == CHARTYPE || first == STRINGTYPE ? 6 + random.below(8) : 8, domain);
     add(CHARTYPE, std::max(1, wide), random.percent(60) ? domain : random.between(2, 40));
+    if (bothEnds) {
+        shape->fields.back().style = 4;
+        shape->fields.back().fill = (shape->number & 8) != 0 ? 0 : ' ';
+        shape->fields.back().nulls = false;
+        shape->fields.back().domain = 4 * 8 * 8 * 8;
+    }
     int more = random.between(1, 5);
     for (int i = 0; i < more; ++i) {
         int type = kTypes[random.below(8)];
@@ -162,6 +178,7 @@ Shape makeShape(int number, std::uint64_t seed) {
     // Keys of 1 to 128 bytes; every sixth shape has the longest, so that its trees grow high.
     bool high = number % 6 == 4 || number % 12 == 0;
     int lengths[] = {random.between(1, 8), random.between(6, 40), random.between(40, 100), 128};
+    if ((number & 6) == 6) shape.mix = number % 16 > 8 ? Mix::kDeleteHeavy : Mix::kEven;
     int wide = high ? 128 : lengths[random.below(4)];
     shape.target = high                 ? random.between(700, 1100)
                    : random.percent(50) ? random.between(20, 120)
@@ -169,6 +186,10 @@ Shape makeShape(int number, std::uint64_t seed) {
     bool pure = number % 9 == 7;
     bool natural = number % 11 == 5 && !pure;
     shape.masked = number % 7 == 3 && !pure;
+    if ((number & 6) == 6) {
+        wide = random.between(90, 127);
+        shape.target = random.between(400, 800);
+    }
     makeFields(random, &shape, wide);
     shape.recordLength = pure ? 0 : shape.bufferLength;
 

@@ -21,6 +21,7 @@ struct Field {
     int type = CHARTYPE;
     int domain = 1;    // number of different values
     int style = 0;     // where the changing bytes of a text lie
+    int fill = 0;      // byte between both ends of a text of style 4
     int nullByte = 0;  // fills the field now and then
     bool nulls = false;
 };
