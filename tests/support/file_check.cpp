@@ -24,8 +24,7 @@ class Checker {
         checkDescriptions();
         report_.leaves.resize(in_.indexes().size());
         for (std::size_t i = 0; i < in_.indexes().size(); ++i)
-            if (sound_[i])
-                checkTree(i);
+            if (sound_[i]) checkTree(i);
         std::vector<std::uint32_t> freeNodes = checkFreeList(in_.header().indexFreeHead, true);
         std::vector<std::uint32_t> freeRecords = checkFreeList(in_.header().dataFreeHead, false);
         for (std::uint32_t number : freeNodes)
@@ -293,8 +292,8 @@ class Checker {
     }
 
     FileReader &in_;
-    std::vector<bool> sound_; // per index: its description makes sense, so that its keys can be read
-    long nodes_ = 0;  // nodes that the file has
+    std::vector<bool> sound_;  // per index: its description makes sense, so that its keys can be read
+    long nodes_ = 0;           // nodes that the file has
     CheckOptions options_;
     CheckReport report_;
     std::vector<std::string> owner_;  // per node number
