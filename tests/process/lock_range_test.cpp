@@ -163,6 +163,8 @@ TEST_F(LockRange, HighRecordNumbersLieBeyondTwoGigabytes) {
     EXPECT_EQ(b.last().text(kItemLength), item(20));
     EXPECT_TRUE(succeeds(a, jobs::releaseNumber(0, kHigh)));
     EXPECT_TRUE(succeeds(b, jobs::read(0, ISEQUAL | ISLOCK, item(20))));
+    EXPECT_TRUE(succeeds(b, jobs::release(0)));  // all at once reaches as far
+    EXPECT_EQ(RawFile(dataPath()).held(), Locks());
 }
 
 }  // namespace
