@@ -191,7 +191,7 @@ bool Driver::scanIndex(std::size_t handle, std::size_t index) {
     return !failed_;
 }
 
-bool Driver::checkBatch() {
+bool Driver::checkStructure() {
     ++statistics_->checks;
     testing_support::CheckReport report = testing_support::checkFiles(*reader_);
     if (!report.clean()) {
@@ -232,6 +232,11 @@ bool Driver::checkBatch() {
             return false;
         }
     }
+    return true;
+}
+
+bool Driver::checkBatch() {
+    if (!checkStructure()) return false;
     std::size_t handle = someHandle();
     bool small = model_.keyCount() * static_cast<std::size_t>(std::max(1L, model_.liveCount())) < 600;
     std::size_t chosen = static_cast<std::size_t>(random_.below(static_cast<int>(model_.keyCount()) + 1));
@@ -240,12 +245,13 @@ bool Driver::checkBatch() {
     return !failed_;
 }
 
-bool Driver::run(int calls) {
+bool Driver::run(int calls, bool everyCall) {
     if (!build()) return false;
     int untilCheck = 1;
     for (int call = 0; call < calls && !failed_; ++call) {
         perform(chooseOperation(call, calls));
         ++statistics_->calls;
+        if (everyCall && !failed_) checkStructure();
         if (--untilCheck == 0 && !failed_) {
             checkBatch();
             untilCheck = random_.between(50, 200);

@@ -37,7 +37,8 @@ class Driver {
     ~Driver();
 
     // Builds the file and makes about the given number of random calls. False after a difference.
-    bool run(int calls);
+    // everyCall: check the bytes after each call, to find the one that does the harm.
+    bool run(int calls, bool everyCall = false);
 
     // What went wrong, with seed, shape and the last operations.
     std::string report() const;
@@ -78,6 +79,7 @@ class Driver {
     void perform(Operation operation);
     Operation chooseOperation(int call, int calls);
     bool checkBatch();
+    bool checkStructure();
     bool scanIndex(std::size_t handle, std::size_t index);
     void closeAll();
 

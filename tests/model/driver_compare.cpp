@@ -172,7 +172,6 @@ bool Driver::takeAllSerials(std::size_t index) {
     bool equal = entries.size() == leaves.size();
     bool rises = true;
     std::vector<std::uint32_t> serials;
-    // Out-of-order serials never change where an entry stands, only how it is found again.
     for (std::size_t i = 0; equal && i < leaves.size(); ++i) {
         equal = leaves[i].key == entries[i].key && static_cast<long>(leaves[i].pointer) == entries[i].rec;
         serials.push_back(leaves[i].serial);

@@ -1,7 +1,7 @@
 // Random calls over random file shapes, the library against the model.
 //
 // ISAM_MODEL_SEED sets the seed of the run, ISAM_MODEL_CALLS the calls of a shape, ISAM_MODEL_SHAPES the number
-// of shapes, ISAM_MODEL_SHAPE runs one shape alone.
+// of shapes, ISAM_MODEL_SHAPE runs one shape alone, ISAM_MODEL_EVERY=1 checks the bytes after each call.
 #include "driver.h"
 
 #include <gtest/gtest.h>
@@ -45,7 +45,7 @@ TEST(ModelRun, RandomCallsOverRandomShapesAgreeWithTheModel) {
         if (only >= 0 && number != only) continue;
         Shape shape = makeShape(static_cast<int>(number), seed * 1000003 + static_cast<std::uint64_t>(number));
         Driver driver(shape, &statistics);
-        if (!driver.run(static_cast<int>(calls))) {
+        if (!driver.run(static_cast<int>(calls), setting("ISAM_MODEL_EVERY", 0) != 0)) {
             ADD_FAILURE() << "ISAM_MODEL_SEED=" << seed << " ISAM_MODEL_SHAPE=" << number
                           << " ISAM_MODEL_CALLS=" << calls << "\n"
                           << driver.report();

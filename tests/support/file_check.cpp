@@ -18,7 +18,7 @@ class Checker {
     CheckReport run() {
         if (!in_.refresh(&report_.problems)) return std::move(report_);
         // No more than the file can hold: the header's numbers may be damaged.
-        nodes_ = std::min(static_cast<long>(in_.header().lastNode), in_.indexFileSize() / in_.header().nodeSize);
+        nodes_ = std::min(std::int64_t{in_.header().lastNode}, in_.indexFileSize() / in_.header().nodeSize);
         owner_.assign(static_cast<std::size_t>(nodes_) + 1, "");
         checkHeader();
         checkDescriptions();
@@ -77,7 +77,7 @@ class Checker {
         int found = static_cast<int>(in_.indexes().size()) + (in_.noPrimaryKey() ? 1 : 0);
         if (h.indexCount != found)
             problem("header: " + std::to_string(h.indexCount) + " indexes, descriptions of " + std::to_string(found));
-        if (in_.indexFileSize() != static_cast<long>(h.lastNode) * h.nodeSize)
+        if (in_.indexFileSize() != std::int64_t{h.lastNode} * h.nodeSize)
             problem("index file: " + std::to_string(in_.indexFileSize()) + " bytes for " + std::to_string(h.lastNode) +
                     " nodes");
         if (h.uniqueId > 0x7fffffffU) problem("header: unique id out of range");
@@ -177,6 +177,8 @@ class Checker {
         return node.level;
     }
 
+    // Serials bind the entries of leaves only: a separator made by appending carries the serial of the entry
+    // before it, which belongs to another key and may lie above that of an equal separator behind it.
     void checkEntry(const IndexSpec &spec, const std::string &name, const TreeNode &node, std::size_t i,
                     const TreeEntry *low, const TreeEntry *high) {
         const TreeEntry &entry = node.entries[i];
@@ -187,14 +189,12 @@ class Checker {
             int order = compareKeys(spec, node.entries[i - 1].key, entry.key);
             if (order > 0 && !lowerBoundOnly) problem(where + ": out of order");
             if (order > 0 && lowerBoundOnly) problem(where + ": last key below the one before");
-            if (order == 0 && !lowerBoundOnly && options_.serials && node.entries[i - 1].serial > entry.serial)
-                problem(where + ": serial below the one before");
         }
         if (low != nullptr && !lowerBoundOnly && compareKeys(spec, low->key, entry.key) > 0)
             problem(where + ": below the subtree's range");
         if (high != nullptr && !lowerBoundOnly) {
             int order = compareKeys(spec, entry.key, high->key);
-            if (order > 0 || (order == 0 && options_.serials && entry.serial > high->serial))
+            if (order > 0 || (order == 0 && node.level == 0 && options_.serials && entry.serial > high->serial))
                 problem(where + ": above the subtree's range");
         }
     }
@@ -233,11 +233,11 @@ class Checker {
             if (!freeRecords.empty() || h.lastRecord != 0) problem("record numbers in a file without records");
             return;
         }
-        if (in_.dataFileSize() != static_cast<long>(h.lastRecord) * in_.slotLength())
+        if (in_.dataFileSize() != std::int64_t{h.lastRecord} * in_.slotLength())
             problem("data file: " + std::to_string(in_.dataFileSize()) + " bytes for " + std::to_string(h.lastRecord) +
                     " slots of " + std::to_string(in_.slotLength()));
         auto slots = static_cast<std::uint32_t>(
-            std::min(static_cast<long>(h.lastRecord), std::max(0L, in_.dataFileSize() / in_.slotLength())));
+            std::min(std::int64_t{h.lastRecord}, std::max<std::int64_t>(0, in_.dataFileSize() / in_.slotLength())));
         std::vector<int> freed(std::size_t{slots} + 1, 0);
         for (std::uint32_t number : freeRecords) {
             if (number == 0 || number > slots)
@@ -293,7 +293,7 @@ class Checker {
 
     FileReader &in_;
     std::vector<bool> sound_;  // per index: its description makes sense, so that its keys can be read
-    long nodes_ = 0;           // nodes that the file has
+    std::int64_t nodes_ = 0;   // nodes that the file has
     CheckOptions options_;
     CheckReport report_;
     std::vector<std::string> owner_;  // per node number

@@ -14,7 +14,7 @@ struct CheckOptions {
     // Compare index entries with the keys of the records. Not for files whose masks no longer tell which
     // index holds a record.
     bool membership = true;
-    // Serials of equal keys must rise along the leaves, and in the branch nodes above.
+    // Serials of equal keys must rise along the leaves and stay within what the branches above say.
     bool serials = true;
 };
 

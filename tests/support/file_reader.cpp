@@ -26,14 +26,14 @@ void putBe(Bytes *out, std::uint32_t value, int width) {
         out->push_back(static_cast<std::uint8_t>(value >> (8 * i)));
 }
 
-bool readAt(int fd, long offset, std::size_t length, Bytes *out) {
+bool readAt(int fd, std::int64_t offset, std::size_t length, Bytes *out) {
     out->resize(length);
-    return fd >= 0 && pread(fd, out->data(), length, offset) == static_cast<ssize_t>(length);
+    return fd >= 0 && pread(fd, out->data(), length, static_cast<off_t>(offset)) == static_cast<ssize_t>(length);
 }
 
-long sizeOf(int fd) {
+std::int64_t sizeOf(int fd) {
     struct stat info {};
-    return fd >= 0 && fstat(fd, &info) == 0 ? static_cast<long>(info.st_size) : -1;
+    return fd >= 0 && fstat(fd, &info) == 0 ? static_cast<std::int64_t>(info.st_size) : -1;
 }
 
 int leadingShared(const Key &a, const Key &b) {
@@ -58,18 +58,19 @@ FileReader::~FileReader() {
     if (dataFd_ >= 0) close(dataFd_);
 }
 
-long FileReader::indexFileSize() const { return sizeOf(indexFd_); }
-long FileReader::dataFileSize() const { return sizeOf(dataFd_); }
+std::int64_t FileReader::indexFileSize() const { return sizeOf(indexFd_); }
+std::int64_t FileReader::dataFileSize() const { return sizeOf(dataFd_); }
 
 int FileReader::slotLength() const { return header_.recordLength + 1 + (header_.masked() ? 4 : 0); }
 
 bool FileReader::node(std::uint32_t number, Bytes *out) const {
     auto size = static_cast<std::size_t>(header_.nodeSize);
-    return number != 0 && readAt(indexFd_, static_cast<long>(number - 1) * header_.nodeSize, size, out);
+    return number != 0 && readAt(indexFd_, std::int64_t{number - 1} * header_.nodeSize, size, out);
 }
 
 bool FileReader::slot(long recnum, Bytes *out) const {
-    return recnum > 0 && readAt(dataFd_, (recnum - 1) * slotLength(), static_cast<std::size_t>(slotLength()), out);
+    return recnum > 0 &&
+           readAt(dataFd_, (std::int64_t{recnum} - 1) * slotLength(), static_cast<std::size_t>(slotLength()), out);
 }
 
 bool FileReader::refresh(std::vector<std::string> *problems) {

@@ -89,8 +89,8 @@ class FileReader {
     bool noPrimaryKey() const { return noPrimaryKey_; }
     int serialWidth(const IndexSpec &spec) const { return spec.duplicates() ? header_.serialWidth : 0; }
 
-    long indexFileSize() const;
-    long dataFileSize() const;  // -1 when there is no data file
+    std::int64_t indexFileSize() const;
+    std::int64_t dataFileSize() const;  // -1 when there is no data file
     int slotLength() const;
 
     bool node(std::uint32_t number, Bytes *out) const;
@@ -99,7 +99,7 @@ class FileReader {
 
     // The entries of a node's bytes, without reading anything else.
     TreeNode decode(const IndexSpec &spec, const Bytes &bytes) const;
-    // The bytes from offset 2 to used that the entries should have; *share_of_last is the last entry's share bit.
+    // The bytes from offset 2 to used that these entries should have. The share bit of the last one stays as given.
     Bytes encode(const IndexSpec &spec, const std::vector<TreeEntry> &entries) const;
 
     InsertPoint insertPoint(const IndexSpec &spec, const Key &key) const;

@@ -57,7 +57,7 @@ int compareKeys(const IndexSpec &spec, const Key &a, const Key &b);
 // True for a key that the index leaves out because it consists of null bytes.
 bool isNullKey(const IndexSpec &spec, const Key &key);
 
-// The same, one by one: parts as in "0+4 LONG desc, 8+2 INT".
+// An index in words: its parts as in "0+4 LONG desc, 8+2 INT", then its flags.
 std::string describe(const IndexSpec &spec);
 std::string hex(const std::string &bytes);
 
