@@ -1,5 +1,6 @@
 #include "keys/iscomp.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "base/isfail.h"
@@ -13,6 +14,7 @@ namespace {
 constexpr const char *kModule = "iscomp";
 constexpr int kOffsetLine = 59;
 constexpr int kCountLine = 70;
+constexpr int kMaxLeading = 127;
 
 std::uint8_t fillByte(const IndexPath *path) { return (path->keyDesc.flags & ISTRAILNUL) != 0 ? 0x00 : 0x20; }
 
@@ -102,7 +104,9 @@ int isCompKey(const IndexPath *path, std::uint8_t *out, const std::uint8_t *prev
 
     int written = 0, leading = 0, trailing = 0;
     if ((flags & ISLEADCOMP) != 0) {
-        leading = shared;
+        // A count of 128 would be read back as damage. It would even be written
+        // by every split of a root, whose two entries have the same key.
+        leading = std::min(shared, kMaxLeading);
         out[written++] = static_cast<std::uint8_t>(leading);
     }
     if ((flags & ISTRAILCOMP) != 0) {

@@ -212,6 +212,12 @@ TEST(Encoding, TrailingCountDoesNotEnterTheLeadingBytes) {
     EXPECT_EQ(encode(ISLEADCOMP | ISTRAILCOMP, "ab   ", "ab   "), bytes({5, 0}));
 }
 
+TEST(Encoding, LeadingCountStaysReadableInAKeyOf128Bytes) {
+    const std::string key(128, 'k');
+    EXPECT_EQ(encode(ISLEADCOMP, key, key), bytes({127}) + "k");
+    EXPECT_EQ(encode(ISLEADCOMP | ISTRAILCOMP, std::string(128, ' '), std::string(128, ' ')), bytes({127, 1}));
+}
+
 TEST(Encoding, RepeatedKeyIsEmptyOnlyUnderDuplicateCompression) {
     EXPECT_EQ(encode(ISDUPCOMP, "abc", "abc"), "");
     EXPECT_EQ(encode(ISDUPCOMP, "", "abc"), "abc");

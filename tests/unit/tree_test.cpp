@@ -176,6 +176,23 @@ TEST(Insertion, AppendSplitLeavesNoHalfKnownPositionBehind) {
     }
 }
 
+TEST(Insertion, KeysOf128BytesSurviveTheSplitOfACompressedRoot) {
+    for (unsigned short flags : {ISLEADCOMP, ISLEADCOMP | ISTRAILCOMP, ISLEADCOMP | ISDUPS}) {
+        Tree t(flags, 128);
+        t.file().change([&] {
+            std::uint32_t count = 0;
+            for (; t.height() < 3; ++count)
+                t.insert(Tree::number(static_cast<int>(count * 7919 % 100000)) +
+                             std::string(122, static_cast<char>('a' + count % 26)),
+                         count + 1);
+            std::uint32_t found = 1;
+            for (isTreeFirst(t.h(), t.path()); isTreeNext(t.h(), t.path());)
+                ++found;
+            EXPECT_EQ(found, count);
+        });
+    }
+}
+
 TEST(Deletion, OfTheOnlyKeyOfAThreeLevelTreeLeavesAnEmptyLeaf) {
     for (unsigned short flags : {0, ISLEADCOMP, ISTRAILCOMP | ISLEADCOMP | ISDUPS | ISDUPCOMP}) {
         Tree t(flags);
