@@ -243,7 +243,8 @@ Bytes FileReader::encode(const IndexSpec &spec, const std::vector<TreeEntry> &en
         const Key &key = entries[i].key;
         bool repeats = spec.shared() && i > 0 && key == entries[i - 1].key;
         if (!repeats) {
-            int lead = spec.leading() && i > 0 ? leadingShared(key, entries[i - 1].key) : 0;
+            // A count of 128 could not be told from a negative one.
+            int lead = spec.leading() && i > 0 ? std::min(127, leadingShared(key, entries[i - 1].key)) : 0;
             int trail = 0;
             if (spec.trailing())
                 while (trail < spec.keyLength - lead &&
