@@ -228,15 +228,15 @@ ISAM_API int isvbuild(const char *name, int minlen, int maxlen, KeyDesc *key, in
  *
  * mode: access, flags and locking. ISMASK comes from the file. Returns the
  * descriptor; a second open of the same name shares the system's files with
- * the first, and so does not see ISLOCKNONE's read-only files in either
- * direction. The position is before the first record of the first index (of
- * the file, for a file without primary key): ISNEXT returns that record, and
- * isrecnum is its number, 0 in an empty file (without primary key always 1).
- * isreclen becomes 0.
+ * the first, whatever the two modes say: beside a handle with ISLOCKNONE every
+ * change fails with EBADF. The position is before the first record of the
+ * first index (of the file, for a file without primary key): ISNEXT returns
+ * that record, and isrecnum is its number, 0 in an empty file (without primary
+ * key always 1). isreclen becomes 0.
  * Errors: 102 ISVARLEN and the file do not agree, or ISLOCKAUTO on a file
- * without records; 103 the file holds a bad key description; 105; 113 open
- * elsewhere and one of the two is ISLOCKEXCL;
- * 114; ENOENT with iserrio 0x11 or 0x12 for a file that is missing. */
+ * without records; 103 the file holds a bad key description; 113 open
+ * elsewhere and one of the two is ISLOCKEXCL; 114; ENOENT with iserrio 0x11 or
+ * 0x12 for a file that is missing. */
 ISAM_API int isopen(const char *name, int mode);
 
 /* Closes a descriptor and releases its record locks. */
@@ -373,8 +373,8 @@ ISAM_API int islastrec(int fd, long *recnum);
 
 /* Adds a record [write]; isrecnum becomes its number. The position stays. In
  * a file without records the key in record is added with the number isrecnum.
- * Errors: 100 a unique index holds the key, 102 isrecnum outside
- * 0..2147483647 in a file without records, 131 no record number is left. */
+ * Errors: 100 a unique index holds the key, 131 no record number is left; in a
+ * file without records 102 isrecnum outside 0..2147483647, 127 no index. */
 ISAM_API int iswrite(int fd, char *record);
 
 /* The same, and the new record stays locked. Errors: also 102 in a file
