@@ -112,7 +112,7 @@ struct IsamFile {
     long newRecord;             // number taken for the record being written, 0 = none yet
     bool phaseHeld;             // the phase lock is held
     bool exclHeld;              // the open lock was made exclusive for this operation only
-    std::uint32_t *takenNodes;  // while not null: free nodes that index building took
+    std::uint32_t *takenNodes;  // nodes taken from the free list while noteTaken is set
     std::uint32_t takenCount, takenRoom;
     bool descEntered;         // the new index stands in the chain
     std::uint32_t takenDesc;  // description node that it took, 0 = none

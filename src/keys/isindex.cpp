@@ -180,14 +180,14 @@ void appendEntry(IsamFile *h, std::uint32_t number, const KeyDesc *key, std::uin
 // Visits the tree below the path's top node depth first, children before their
 // parent; with giveUp each node is popped, the root apart, and given to the free
 // list. bound counts the nodes that a sound tree can still have.
-void walkpath(IsamFile *h, IndexPath *path, bool giveUp, std::uint32_t &bound) {
+void deletepath(IsamFile *h, IndexPath *path, bool giveUp, std::uint32_t &bound) {
     NodeBuf *n = path->top;
     if (bound-- == 0) isFail(h, ISERR_CORRUPT);
     if (n->level != 0) {
         n->position = 0;
         for (bool more = isNodeWalk(path, kWalkFirst); more; more = isNodeWalk(path, kWalkNext)) {
             isPathAdd(h, path, n->pointer);
-            walkpath(h, path, giveUp, bound);
+            deletepath(h, path, giveUp, bound);
         }
     }
     if (!giveUp) {
@@ -206,7 +206,7 @@ void walkpath(IsamFile *h, IndexPath *path, bool giveUp, std::uint32_t &bound) {
 void walkTree(IsamFile *h, int n, bool giveUp) {
     std::uint32_t bound = isNodeLimit(h);
     isPathRoot(h, h->indexes[n]);
-    walkpath(h, h->indexes[n], giveUp, bound);
+    deletepath(h, h->indexes[n], giveUp, bound);
 }
 
 }  // namespace
@@ -255,6 +255,8 @@ DescPlace isReserveIndex(IsamFile *h, const KeyDesc *key) {
     enter(h, key, place.root);
     return place;
 }
+
+void isMakeIndex(IsamFile *h, const KeyDesc *key) { isEnterIndex(h, key, isReserveIndex(h, key)); }
 
 void isEnterIndex(IsamFile *h, const KeyDesc *key, const DescPlace &place) {
     if (place.added == 0) {

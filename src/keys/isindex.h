@@ -30,6 +30,9 @@ DescPlace isReserveIndex(IsamFile *h, const KeyDesc *key);
 // Writes the new index's description. The header stays as it is on disk.
 void isEnterIndex(IsamFile *h, const KeyDesc *key, const DescPlace &place);
 
+// Both at once: makes a new index and enters it.
+void isMakeIndex(IsamFile *h, const KeyDesc *key);
+
 // Takes a description node out of the chain; it is not given to the free list.
 void isUnlinkDesc(IsamFile *h, std::uint32_t number);
 

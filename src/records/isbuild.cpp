@@ -48,7 +48,7 @@ void makeFiles(IsamFile *h, const KeyDesc *key) {
         isFail(h, ISERR_FILEINUSE);
     }
     isMakeHead(h);
-    isEnterIndex(h, key, isReserveIndex(h, key));
+    isMakeIndex(h, key);
     isHeadWrite(h);
     is_close(h, ISKIND_INDEX);
     if (!hasData(h)) return;
@@ -66,7 +66,6 @@ IsamFile *isBuild(const char *name, int minLength, int maxLength, const KeyDesc 
         if (name == nullptr) isFail(h, ISERR_ARGUMENT);
         settleShape(h, minLength, maxLength);
         if (key == nullptr || !isTestIndex(h, key)) isFail(h, ISERR_KEYDESC);
-        if (!isNameFits(name)) isFail(h, ISERR_NAMETOOLONG);
         makeFiles(h, key);
         isAdmOpen(h);
         h->reclen = minLength;

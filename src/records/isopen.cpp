@@ -66,11 +66,6 @@ void settlePosition(IsamFile *h) {
 
 }  // namespace
 
-bool isNameFits(const char *name) {
-    constexpr std::size_t kExtension = 4;
-    return std::strlen(name) + kExtension < kPathSize;
-}
-
 IsamFile *isNewHandle(const char *name, int mode) {
     auto *h = is_new<IsamFile>();
     const std::size_t size = std::strlen(name) + 1;
@@ -98,8 +93,7 @@ IsamFile *isOpen(const char *name, int mode) {
     if (IsamFile *parked = isLGvopen(name, mode)) return parked;
 
     IsamFile *h = isNewHandle(name, mode);
-    const int opened = isOperation(h, ISCLASS_OPEN, [h, name, mode] {
-        if (!isNameFits(name)) isFail(h, ISERR_NAMETOOLONG);
+    const int opened = isOperation(h, ISCLASS_OPEN, [h, mode] {
         isAdmOpen(h);
         // No half-made change of another process may be seen here either.
         isLockRead(h);

@@ -23,6 +23,3 @@ IsamFile *isNewHandle(const char *name, int mode);
 // Frees a handle and everything it owns, its slot and its files included. The
 // handle's error goes into errno and iserrio.
 void isAbandon(IsamFile *h);
-
-// Longest name whose paths fit.
-bool isNameFits(const char *name);
