@@ -93,6 +93,13 @@ extern "C" {
 #define ISLOCK 0x0100 /* lock the record and keep the lock */
 #define ISWAIT 0x0400 /* wait for a lock that another one holds */
 
+/* What isaudit does. */
+#define ISAUDSETNAME 0 /* set the trail's name */
+#define ISAUDGETNAME 1 /* get the trail's name */
+#define ISAUDSTART 2   /* switch auditing on */
+#define ISAUDSTOP 3    /* switch auditing off */
+#define ISAUDINFO 4    /* is it on? */
+
 /* ------------------------------------------------------- key descriptions */
 
 /* Flags of a key description. */
@@ -119,10 +126,12 @@ extern "C" {
 #define COLLATETYPE 12 /* isCustCmp only: text in the order of the locale */
 #define ISDESC 0x80    /* added to a type: this part sorts descending */
 
-#define ISMAXPARTS 10    /* parts of a key */
-#define ISMAXKEYLEN 128  /* bytes of a key */
-#define ISMAXINDEXES 9   /* an index more is refused */
-#define ISUSERINFOLEN 10 /* bytes that isuserinfo moves */
+#define ISMAXPARTS 10     /* parts of a key */
+#define ISMAXKEYLEN 128   /* bytes of a key */
+#define ISMAXINDEXES 9    /* an index more is refused */
+#define ISUSERINFOLEN 10  /* bytes that isuserinfo moves */
+#define ISAUDNAMELEN 64   /* bytes of an audit trail's name, its NUL not counted */
+#define ISMAXVARLEN 32511 /* bytes of the longest variable-length record */
 
 typedef struct keypart {
     short start;         /* offset in the record, from 0 */
@@ -452,6 +461,89 @@ ISAM_API int isrelrec(int fd, long recnum);
 
 /* Releases the handle's lock on record isrecnum, if it has one [read]. */
 ISAM_API int isrelcurr(int fd);
+
+/* --------------------------------------------------- log and transactions
+ *
+ * A log file takes a record of every change that the process makes from
+ * islogopen to islogclose, with what is needed to undo it and to do it again;
+ * several processes may write into one log. A transaction groups the changes
+ * of files opened with ISTRANS: isrollback undoes them. The records that it
+ * inserts and rewrites stay locked, and files closed in it stay open for it,
+ * until it ends. */
+
+/* Opens the log file at path, or makes it, and starts logging. With a log
+ * open already, nothing happens. Every later change of files without ISNOLOG
+ * is logged, also of those that are open already; but recovery needs a file's
+ * opening in the log, so open the log first.
+ * Errors: 102 null path, 120 the log cannot be opened. */
+ISAM_API int islogopen(const char *path);
+
+/* Ends logging. A transaction that is still open can then only be ended: its
+ * records stay as they are. */
+ISAM_API int islogclose(void);
+
+/* Begins a transaction, or goes on with the one that is open: they do not
+ * nest. Errors: 121 the log cannot be written, 128 no log is open. */
+ISAM_API int isbegin(void);
+
+/* Ends the transaction and keeps its changes. The locks of the records that it
+ * inserted and rewrote are released, the files closed in it are closed.
+ * Errors: 121 the log cannot be written; 122 no transaction is open. The
+ * transaction has ended all the same. */
+ISAM_API int iscommit(void);
+
+/* Ends the transaction and undoes its changes, the last one first. Records
+ * that it deleted are written anew and may come back under another number.
+ * Locks and files as in iscommit. Later changes through the descriptors that
+ * changes were undone through are not logged any more until they have been
+ * closed and opened again.
+ * Errors: 118 and 119 damaged log, 121, 122; or that of a change that cannot
+ * be undone, as 100 or 107: those before it then stay. The transaction has
+ * ended all the same. */
+ISAM_API int isrollback(void);
+
+/* Does everything in the open log again, from its beginning, and undoes the
+ * transactions that were rolled back; those that have no end are kept. The
+ * files must be as they were when the log was begun, under the names that the
+ * log has, and nobody may be working on them. At the end they are closed.
+ * Errors: 118 a log record is cut off, or belongs to a file that was not
+ * opened in the log; 119 a log record is damaged; 128 no log is open; or that
+ * of the change that failed: recovery stops there. */
+ISAM_API int isrecover(void);
+
+/* Tells whose transaction a call belongs to, where one process has several:
+ * identity is called by every begin, end and logged change and returns the
+ * transaction's number, which log records then carry in place of the user's.
+ * Null: one transaction a process, number 0. Returns 1. */
+ISAM_API int isTxnInit(short (*identity)(void));
+
+/* ------------------------------------------------------------------- audit */
+
+/* Manages a file's audit trail [write]: a file of its own that takes an entry
+ * for every record added, deleted or rewritten. mode says what to do:
+ *   ISAUDSETNAME  buffer holds the trail's name, at most 64 bytes and a NUL;
+ *                 no extension is added. Auditing stays on or off.
+ *   ISAUDGETNAME  buffer receives the name, up to 65 bytes
+ *   ISAUDSTART    switches auditing on, ISAUDSTOP off; buffer is not used
+ *   ISAUDINFO     buffer[0] becomes 1 when auditing is on, else 0
+ * An entry: type (2 bytes: "aa" added, "dd" deleted, "rr" before and "ww"
+ * after a rewrite), time (4), process (2), user (2), record number (4), then
+ * the record; of a variable-length record its stored length (2), its fixed
+ * part and its tail as stored, or nothing where it has no tail.
+ * Errors: 102 no name has been set yet; 114 name too long. A mode above 4
+ * ends the process, see isfatal. */
+ISAM_API int isaudit(int fd, char *buffer, int mode);
+
+/* ------------------------------------------------------------- whole files */
+
+/* Removes a file set by its base path. Nobody may have it open.
+ * Errors: 102 empty name, 113 file in use, 114; ENOENT with iserrio 0x11 or
+ * 0x12 for a file that is missing. */
+ISAM_API int iserase(const char *name);
+
+/* Renames a file set; no existing file is overwritten, and either both files
+ * are renamed or none. Errors: as iserase; EEXIST with iserrio 1 or 2. */
+ISAM_API int isrename(const char *from, const char *to);
 
 /* ------------------------------------------------------------ information */
 

@@ -1,7 +1,6 @@
 // Building, opening and closing; indexes added and dropped.
 
 #include "api/stdwrap.h"
-#include "frame/isadmin.h"
 #include "isam.h"
 #include "records/isaddidx.h"
 #include "records/isbuild.h"
@@ -32,7 +31,7 @@ int isclose(int fd) {
 int iscleanup(void) { return isWrapRet(isCleanUp()); }
 
 int isgetmode(int fd, int *mode) {
-    const IsamFile *h = isAdmItoD(fd);
+    const IsamFile *h = isFileOf(fd);
     if (h == nullptr || mode == nullptr) {
         iserrno = h == nullptr ? ISERR_NOTOPEN : ISERR_ARGUMENT;
         return -1;

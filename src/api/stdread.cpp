@@ -1,7 +1,6 @@
 // Reading and positioning.
 
 #include "api/stdwrap.h"
-#include "frame/isadmin.h"
 #include "isam.h"
 #include "records/isread.h"
 
@@ -39,7 +38,7 @@ int rdfilter(int fd, IsamFile *h, char *record, int mode) {
         const int accepted = h->filter(fd, record, mode);
         // The filter may have worked on other files, closed this one or removed
         // itself.
-        if (isAdmItoD(fd) != h) {
+        if (isFileOf(fd) != h) {
             iserrno = ISERR_NOTOPEN;
             return -1;
         }
@@ -88,7 +87,7 @@ int ispop(int fd, int index, long recnum) {
 }
 
 int isfilter(int fd, int (*filter)(int fd, char *record, int mode)) {
-    IsamFile *h = isAdmItoD(fd);
+    IsamFile *h = isFileOf(fd);
     if (h == nullptr) {
         iserrno = ISERR_NOTOPEN;
         return -1;

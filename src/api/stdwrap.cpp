@@ -5,8 +5,13 @@
 #include "base/isglobal.h"
 #include "frame/isadmin.h"
 
-IsamFile *isWrapInit(int fd) {
+IsamFile *isFileOf(int fd) {
     IsamFile *h = isAdmItoD(fd);
+    return h != nullptr && (h->state & ISSTATE_PARKED) == 0 ? h : nullptr;
+}
+
+IsamFile *isWrapInit(int fd) {
+    IsamFile *h = isFileOf(fd);
     if (h == nullptr) {
         iserrno = ISERR_NOTOPEN;
         return nullptr;
@@ -39,6 +44,9 @@ int isWrapFind(IsamFile *h) {
 }
 
 int isWrapTxn(int success) {
-    IsamFile *h = isAdmTxnLast();
-    return h != nullptr ? isWrapDone(h, success) : isWrapRet(success);
+    // Its error would be that of whatever it did last.
+    const int code = success != 0 ? 0 : errno;
+    if (IsamFile *h = isAdmTxnLast()) isWrapDone(h, success);
+    iserrno = code;
+    return success != 0 ? 0 : -1;
 }

@@ -4,6 +4,10 @@
 
 #include "base/isfile.h"
 
+// The descriptor's handle, or null. A handle parked in a transaction is closed
+// to the caller.
+IsamFile *isFileOf(int fd);
+
 // The descriptor's handle with isrecnum and isreclen copied in; null, with
 // iserrno 101, for a descriptor that is not open.
 IsamFile *isWrapInit(int fd);
@@ -18,8 +22,8 @@ int isWrapRet(int success);
 // After a build or open: the descriptor, isrecnum and isreclen from the handle.
 int isWrapFind(IsamFile *h);
 
-// For calls on transactions: completes on the handle that recovery mapped last,
-// plainly where there is none.
+// For calls on transactions: iserrno as by isWrapRet; the other globals from the
+// handle that recovery mapped last, where there is one.
 int isWrapTxn(int success);
 
 // An exported call on an open file: run is given the handle and returns 1 or 0.

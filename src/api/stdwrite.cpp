@@ -1,7 +1,6 @@
 // Writing, rewriting and deleting; record masks.
 
 #include "api/stdwrap.h"
-#include "frame/isadmin.h"
 #include "isam.h"
 #include "records/iswrite.h"
 
@@ -52,12 +51,12 @@ int isuniqueid(int fd, long *id) {
 }
 
 long isgetmask(int fd) {
-    const IsamFile *h = isAdmItoD(fd);
+    const IsamFile *h = isFileOf(fd);
     return h != nullptr ? static_cast<long>(h->mask) : 0;
 }
 
 int issetmask(int fd, long mask) {
-    IsamFile *h = isAdmItoD(fd);
+    IsamFile *h = isFileOf(fd);
     if (h == nullptr) return -1;
     h->mask = static_cast<std::uint32_t>(mask);
     return 0;

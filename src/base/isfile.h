@@ -11,6 +11,7 @@
 #include "isam.h"
 
 struct IndexPath;
+struct VarlenState;
 
 // Entry classes: what an operation demands of the handle it is given.
 enum EntryClass : int {
@@ -94,6 +95,7 @@ struct IsamFile {
     int auditFd;                // 0 or below: no audit trail open
     std::int32_t txnFileId[2];  // writer's process id, logged descriptor
     std::uint32_t *hashHeads;   // heads of the variable-length space hash
+    VarlenState *varlenState;   // buffers of the work on variable tails
     std::uint8_t hashStale;     // hashHeads must be read again
     int (*filter)(int, char *, int);
     std::uint32_t mask;          // index mask of the current record
@@ -107,9 +109,24 @@ struct IsamFile {
 
     std::uint8_t *nodeScratch;  // one node, for work that no cache is for
 
+    // Work buffers that grow, with their sizes in bytes.
+    std::uint8_t *tailBuffer;  // a tail as stored
+    std::size_t tailRoom;
+    std::uint8_t *auditEntry;  // the audit entry being put together
+    std::size_t auditLength, auditRoom;
+    char *oldImage;  // a record as it was, its tail expanded; varlenInfo bytes
+
+    // What the log knows of the handle, see txn/islog.
+    std::uint32_t logSerial;  // log that was open when the handle was opened, 0 = none
+    std::int64_t logStart;    // length of that log then, bytes
+    bool openLogged;          // and it has a record of the opening
+    bool recovered;           // opened by recovery
+    bool pinWanted;           // the phase lock is to be pinned
+    bool phasePinned;         // it stays when an operation ends
+
     // What the clean-up after a failure must know.
     int failedClass;            // class of the operation that failed
-    long newRecord;             // number taken for the record being written, 0 = none yet
+    long newLock;               // record that the operation has locked, 0 = none
     bool phaseHeld;             // the phase lock is held
     bool exclHeld;              // the open lock was made exclusive for this operation only
     std::uint32_t *takenNodes;  // nodes taken from the free list while noteTaken is set

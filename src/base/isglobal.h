@@ -4,9 +4,13 @@
 // exported globals (iserrno and its companions) are declared in isam.h.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
+
 #include "isam.h"
 
 struct IsamFile;
+struct Txn;
 
 // One slot of the descriptor table; its index is the caller's descriptor.
 struct AdmEntry {
@@ -21,7 +25,17 @@ struct ProcessState {
     int admsize = 0;                 // slots allocated, free ones included
     int lastid = -1;                 // slot of the last transaction-file search
     FatalHandler fatcall = nullptr;  // application's fatal-stop callback
+
     int logfile = -1;                // descriptor of the open log, -1 when logging is off
+    char *logpath = nullptr;         // its name as given
+    std::uint8_t *buffer = nullptr;  // the log record being put together or read
+    std::size_t bufoff = 0;          // where its next byte goes
+    std::uint32_t logSerial = 0;     // counts the logs opened, to tell them apart
+
+    Txn **txnlist = nullptr;        // open transactions, null = free slot
+    int txncount = 0;               // slots allocated, free ones included
+    short (*callback)() = nullptr;  // tells whose transaction a call belongs to
+    bool recover = false;           // recovery is running
 };
 
 extern ProcessState isProcess;

@@ -1,6 +1,7 @@
 #include "base/issystem.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -152,6 +153,16 @@ std::int64_t is_size(IsamFile *h, int kind) {
     return size;
 }
 
+int is_truncate(IsamFile *h, int kind, std::int64_t length) {
+    return ftruncate(loadfd(h, kind), static_cast<off_t>(length)) == 0 ? 1 : 0;
+}
+
+FileIdentity is_identity(IsamFile *h, int kind) {
+    struct stat status;
+    if (fstat(loadfd(h, kind), &status) != 0) return {0, 0};
+    return {static_cast<std::uint64_t>(status.st_dev), static_cast<std::uint64_t>(status.st_ino)};
+}
+
 std::int64_t is_tell(IsamFile *h, int kind) {
     const off_t offset = lseek(loadfd(h, kind), 0, SEEK_CUR);
     if (offset < 0 && h != nullptr) isFail(h, errno, ISIO_SEEK + kind);
@@ -169,8 +180,11 @@ int is_rename(IsamFile *h, int kind, const char *from, const char *to) {
     char fromPath[kPathSize], toPath[kPathSize];
     kindName(h, fromPath, from, kind);
     kindName(h, toPath, to, kind);
-    if (link(fromPath, toPath) != 0 || unlink(fromPath) != 0) isFail(h, errno, ISIO_NAME + kind);
-    return 1;
+    if (link(fromPath, toPath) != 0) isFail(h, errno, ISIO_NAME + kind);
+    if (unlink(fromPath) == 0) return 1;
+    const int error = errno;
+    unlink(toPath);
+    isFail(h, error, ISIO_NAME + kind);
 }
 
 int is_lock(IsamFile *h, int kind, std::int64_t start, std::int64_t length, int type) {

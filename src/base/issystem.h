@@ -7,6 +7,7 @@
 // repeated here and nowhere else.
 #pragma once
 
+#include <compare>
 #include <cstdint>
 
 #include "base/isfile.h"
@@ -59,6 +60,17 @@ int is_read(IsamFile *h, int kind, void *buffer, int length, std::int64_t offset
 int is_write(IsamFile *h, int kind, const void *buffer, int length, std::int64_t offset);
 
 std::int64_t is_size(IsamFile *h, int kind);
+
+// Cuts the file off at length. 0 on failure, also with a handle.
+int is_truncate(IsamFile *h, int kind, std::int64_t length);
+
+// Tells physical files apart, whatever they are called; zeros for a closed one.
+struct FileIdentity {
+    std::uint64_t device, inode;
+    auto operator<=>(const FileIdentity &) const = default;
+};
+FileIdentity is_identity(IsamFile *h, int kind);
+
 std::int64_t is_tell(IsamFile *h, int kind);
 
 // Removes or renames the file of that kind. A rename never overwrites.

@@ -3,6 +3,7 @@
 #include <cerrno>
 
 #include "base/isfail.h"
+#include "base/issystem.h"
 #include "frame/isadmin.h"
 #include "storage/isfree.h"
 #include "storage/ishead.h"
@@ -33,6 +34,7 @@ bool isEntry(IsamFile *h, int entryClass) {
         return false;
     }
     h->errio = h->errcode = 0;
+    h->newLock = 0;
     h->activeClass = entryClass;
     return true;
 }
@@ -50,6 +52,8 @@ void isUndo(IsamFile *h) {
         // not make older nodes look fresh.
         if (h->headerStamp != stamp) isPathClear(h, ISCLASS_READ);
         forgetDerived(h);
+        if (h->auditFd > 0) is_close(h, ISKIND_AUDIT);
+        if (h->newLock != 0) isDropData(h, h->newLock);
     }
     isDropLock(h);
     if (h->exclHeld) {

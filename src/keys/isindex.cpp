@@ -22,15 +22,9 @@ int partSize(unsigned flags) { return (flags & ISNULLKEY) != 0 ? desc::kWidePart
 
 int entryLength(const KeyDesc *key) { return desc::kHeadSize + key->nparts * partSize(key->flags); }
 
-// The handle's scratch node, for the description nodes.
-std::uint8_t *scratch(IsamFile *h) {
-    if (h->nodeScratch == nullptr) h->nodeScratch = is_new<std::uint8_t>(static_cast<std::size_t>(h->nodeSize));
-    return h->nodeScratch;
-}
-
 // Reads a description node and makes sure that it is one.
 std::uint8_t *readDescNode(IsamFile *h, std::uint32_t number) {
-    std::uint8_t *buffer = scratch(h);
+    std::uint8_t *buffer = isScratchNode(h);
     isCheckNodeNumber(h, number);
     isGetNode(h, buffer, number);
     const int used = node::used(buffer);
@@ -161,7 +155,7 @@ std::uint32_t lastDescNode(IsamFile *h) {
 
 std::uint32_t newRoot(IsamFile *h) {
     const std::uint32_t number = isGetFree(h, ISKIND_INDEX);
-    std::uint8_t *buffer = scratch(h);
+    std::uint8_t *buffer = isScratchNode(h);
     std::memset(buffer, 0, static_cast<std::size_t>(h->nodeSize));
     node::setUsed(buffer, node::kTreeStart);
     isPutNode(h, buffer, number);
@@ -170,7 +164,7 @@ std::uint32_t newRoot(IsamFile *h) {
 
 // Appends the entry to node number, which has room for it.
 void appendEntry(IsamFile *h, std::uint32_t number, const KeyDesc *key, std::uint32_t root) {
-    std::uint8_t *buffer = scratch(h);
+    std::uint8_t *buffer = isScratchNode(h);
     const int used = node::used(buffer);
     storeEntry(buffer + used, key, root);
     node::setUsed(buffer, used + entryLength(key));
@@ -249,7 +243,8 @@ int isFindIndex(const IsamFile *h, const KeyDesc *key) {
 DescPlace isReserveIndex(IsamFile *h, const KeyDesc *key) {
     DescPlace place = {};
     place.last = lastDescNode(h);
-    const bool fits = place.last != 0 && node::used(scratch(h)) + entryLength(key) <= h->nodeSize - node::kTrailerSize;
+    const bool fits =
+        place.last != 0 && node::used(isScratchNode(h)) + entryLength(key) <= h->nodeSize - node::kTrailerSize;
     if (!fits) place.added = isGetFree(h, ISKIND_INDEX);
     place.root = key->nparts != 0 ? newRoot(h) : 0;
     enter(h, key, place.root);
@@ -265,7 +260,7 @@ void isEnterIndex(IsamFile *h, const KeyDesc *key, const DescPlace &place) {
         return;
     }
     // The new node stands on disk before anything leads to it.
-    std::uint8_t *buffer = scratch(h);
+    std::uint8_t *buffer = isScratchNode(h);
     std::memset(buffer, 0, static_cast<std::size_t>(h->nodeSize));
     isMarkNode(h, buffer, node::kListMark, node::kDescLevel);
     node::setUsed(buffer, node::kListStart);

@@ -99,22 +99,38 @@ void isDropFile(IsamFile *h) {
 }
 
 void isLockRead(IsamFile *h) {
-    if (unlocked(h) || heldBy(h, ISLF_EXCLUSIVE | ISLF_READPHASE)) return;
+    if (unlocked(h) || h->phasePinned || heldBy(h, ISLF_EXCLUSIVE | ISLF_READPHASE)) return;
     if (!setlock(h, kPhaseArea, false, true)) isBroken(kModule, kReadRefusedLine);
     h->phaseHeld = true;
 }
 
 void isLockWrite(IsamFile *h) {
-    if (unlocked(h) || heldBy(h, ISLF_EXCLUSIVE | ISLF_WRITEPHASE)) return;
+    if (unlocked(h) || h->phasePinned || heldBy(h, ISLF_EXCLUSIVE | ISLF_WRITEPHASE)) return;
     if (!setlock(h, kPhaseArea, true, true)) isBroken(kModule, kWriteRefusedLine);
     h->phaseHeld = true;
 }
 
 // Goes by what is held, not by the mode: issetmode may have changed that since.
 void isDropLock(IsamFile *h) {
-    if (!h->phaseHeld || heldBy(h, ISLF_EXCLUSIVE)) return;
+    if (!h->phaseHeld || h->phasePinned || heldBy(h, ISLF_EXCLUSIVE)) return;
     h->phaseHeld = false;
     droplock(h, kPhaseArea, false);
+}
+
+void isLockNew(IsamFile *h, long recnum) {
+    if (isLocked(h, recnum)) return;
+    if (!isLockData(h, recnum, false)) isFail(h, ISERR_LOCKED);
+    h->newLock = recnum;
+}
+
+void isPinPhase(IsamFile *h) {
+    isLockWrite(h);
+    h->phasePinned = true;
+}
+
+void isUnpinPhase(IsamFile *h) {
+    h->phasePinned = false;
+    isDropLock(h);
 }
 
 bool isLocked(IsamFile *h, long recnum) { return heldBy(h, ISLF_EXCLUSIVE | ISLF_WHOLEDATA) || noted(h, recnum); }

@@ -34,6 +34,17 @@ void isLockRead(IsamFile *h);
 void isLockWrite(IsamFile *h);
 void isDropLock(IsamFile *h);
 
+// Locks a record that is about to be changed, before anything has changed; a
+// failing operation lets go of it again. Never waits: with the phase lock in
+// hand nobody may. 107 when somebody else holds the record.
+void isLockNew(IsamFile *h, long recnum);
+
+// Takes the exclusive phase lock for longer than an operation: until it is let
+// go, operations on this handle neither take nor drop it. Every handle of the
+// process on the same file must be pinned, or stand still.
+void isPinPhase(IsamFile *h);
+void isUnpinPhase(IsamFile *h);
+
 // Does this handle hold the record's lock?
 bool isLocked(IsamFile *h, long recnum);
 

@@ -131,8 +131,9 @@ int isAddIndex(IsamFile *h, const KeyDesc *key) {
             takeBack(h, index, lastNode, code == ISERR_DUPLICATE);
             isFail(h, code, io);
         }
+        // While nobody else can write: the log keeps the order of the changes.
+        if (isLGtest(h)) isNeedLogged(h, isLGindex(logtype::kCreateIndex, h, key));
         readmitOthers(h);
-        if (isLGtest(h)) isLGindex(logtype::kCreateIndex, h, key);
         return 1;
     });
 }
@@ -160,8 +161,8 @@ int isDelIndex(IsamFile *h, const KeyDesc *key) {
         if (!wiped) isFail(h, code, io);
         isFreeWrite(h);
         isHeadWrite(h);
+        if (isLGtest(h)) isNeedLogged(h, isLGindex(logtype::kDropIndex, h, key));
         readmitOthers(h);
-        if (isLGtest(h)) isLGindex(logtype::kDropIndex, h, key);
         return 1;
     });
 }

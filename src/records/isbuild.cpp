@@ -22,7 +22,6 @@ namespace {
 
 constexpr int kFirstLockBit = 0x100;
 constexpr int kMaxRecordLength = 65535;
-constexpr int kMaxVariableLength = 32512;
 
 void settleShape(IsamFile *h, int minLength, int maxLength) {
     if (minLength < 0 || minLength > kMaxRecordLength) isFail(h, ISERR_ARGUMENT);
@@ -30,13 +29,12 @@ void settleShape(IsamFile *h, int minLength, int maxLength) {
     h->nodeSize = header::kBuiltNodeSize;
     h->recordLength = minLength;
     if (hasTails(h)) {
-        if (maxLength >= kMaxVariableLength || minLength >= maxLength) isFail(h, ISERR_ARGUMENT);
+        if (maxLength > ISMAXVARLEN || minLength >= maxLength) isFail(h, ISERR_ARGUMENT);
         h->varlenInfo = maxLength;
     }
     h->bufferLength = slot::length(minLength, h->mode);
     if (minLength == 0 && (h->bufferLength > slot::kStatusSize || (h->mode & ISLOCKAUTO) != 0))
         isFail(h, ISERR_ARGUMENT);
-    if (hasTails(h)) isVLinit(h);
 }
 
 void makeFiles(IsamFile *h, const KeyDesc *key) {
@@ -68,10 +66,12 @@ IsamFile *isBuild(const char *name, int minLength, int maxLength, const KeyDesc 
         if (key == nullptr || !isTestIndex(h, key)) isFail(h, ISERR_KEYDESC);
         makeFiles(h, key);
         isAdmOpen(h);
+        if (hasTails(h)) isVLinit(h);
         h->reclen = minLength;
+        isLGmark(h);
         if (isLGtest(h)) {
-            isLGbuild(logtype::kBuild, h, key);
-            isLGfile(logtype::kFileOpen, h);
+            isNeedLogged(h, isLGbuild(logtype::kBuild, h, key));
+            isNeedLogged(h, isLGfile(logtype::kFileOpen, h));
         }
         return 1;
     });

@@ -1,14 +1,26 @@
 #include "records/ischange.h"
 
 #include "base/isfail.h"
+#include "base/ismemory.h"
 #include "keys/iskey.h"
 #include "lock/islock.h"
 #include "storage/isdatio.h"
+#include "storage/isvarlen.h"
 #include "tree/islocate.h"
 #include "tree/istree.h"
 
 namespace {
 constexpr int kMaskBits = 32;
+}
+
+int isImageLength(const IsamFile *h) {
+    return hasTails(h) && h->reclen > h->recordLength ? h->reclen : h->recordLength;
+}
+
+OldImage isOldImage(IsamFile *h) {
+    if (!hasTails(h)) return {h->recordBuffer, h->recordLength};
+    if (h->oldImage == nullptr) h->oldImage = is_new<char>(static_cast<std::size_t>(h->varlenInfo));
+    return {h->oldImage, isVLimage(h, h->oldImage)};
 }
 
 void isNeedData(IsamFile *h) {

@@ -9,6 +9,18 @@
 // is deleted; 107 when somebody else holds it.
 void isFetchForChange(IsamFile *h, long recnum);
 
+// A record for the log: its bytes, the tail expanded.
+struct OldImage {
+    const void *bytes;
+    int length;
+};
+
+// The record fetched for a change, with the tail that isVLfetch has fetched.
+OldImage isOldImage(IsamFile *h);
+
+// Bytes that the log takes of the record given.
+int isImageLength(const IsamFile *h);
+
 // 102 in a file without records.
 void isNeedData(IsamFile *h);
 

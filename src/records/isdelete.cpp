@@ -30,8 +30,12 @@ void deleteKeys(IsamFile *h, long recnum) {
 
 void remove(IsamFile *h, long recnum) {
     isFetchForChange(h, recnum);
+    if (hasTails(h)) isVLfetch(h);
     deleteKeys(h, recnum);
-    if (isLGtest(h)) isLGdata(logtype::kDelete, h, recnum, h->recordBuffer);
+    if (isLGtest(h)) {
+        const OldImage before = isOldImage(h);
+        isNeedLogged(h, isLGdata(logtype::kDelete, h, recnum, before.bytes, before.length));
+    }
 
     isAudInit(h);
     isAudHead(h, audit::kDeleted, recnum);

@@ -25,21 +25,6 @@ constexpr int kKeptModeBits = 0x7fff;
 constexpr int kLowModeBits = 0xff;
 constexpr int kFormatBits = ISVARLEN | ISCOMPRESS | ISMASK;
 
-// Frees the handle; its files go with the last handle that shares them.
-void dispose(IsamFile *h) {
-    isAdmClose(h);
-    if (hasTails(h)) isVLdone(h);
-    isFreeIndex(h, h->keyCount);
-    isFreeFree(h);
-    is_free(h->lockList);
-    is_free(h->recordBuffer);
-    is_free(h->header);
-    is_free(h->nodeScratch);
-    is_free(h->takenNodes);
-    is_free(h->name);
-    is_free(h);
-}
-
 // The lengths and the slot buffer that follow from header and mode.
 void settleLengths(IsamFile *h, bool takeVarlen) {
     if (takeVarlen && h->varlenInfo != 0) h->mode |= ISVARLEN;
@@ -76,9 +61,27 @@ IsamFile *isNewHandle(const char *name, int mode) {
     return h;
 }
 
+void isDispose(IsamFile *h) {
+    dropvfile(h);
+    isAdmClose(h);
+    isVLdone(h);
+    isFreeIndex(h, h->keyCount);
+    isFreeFree(h);
+    is_free(h->lockList);
+    is_free(h->recordBuffer);
+    is_free(h->header);
+    is_free(h->nodeScratch);
+    is_free(h->tailBuffer);
+    is_free(h->auditEntry);
+    is_free(h->oldImage);
+    is_free(h->takenNodes);
+    is_free(h->name);
+    is_free(h);
+}
+
 void isAbandon(IsamFile *h) {
     const int code = h->errcode, io = h->errio;
-    dispose(h);
+    isDispose(h);
     errno = code;
     iserrio = io;
 }
@@ -103,7 +106,8 @@ IsamFile *isOpen(const char *name, int mode) {
         settleLengths(h, (mode & ISVARAUTO) != 0);
         settlePosition(h);
         isDropLock(h);
-        if (isLGtest(h)) isLGfile(logtype::kFileOpen, h);
+        isLGmark(h);
+        if (isLGtest(h)) isNeedLogged(h, isLGfile(logtype::kFileOpen, h));
         return 1;
     });
     if (opened) return h;
@@ -111,16 +115,12 @@ IsamFile *isOpen(const char *name, int mode) {
     return nullptr;
 }
 
-int isClose(IsamFile *h) {
-    bool parked = false;
-    const int closed = isOperation(h, ISCLASS_OPEN, [h, &parked] {
-        parked = isLGvclose(h);
-        if (parked) return 1;
+int isCloseNow(IsamFile *h) {
+    const int closed = isOperation(h, ISCLASS_OPEN, [h] {
         if (hasData(h) && h->dataFd > 0) isDropDall(h);
-        if (isLGtest(h)) isLGfile(logtype::kFileClose, h);
+        if (isLGtest(h)) isNeedLogged(h, isLGfile(logtype::kFileClose, h));
         return 1;
     });
-    if (parked) return 1;
     const int code = h->errcode;
     // The open lock goes with the last handle; a refusal changes nothing, since
     // closing the file releases it anyway.
@@ -130,14 +130,16 @@ int isClose(IsamFile *h) {
             return 1;
         });
     }
-    dispose(h);
+    isDispose(h);
     errno = code;
     return closed;
 }
 
+int isClose(IsamFile *h) { return isLGvclose(h) ? 1 : isCloseNow(h); }
+
 int isCleanUp() {
     for (int fd = isProcess.admsize - 1; fd >= 0; --fd)
-        if (IsamFile *h = isAdmItoD(fd)) isClose(h);
+        if (IsamFile *h = isAdmItoD(fd)) isCloseNow(h);
     isAdmFreeTable();
     return 1;
 }

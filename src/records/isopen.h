@@ -7,11 +7,16 @@
 // in iserrio, and nothing that was taken is kept.
 IsamFile *isOpen(const char *name, int mode);
 
-// Closes a handle, or parks it inside a transaction. The handle is gone even
-// when the result is 0 because a lock could not be released.
+// Closes a handle, or parks it inside a transaction. A handle that is not parked
+// is gone even when the result is 0 because a lock could not be released or the
+// log could not be written.
 int isClose(IsamFile *h);
 
-// Closes every handle, from the highest descriptor down, and empties the table.
+// Closes a handle, parked or not. The log gets its closing.
+int isCloseNow(IsamFile *h);
+
+// Closes every handle, from the highest descriptor down, parked ones too, and
+// empties the table.
 int isCleanUp();
 
 int isSetMode(IsamFile *h, int mode);
@@ -20,6 +25,9 @@ int isLockCheck(IsamFile *h, int on);
 // A new handle, not yet registered, with a copy of the name.
 IsamFile *isNewHandle(const char *name, int mode);
 
-// Frees a handle and everything it owns, its slot and its files included. The
-// handle's error goes into errno and iserrio.
+// Frees a handle and everything it owns; its files go with the last handle that
+// shares them.
+void isDispose(IsamFile *h);
+
+// The same, and the handle's error goes into errno and iserrio.
 void isAbandon(IsamFile *h);

@@ -12,7 +12,7 @@ int isSetUnique(IsamFile *h, long value) {
     return isChanging(h, [h, value] {
         h->uniqueId = static_cast<std::int32_t>(value);
         isHeadWrite(h);
-        if (isLGtest(h)) isLGuniq(logtype::kSetUnique, h, value);
+        if (isLGtest(h)) isNeedLogged(h, isLGuniq(logtype::kSetUnique, h, value));
         return 1;
     });
 }
@@ -25,7 +25,7 @@ int isUniqueId(IsamFile *h, long *id) {
         h->uniqueId = next < 0 ? 1 : next;
         isHeadWrite(h);
         *id = value;
-        if (isLGtest(h)) isLGuniq(logtype::kUnique, h, value);
+        if (isLGtest(h)) isNeedLogged(h, isLGuniq(logtype::kUnique, h, value));
         return 1;
     });
 }

@@ -49,8 +49,17 @@ void foresee(IsamFile *h, const char *record) {
         planChange(h, path, i, record, change);
         if (change.inserts) isTreeUnique(h, path, change.after);
     }
-    if (hasTails(h)) isVLfits(h);
-    if (isLGtest(h)) isLGfits(h);
+    if (hasTails(h)) {
+        isVLfits(h);
+        isVLfetch(h);
+    }
+}
+
+// The old record and the new one for the log, and the lock that goes with it.
+void foreseeLog(IsamFile *h, long recnum, OldImage &before) {
+    before = isOldImage(h);
+    isLGfits(h, logtype::kUpdate, before.length + isImageLength(h));
+    isLGlock(h, recnum);
 }
 
 void rewriteKeys(IsamFile *h, long recnum, const char *record) {
@@ -84,8 +93,12 @@ void auditRewrite(IsamFile *h, long recnum, const char *record) {
 void rewrite(IsamFile *h, long recnum, const char *record) {
     isFetchForChange(h, recnum);
     foresee(h, record);
+    const bool logging = isLGtest(h);
+    OldImage before = {};
+    if (logging) foreseeLog(h, recnum, before);
     rewriteKeys(h, recnum, record);
-    if (isLGtest(h)) isLGupdate(logtype::kUpdate, h, recnum, h->recordBuffer, record);
+    if (logging)
+        isNeedLogged(h, isLGupdate(logtype::kUpdate, h, recnum, before.bytes, before.length, record, isImageLength(h)));
     auditRewrite(h, recnum, record);
     isPutData(h, record, recnum);
     isFreeWrite(h);

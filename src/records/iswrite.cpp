@@ -2,8 +2,6 @@
 
 #include "records/iswrite.h"
 
-#include <cerrno>
-
 #include "base/isfail.h"
 #include "frame/isentry.h"
 #include "keys/iskey.h"
@@ -30,14 +28,20 @@ void insertKeys(IsamFile *h, const char *record, std::uint32_t number) {
     }
 }
 
+// What can be refused is refused before anything changes.
+void foresee(IsamFile *h, long recnum) {
+    if (hasTails(h)) isVLfits(h);
+    if (!isLGtest(h)) return;
+    isLGfits(h, logtype::kInsert, isImageLength(h));
+    isLGlock(h, recnum);
+}
+
 void insert(IsamFile *h, const char *record) {
     const std::uint32_t number = isGetFree(h, ISKIND_DATA);
     const long recnum = static_cast<long>(number);
-    h->newRecord = recnum;
-    // Before anything changes, and without waiting: nobody may wait for a record
-    // with the phase lock in hand.
-    if ((h->state & ISSTATE_LOCKNEW) != 0 && !isLockData(h, recnum, false)) isFail(h, ISERR_LOCKED);
+    if ((h->state & ISSTATE_LOCKNEW) != 0) isLockNew(h, recnum);
     insertKeys(h, record, number);
+    foresee(h, recnum);
 
     isAudInit(h);
     isAudHead(h, audit::kAdded, recnum);
@@ -51,7 +55,7 @@ void insert(IsamFile *h, const char *record) {
     isPathWrite(h, h->keyCount);
     isFreeWrite(h);
     isHeadWrite(h);
-    if (isLGtest(h)) isLGdata(logtype::kInsert, h, recnum, record);
+    if (isLGtest(h)) isNeedLogged(h, isLGdata(logtype::kInsert, h, recnum, record, isImageLength(h)));
     h->recnum = recnum;
 }
 
@@ -67,20 +71,7 @@ void inspure(IsamFile *h, const char *record) {
     isHeadWrite(h);
 }
 
-// A record that was not written after all does not stay locked. The error is
-// that of the write.
-void unlockUnwritten(IsamFile *h) {
-    const int code = h->errcode, io = h->errio;
-    isOperation(h, ISCLASS_OPEN, [h] {
-        isDropData(h, h->newRecord);
-        return 1;
-    });
-    h->errcode = errno = code;
-    h->errio = io;
-}
-
 int add(IsamFile *h, const char *record, bool needData, bool lockIt) {
-    h->newRecord = 0;
     const int added = isChanging(h, [=] {
         if (record == nullptr) isFail(h, ISERR_ARGUMENT);
         if (needData) isNeedData(h);
@@ -92,7 +83,6 @@ int add(IsamFile *h, const char *record, bool needData, bool lockIt) {
         return 1;
     });
     h->state &= static_cast<std::uint16_t>(~ISSTATE_LOCKNEW);
-    if (!added && h->newRecord != 0) unlockUnwritten(h);
     return added;
 }
 

@@ -1,6 +1,7 @@
 #include "storage/isidxio.h"
 
 #include "base/isfail.h"
+#include "base/ismemory.h"
 #include "base/issystem.h"
 #include "storage/node_layout.h"
 
@@ -18,6 +19,19 @@ void isGetNode(IsamFile *h, std::uint8_t *buffer, std::uint32_t number) {
 
 void isPutNode(IsamFile *h, const std::uint8_t *buffer, std::uint32_t number) {
     is_write(h, ISKIND_INDEX, buffer, h->nodeSize, nodeOffset(h, number));
+}
+
+void isGetNodePart(IsamFile *h, std::uint8_t *bytes, int length, std::uint32_t number, int offset) {
+    is_read(h, ISKIND_INDEX, bytes, length, nodeOffset(h, number) + offset);
+}
+
+void isPutNodePart(IsamFile *h, const std::uint8_t *bytes, int length, std::uint32_t number, int offset) {
+    is_write(h, ISKIND_INDEX, bytes, length, nodeOffset(h, number) + offset);
+}
+
+std::uint8_t *isScratchNode(IsamFile *h) {
+    if (h->nodeScratch == nullptr) h->nodeScratch = is_new<std::uint8_t>(static_cast<std::size_t>(h->nodeSize));
+    return h->nodeScratch;
 }
 
 void isMarkNode(IsamFile *h, std::uint8_t *buffer, int mark, int level) {

@@ -6,6 +6,14 @@
 void isGetNode(IsamFile *h, std::uint8_t *buffer, std::uint32_t number);
 void isPutNode(IsamFile *h, const std::uint8_t *buffer, std::uint32_t number);
 
+// Reads and writes length bytes of a node in place, at offset.
+void isGetNodePart(IsamFile *h, std::uint8_t *bytes, int length, std::uint32_t number, int offset);
+void isPutNodePart(IsamFile *h, const std::uint8_t *bytes, int length, std::uint32_t number, int offset);
+
+// The handle's buffer of one node, for work that no cache is for. It holds what
+// whoever had it last left there.
+std::uint8_t *isScratchNode(IsamFile *h);
+
 // Stores the mark and level bytes at the node's end.
 void isMarkNode(IsamFile *h, std::uint8_t *buffer, int mark, int level);
 

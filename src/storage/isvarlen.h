@@ -1,20 +1,48 @@
-// Variable tails of records.
+// Variable tails of records: what a record has beyond the fixed part.
 //
-// This version keeps records of fixed length only: building or opening a
-// variable-length file is refused with 102, so no handle has ISVARLEN and the
-// calls that move tails are never reached.
+// The tail lies in the index file, in pieces in remnant nodes; the slot points
+// to the first piece, right behind the status byte:
+//
+//   offset  size  meaning
+//        0     2  length of the tail as stored
+//        2     1  slot of the first piece
+//        3     3  node of the first piece
+//
+// or six zeros for a record without tail. All pieces but the last have 994
+// bytes and a node to themselves; the last one, of the remaining 1 to 993
+// bytes, shares a node with others. Under ISCOMPRESS the tail is stored coded.
+//
+// The calls work on the tail of the record in the slot buffer.
 #pragma once
 
 #include "base/isfile.h"
 
-// At build and open of a variable-length file.
+// At build and open of a variable-length file: allocates, and sets the current
+// length to the maximum. 105 for lengths or a node size that cannot be.
 void isVLinit(IsamFile *h);
+
+// Frees what isVLinit allocated.
 void isVLdone(IsamFile *h);
 
-// Reads, stores and removes the tail of the record in the slot buffer.
+// Reads the tail into the record, behind the fixed part; the current length
+// becomes that of the whole record. 105 when the pieces do not make the tail.
 void isVLread(IsamFile *h, char *record);
+
+// Stores the tail of a record of the current length and points the slot buffer
+// to it; the audit trail gets the record. Nodes are written, the header copy
+// gets the hash. 132 above the maximum length.
 void isVLwrite(IsamFile *h, const char *record);
+
+// Reads the tail as stored and notes its pieces, for isVLimage and isVLdel in the
+// same operation: what is wrong with it shows (105) before anything changes.
+void isVLfetch(IsamFile *h);
+
+// The whole record with the fetched tail, expanded, to record, which has room
+// for the maximum. Returns its length. The current length stays.
+int isVLimage(IsamFile *h, char *record);
+
+// Removes the fetched tail, if there is one; the audit trail gets the record.
 void isVLdel(IsamFile *h);
 
-// 132 when the length that the caller gave is above the maximum.
+// 132 when the current length is above the maximum.
 void isVLfits(IsamFile *h);

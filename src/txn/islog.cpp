@@ -1,23 +1,280 @@
 #include "txn/islog.h"
 
+#include <cerrno>
+#include <cstring>
+#include <ctime>
+
 #include "base/isfail.h"
 #include "base/isglobal.h"
+#include "base/ismemory.h"
+#include "base/issystem.h"
+#include "frame/isadmin.h"
+#include "lock/islock.h"
+
+using namespace logrec;
+
+namespace {
+
+constexpr std::int64_t kMaxOffset = 0xffffffff;
+
+bool isChained(const IsamFile *h) { return (h->mode & ISTRANS) != 0; }
+
+// The caller's transaction, if this log has its chain.
+Txn *chainOf() {
+    Txn *txn = txnwork();
+    return txn != nullptr && txn->logSerial == isProcess.logSerial ? txn : nullptr;
+}
+
+std::uint32_t txnuid(const Txn *txn) {
+    if (isProcess.callback == nullptr) return static_cast<std::uint32_t>(is_getuid(nullptr));
+    return txn != nullptr ? static_cast<std::uint32_t>(txn->id) : 0;
+}
+
+// Room for n more bytes of the record; null, and the record is spoilt, when it
+// would not fit.
+std::uint8_t *extend(std::size_t n) {
+    ProcessState &p = isProcess;
+    if (p.bufoff + n + kTrailerSize > kMaxSize) {
+        p.bufoff = kMaxSize;
+        return nullptr;
+    }
+    std::uint8_t *at = p.buffer + p.bufoff;
+    p.bufoff += n;
+    return at;
+}
+
+void log_int(int value) {
+    if (std::uint8_t *at = extend(2)) st_int(static_cast<std::uint32_t>(value), at);
+}
+
+void log_long(std::uint32_t value) {
+    if (std::uint8_t *at = extend(4)) st_long(value, at);
+}
+
+void log_data(const void *bytes, std::size_t length) {
+    if (std::uint8_t *at = extend(length)) std::memcpy(at, bytes, length);
+}
+
+void log_name(const char *name) { log_data(name, std::strlen(name) + 1); }
+
+void log_key(const KeyDesc *key) {
+    int length = 0;
+    for (int i = 0; i < key->nparts; ++i)
+        length += key->parts[i].length;
+    log_int(key->flags);
+    log_int(key->nparts);
+    log_int(length);
+    for (int i = 0; i < key->nparts; ++i) {
+        log_int(key->parts[i].start);
+        log_int(key->parts[i].length);
+        log_int(key->parts[i].type);
+    }
+}
+
+void log_head(const Txn *txn, int type, bool chained) {
+    const bool linked = txn != nullptr && chained;
+    isProcess.bufoff = kTypeOffset;
+    log_int(type);
+    log_int(static_cast<int>(is_getpid(nullptr) & 0xffff));
+    log_int(static_cast<int>(txnuid(txn)));
+    log_long(static_cast<std::uint32_t>(std::time(nullptr)));
+    log_long(linked ? txn->lastOffset : 0);
+    log_int(linked ? static_cast<int>(txn->lastLength) : 0);
+}
+
+// Appends the record, which ends at length. Of a record that could not be
+// written whole nothing stays: it would hide all that come after it.
+bool append(Txn *txn, int length) {
+    const int log = isProcess.logfile;
+    const std::int64_t offset = is_size(nullptr, log);
+    if (offset < 0 || offset > kMaxOffset) return false;
+    if (!is_write(nullptr, log, isProcess.buffer, length, -1)) {
+        is_truncate(nullptr, log, offset);
+        return false;
+    }
+    if (txn != nullptr) {
+        txn->lastOffset = static_cast<std::uint32_t>(offset);
+        txn->lastLength = static_cast<std::uint32_t>(length);
+    }
+    return true;
+}
+
+int logwrite(Txn *txn, bool chained) {
+    const std::size_t length = isProcess.bufoff + kTrailerSize;
+    bool written = false;
+    if (length <= kMaxSize) {
+        st_int(static_cast<std::uint32_t>(length), isProcess.buffer + kLengthOffset);
+        st_int(static_cast<std::uint32_t>(length), isProcess.buffer + isProcess.bufoff);
+        if (is_lock(nullptr, isProcess.logfile, kLockStart, kLockLength, ISLT_WRITEWAIT)) {
+            written = append(chained ? txn : nullptr, static_cast<int>(length));
+            is_lock(nullptr, isProcess.logfile, kLockStart, kLockLength, ISLT_UNLOCK);
+        }
+    }
+    if (!written) errno = ISERR_LOGWRITE;
+    return written ? 1 : 0;
+}
+
+bool isInLog(const IsamFile *h) { return h->openLogged && h->logSerial == isProcess.logSerial; }
+
+}  // namespace
+
+int isLogOpen(const char *path) {
+    ProcessState &p = isProcess;
+    if (p.logfile >= 0) return 1;
+    const int fd = is_create(nullptr, ISKIND_LOG, path);
+    if (fd < 0) {
+        errno = ISERR_LOGOPEN;
+        return 0;
+    }
+    p.logfile = fd;
+    const std::size_t size = std::strlen(path) + 1;
+    p.logpath = is_new<char>(size);
+    std::memcpy(p.logpath, path, size);
+    p.buffer = is_new<std::uint8_t>(kMaxSize);
+    ++p.logSerial;
+    return 1;
+}
+
+int isLogClose() {
+    ProcessState &p = isProcess;
+    if (p.logfile < 0) return 1;
+    is_close(nullptr, p.logfile);
+    p.logfile = -1;
+    p.logpath = static_cast<char *>(is_free(p.logpath));
+    p.buffer = static_cast<std::uint8_t *>(is_free(p.buffer));
+    return 1;
+}
 
 bool isLGtest(const IsamFile *h) {
     if (h != nullptr && (h->mode & ISNOLOG) != 0) return false;
     return isProcess.logfile >= 0;
 }
 
-// No log can be opened in this version, so none of the writers is reached; a
-// change that had to be logged and could not be must not pass for done.
-void isLGfile(int, IsamFile *h) { isFail(h, ISERR_LOGWRITE); }
-void isLGbuild(int, IsamFile *h, const KeyDesc *) { isFail(h, ISERR_LOGWRITE); }
-void isLGindex(int, IsamFile *h, const KeyDesc *) { isFail(h, ISERR_LOGWRITE); }
-void isLGuniq(int, IsamFile *h, long) { isFail(h, ISERR_LOGWRITE); }
-void isLGdata(int, IsamFile *h, long, const void *) { isFail(h, ISERR_LOGWRITE); }
-void isLGupdate(int, IsamFile *h, long, const void *, const void *) { isFail(h, ISERR_LOGWRITE); }
-void isLGfits(IsamFile *h) { isFail(h, ISERR_LOGWRITE); }
+int isLGfile(int type, IsamFile *h) {
+    const bool opening = type == logtype::kFileOpen;
+    // Recovery could not tell which file is closed.
+    if (!opening && !isInLog(h)) return 1;
+    Txn *txn = chainOf();
+    log_head(txn, type, isChained(h));
+    log_int(isAdmDtoI(h));
+    log_int(h->varlenInfo > 0 ? 1 : 0);
+    log_name(h->name);
+    if (!logwrite(txn, isChained(h))) return 0;
+    h->openLogged = opening;
+    return 1;
+}
 
-// Without a log there is no transaction to park a handle in.
-bool isLGvclose(IsamFile *) { return false; }
-IsamFile *isLGvopen(const char *, int) { return nullptr; }
+int isLGbuild(int type, IsamFile *h, const KeyDesc *key) {
+    log_head(chainOf(), type, false);
+    log_int(h->mode);
+    log_int(h->recordLength);
+    log_int(h->varlenInfo > 0 ? h->varlenInfo : h->recordLength);
+    log_key(key);
+    log_name(h->name);
+    return logwrite(nullptr, false);
+}
+
+int isLGerase(int type, const char *name) {
+    log_head(chainOf(), type, false);
+    log_name(name);
+    return logwrite(nullptr, false);
+}
+
+int isLGrename(int type, const char *from, const char *to) {
+    log_head(chainOf(), type, false);
+    log_int(static_cast<int>(std::strlen(from) + 1));
+    log_int(static_cast<int>(std::strlen(to) + 1));
+    log_name(from);
+    log_name(to);
+    return logwrite(nullptr, false);
+}
+
+int isLGindex(int type, IsamFile *h, const KeyDesc *key) {
+    log_head(chainOf(), type, false);
+    log_int(isAdmDtoI(h));
+    log_key(key);
+    return logwrite(nullptr, false);
+}
+
+int isLGuniq(int type, IsamFile *h, long value) {
+    log_head(chainOf(), type, false);
+    log_int(isAdmDtoI(h));
+    log_long(static_cast<std::uint32_t>(value));
+    return logwrite(nullptr, false);
+}
+
+int isLGdata(int type, IsamFile *h, long recnum, const void *image, int length) {
+    Txn *txn = chainOf();
+    log_head(txn, type, isChained(h));
+    log_int(isAdmDtoI(h));
+    log_long(static_cast<std::uint32_t>(recnum));
+    log_int(length);
+    log_data(image, static_cast<std::size_t>(length));
+    return logwrite(txn, isChained(h));
+}
+
+int isLGupdate(int type, IsamFile *h, long recnum, const void *before, int beforeLength, const void *after,
+               int afterLength) {
+    Txn *txn = chainOf();
+    log_head(txn, type, isChained(h));
+    log_int(isAdmDtoI(h));
+    log_long(static_cast<std::uint32_t>(recnum));
+    log_int(beforeLength);
+    log_int(afterLength);
+    log_data(before, static_cast<std::size_t>(beforeLength));
+    log_data(after, static_cast<std::size_t>(afterLength));
+    return logwrite(txn, isChained(h));
+}
+
+int logtrans(Txn *txn, int type) {
+    // The chain of a transaction begun in another log leads nowhere in this one.
+    if (isProcess.logfile < 0 || txn->logSerial != isProcess.logSerial) {
+        errno = ISERR_LOGWRITE;
+        return 0;
+    }
+    log_head(txn, type, type != logtype::kBegin);
+    return logwrite(txn, true);
+}
+
+void isNeedLogged(IsamFile *h, int logged) {
+    if (!logged) isFail(h, errno);
+}
+
+void isLGfits(IsamFile *h, int type, int imageBytes) {
+    const int around = type == logtype::kUpdate ? kTwoImages : kOneImage;
+    if (imageBytes > kMaxSize - around) isFail(h, ISERR_LOGWRITE);
+}
+
+bool isLGintxn(const IsamFile *h) { return isChained(h) && txnwork() != nullptr; }
+
+void isLGlock(IsamFile *h, long recnum) {
+    if (isChained(h)) isLockNew(h, recnum);
+}
+
+bool isLGvclose(IsamFile *h) {
+    if (isProcess.recover || (h->state & ISSTATE_PARKED) != 0 || !isLGintxn(h)) return false;
+    putvfile(txnwork(), h);
+    return true;
+}
+
+IsamFile *isLGvopen(const char *name, int mode) {
+    Txn *txn = isProcess.recover ? nullptr : txnwork();
+    return txn != nullptr ? getvfile(txn, name, mode) : nullptr;
+}
+
+void isLGmark(IsamFile *h) {
+    if (isProcess.logfile < 0) return;
+    h->logSerial = isProcess.logSerial;
+    h->logStart = is_size(nullptr, isProcess.logfile);
+}
+
+bool isLGknows(const IsamFile *h, std::int64_t offset) {
+    return h->logSerial != isProcess.logSerial || offset >= h->logStart;
+}
+
+int logread(int log, std::uint8_t *buffer, std::int64_t offset, bool whole) {
+    const int start = whole ? kHeadSize : 0, end = whole ? length(buffer) : kHeadSize;
+    if (is_read(nullptr, log, buffer + start, end - start, offset + start)) return 1;
+    errno = ISERR_LOGREAD;
+    return 0;
+}

@@ -1,41 +1,66 @@
-// Writing records into the transaction log. Knows nothing of record operations.
+// The transaction log: opening it, and writing records into it. Knows nothing
+// of record operations.
 //
-// Types are the two characters that the record shows.
+// One record at a time is put together in the process's buffer and appended
+// under a lock that keeps other processes from appending, so that the log's
+// size before is the record's offset. Records of files opened with ISTRANS are
+// chained to the caller's transaction: each names the one before.
 #pragma once
 
 #include "base/isfile.h"
+#include "txn/islogtab.h"
+#include "txn/log_layout.h"
 
-namespace logtype {
-inline constexpr int code(char a, char b) { return a * 256 + b; }
-inline constexpr int kFileOpen = code('F', 'O');
-inline constexpr int kFileClose = code('F', 'C');
-inline constexpr int kBuild = code('B', 'U');
-inline constexpr int kCreateIndex = code('C', 'I');
-inline constexpr int kDropIndex = code('D', 'I');
-inline constexpr int kSetUnique = code('S', 'U');
-inline constexpr int kUnique = code('U', 'N');
-inline constexpr int kInsert = code('I', 'N');
-inline constexpr int kDelete = code('D', 'E');
-inline constexpr int kUpdate = code('U', 'P');
-}  // namespace logtype
+// Opens or makes the log; nothing to do when one is open. 0 and errno 120 when
+// that fails.
+int isLogOpen(const char *path);
+
+// Closes the log, if one is open. Returns 1.
+int isLogClose();
 
 // Are changes of this handle (null: of any) to be logged? Only while a log is
 // open, and not under ISNOLOG.
 bool isLGtest(const IsamFile *h);
 
-// Writers. Each is called only when isLGtest says so, and fails the operation
-// with 121 when the record cannot be written.
-void isLGfile(int type, IsamFile *h);
-void isLGbuild(int type, IsamFile *h, const KeyDesc *key);
-void isLGindex(int type, IsamFile *h, const KeyDesc *key);
-void isLGuniq(int type, IsamFile *h, long value);
-void isLGdata(int type, IsamFile *h, long recnum, const void *record);
-void isLGupdate(int type, IsamFile *h, long recnum, const void *before, const void *after);
+// Writers, each called only when isLGtest says so. 0 and errno 121 when the
+// record does not fit or cannot be written; the log is then as before.
+int isLGfile(int type, IsamFile *h);  // a close: nothing where the opening is not in the log
+int isLGbuild(int type, IsamFile *h, const KeyDesc *key);
+int isLGerase(int type, const char *name);
+int isLGrename(int type, const char *from, const char *to);
+int isLGindex(int type, IsamFile *h, const KeyDesc *key);
+int isLGuniq(int type, IsamFile *h, long value);
+int isLGdata(int type, IsamFile *h, long recnum, const void *image, int length);
+int isLGupdate(int type, IsamFile *h, long recnum, const void *before, int beforeLength, const void *after,
+               int afterLength);
 
-// Would a rewrite's log record fit? 121 if it would not.
-void isLGfits(IsamFile *h);
+// A transaction's begin or end.
+int logtrans(Txn *txn, int type);
 
-// A close or open inside a transaction: the handle is parked, or a parked one
-// is taken back.
+// Fails the operation with errno unless a writer said 1.
+void isNeedLogged(IsamFile *h, int logged);
+
+// Would a record with images of that many bytes fit? 121 if it would not.
+void isLGfits(IsamFile *h, int type, int imageBytes);
+
+// Does the handle work in a transaction of the caller?
+bool isLGintxn(const IsamFile *h);
+
+// Locks a record whose change is to be logged, until the transaction ends; only
+// under ISTRANS. 107 when that is refused.
+void isLGlock(IsamFile *h, long recnum);
+
+// A close inside a transaction parks the handle (true), an open takes a parked
+// one back.
 bool isLGvclose(IsamFile *h);
 IsamFile *isLGvopen(const char *name, int mode);
+
+// Notes in a new handle where the log stands.
+void isLGmark(IsamFile *h);
+
+// Was the handle open when the log record at offset was written?
+bool isLGknows(const IsamFile *h, std::int64_t offset);
+
+// Reads the head of the record at offset into the buffer, or with whole the
+// rest behind a head that has been read. 0 and errno 118 when it is not there.
+int logread(int log, std::uint8_t *buffer, std::int64_t offset, bool whole);

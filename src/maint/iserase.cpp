@@ -1,0 +1,63 @@
+#include "maint/iserase.h"
+
+#include <cerrno>
+
+#include "base/isfail.h"
+#include "base/issystem.h"
+#include "frame/isentry.h"
+#include "lock/isshare.h"
+#include "records/isopen.h"
+#include "storage/ishead.h"
+#include "txn/islog.h"
+
+namespace {
+
+// Runs body on the file set, which nobody else has open: the lock is kept until
+// the end, so that nobody opens what is about to go.
+template <typename Body> int onWholeSet(const char *name, Body &&body) {
+    if (name == nullptr || *name == '\0') {
+        errno = ISERR_ARGUMENT;
+        return 0;
+    }
+    IsamFile *h = isNewHandle(name, ISLOCKEXCL);
+    const int done = isOperation(h, ISCLASS_OPEN, [h, &body] {
+        isAdmOpen(h);
+        isLoadHead(h);
+        body(h);
+        return 1;
+    });
+    if (done)
+        isDispose(h);
+    else
+        isAbandon(h);
+    return done;
+}
+
+void renameBoth(IsamFile *h, const char *from, const char *to) {
+    is_rename(h, ISKIND_INDEX, from, to);
+    if (!hasData(h) || isAttempt(h, [=] { is_rename(h, ISKIND_DATA, from, to); })) return;
+    const int code = h->errcode, io = h->errio;
+    isAttempt(h, [=] { is_rename(h, ISKIND_INDEX, to, from); });
+    isFail(h, code, io);
+}
+
+}  // namespace
+
+int isErase(const char *name) {
+    return onWholeSet(name, [name](IsamFile *h) {
+        is_unlink(h, ISKIND_INDEX, name);
+        if (hasData(h)) is_unlink(h, ISKIND_DATA, name);
+        if (isLGtest(nullptr)) isNeedLogged(h, isLGerase(logtype::kErase, name));
+    });
+}
+
+int isRename(const char *from, const char *to) {
+    if (to == nullptr || *to == '\0') {
+        errno = ISERR_ARGUMENT;
+        return 0;
+    }
+    return onWholeSet(from, [from, to](IsamFile *h) {
+        renameBoth(h, from, to);
+        if (isLGtest(nullptr)) isNeedLogged(h, isLGrename(logtype::kRename, from, to));
+    });
+}

@@ -1,0 +1,237 @@
+#include "txn/istransdo.h"
+
+#include <cerrno>
+#include <cstring>
+
+#include "base/isfail.h"
+#include "base/isglobal.h"
+#include "frame/isadmin.h"
+#include "frame/isentry.h"
+#include "maint/iserase.h"
+#include "records/isaddidx.h"
+#include "records/isbuild.h"
+#include "records/isopen.h"
+#include "records/iswrite.h"
+#include "txn/islog.h"
+
+namespace {
+
+constexpr int kRecoveryMode = ISINOUT | ISLOCKMANUAL;
+
+// An operation's result; what its entry check refuses is in the handle alone.
+int settled(const IsamFile *h, int done) {
+    if (!done) errno = h->errcode;
+    return done;
+}
+
+int badRecord() {
+    errno = ISERR_BADLOG;
+    return 0;
+}
+
+bool isOpenedFor(const IsamFile *h, int fd, int process) {
+    return h != nullptr && h->recovered && h->txnFileId[0] == process && h->txnFileId[1] == fd;
+}
+
+// Closes the handles that recovery has left standing on a file: their owners
+// died, or closed without a record. Nothing may have the file open besides keep.
+void closeStanding(const char *name, const IsamFile *keep) {
+    for (int i = isProcess.admsize - 1; i >= 0; --i) {
+        IsamFile *h = isProcess.adminfo[i].isam;
+        if (h != nullptr && h != keep && h->recovered && std::strcmp(h->name, name) == 0) isCloseNow(h);
+    }
+}
+
+void closeStandingFor(int fd, int process) {
+    for (int i = isProcess.admsize - 1; i >= 0; --i) {
+        IsamFile *h = isProcess.adminfo[i].isam;
+        if (isOpenedFor(h, fd, process)) isCloseNow(h);
+    }
+}
+
+// Before a change is undone in the running process: from here on the handle is
+// not logged, and a lock check is the application's business, not ours.
+struct Undoing {
+    IsamFile *h;
+    unsigned lockCheck;
+};
+Undoing startUndo(IsamFile *h) {
+    const Undoing undoing = {h, h->state & static_cast<unsigned>(ISSTATE_LOCKCHECK)};
+    if (!isProcess.recover) h->mode |= ISNOLOG;
+    h->state &= static_cast<std::uint16_t>(~ISSTATE_LOCKCHECK);
+    return undoing;
+}
+int endUndo(const Undoing &undoing, int done) {
+    undoing.h->state |= static_cast<std::uint16_t>(undoing.lockCheck);
+    return settled(undoing.h, done);
+}
+
+int txnopen(LogRecord *record) {
+    const int fd = isTakeInt(record), variable = isTakeInt(record);
+    const char *name = isTakeName(record);
+    if (!isLogSound(record)) return 0;
+    const int process = logrec::process(record->bytes);
+    closeStandingFor(fd, process);
+    IsamFile *h = isOpen(name, kRecoveryMode | (variable != 0 ? ISVARLEN : 0));
+    if (h == nullptr) return 0;
+    h->recovered = true;
+    h->txnFileId[0] = process;
+    h->txnFileId[1] = fd;
+    return 1;
+}
+
+int rollopen(LogRecord *record) { return isProcess.recover ? txnopen(record) : 1; }
+
+int txnclose(LogRecord *record) {
+    IsamFile *h = txnrealfile(record, isTakeInt(record));
+    return h != nullptr ? isCloseNow(h) : 0;
+}
+
+// Rolling back closed nothing: what was opened in the transaction went on being
+// used, or was closed without a record. It stands until its pair is opened again.
+int rollclose(LogRecord *) { return 1; }
+
+int txnbuild(LogRecord *record) {
+    const int mode = isTakeInt(record), minLength = isTakeInt(record), maxLength = isTakeInt(record);
+    KeyDesc key;
+    isTakeKey(record, &key);
+    const char *name = isTakeName(record);
+    if (!isLogSound(record)) return 0;
+    IsamFile *h = isBuild(name, minLength, maxLength, &key, mode);
+    return h != nullptr ? isCloseNow(h) : 0;
+}
+
+int txnerase(LogRecord *record) {
+    const char *name = isTakeName(record);
+    if (!isLogSound(record)) return 0;
+    closeStanding(name, nullptr);
+    return isErase(name);
+}
+
+int txnrename(LogRecord *record) {
+    isTakeInt(record);
+    isTakeInt(record);
+    const char *from = isTakeName(record), *to = isTakeName(record);
+    if (!isLogSound(record)) return 0;
+    closeStanding(from, nullptr);
+    return isRename(from, to);
+}
+
+int changeIndex(LogRecord *record, int (*change)(IsamFile *, const KeyDesc *)) {
+    const int fd = isTakeInt(record);
+    KeyDesc key;
+    isTakeKey(record, &key);
+    if (!isLogSound(record)) return 0;
+    IsamFile *h = txnrealfile(record, fd);
+    if (h == nullptr) return 0;
+    closeStanding(h->name, h);
+    return settled(h, change(h, &key));
+}
+
+int txnaddidx(LogRecord *record) { return changeIndex(record, isAddIndex); }
+int txndelidx(LogRecord *record) { return changeIndex(record, isDelIndex); }
+
+int txnsetuniq(LogRecord *record) {
+    IsamFile *h = txnrealfile(record, isTakeInt(record));
+    const auto value = static_cast<std::int32_t>(isTakeLong(record));
+    if (!isLogSound(record) || h == nullptr) return 0;
+    return settled(h, isSetUnique(h, value));
+}
+
+int txnunique(LogRecord *record) {
+    IsamFile *h = txnrealfile(record, isTakeInt(record));
+    if (h == nullptr) return 0;
+    long unused;
+    return settled(h, isUniqueId(h, &unused));
+}
+
+// The operations take the length of what they write from the handle.
+bool takesImage(IsamFile *h, int length) {
+    if (hasTails(h) ? length < h->recordLength : length != h->recordLength) return false;
+    h->reclen = length;
+    return true;
+}
+
+int txninsert(LogRecord *record) {
+    IsamFile *h = txnrealfile(record, isTakeInt(record));
+    isTakeLong(record);
+    const int length = isTakeInt(record);
+    const char *image = isTakeData(record, length);
+    if (!isLogSound(record) || h == nullptr) return 0;
+    if (!takesImage(h, length)) return badRecord();
+    const Undoing undoing = startUndo(h);
+    return endUndo(undoing, isWrite(h, image));
+}
+
+int txndelete(LogRecord *record) {
+    IsamFile *h = txnrealfile(record, isTakeInt(record));
+    const std::uint32_t recnum = isTakeLong(record);
+    if (!isLogSound(record) || h == nullptr) return 0;
+    const Undoing undoing = startUndo(h);
+    return endUndo(undoing, isDelRec(h, static_cast<long>(recnum)));
+}
+
+int rewriteWith(LogRecord *record, bool older) {
+    IsamFile *h = txnrealfile(record, isTakeInt(record));
+    const std::uint32_t recnum = isTakeLong(record);
+    const int beforeLength = isTakeInt(record), afterLength = isTakeInt(record);
+    const char *before = isTakeData(record, beforeLength), *after = isTakeData(record, afterLength);
+    if (!isLogSound(record) || h == nullptr) return 0;
+    if (!takesImage(h, older ? beforeLength : afterLength)) return badRecord();
+    const Undoing undoing = startUndo(h);
+    return endUndo(undoing, isRewRec(h, static_cast<long>(recnum), older ? before : after));
+}
+
+int txnupdate(LogRecord *record) { return rewriteWith(record, false); }
+int txnrestore(LogRecord *record) { return rewriteWith(record, true); }
+
+constexpr TxnAction txndict[] = {
+    {logtype::kFileOpen, rollclose, txnopen},  {logtype::kFileClose, rollopen, txnclose},
+    {logtype::kBuild, nullptr, txnbuild},      {logtype::kErase, nullptr, txnerase},
+    {logtype::kRename, nullptr, txnrename},    {logtype::kCreateIndex, nullptr, txnaddidx},
+    {logtype::kDropIndex, nullptr, txndelidx}, {logtype::kSetUnique, nullptr, txnsetuniq},
+    {logtype::kUnique, nullptr, txnunique},    {logtype::kDelete, txninsert, txndelete},
+    {logtype::kInsert, txndelete, txninsert},  {logtype::kUpdate, txnrestore, txnupdate},
+};
+constexpr int kActions = sizeof txndict / sizeof *txndict;
+
+}  // namespace
+
+const TxnAction *isTxnAction(int type) {
+    for (int i = kActions - 1; i >= 0; --i)
+        if (txndict[i].type == type) return &txndict[i];
+    return nullptr;
+}
+
+IsamFile *txnrealfile(const LogRecord *record, int fd) {
+    IsamFile *h = nullptr;
+    if (isProcess.recover) {
+        const int process = logrec::process(record->bytes);
+        isAdmTxnFile(fd, process);
+        // Without a match the search ends at the lowest slot, whatever it holds.
+        h = isAdmTxnLast();
+        if (!isOpenedFor(h, fd, process)) h = nullptr;
+    } else {
+        h = isAdmItoD(fd);
+        if (h != nullptr && !isLGknows(h, record->offset)) h = nullptr;
+    }
+    if (h == nullptr) errno = ISERR_LOGREAD;
+    return h;
+}
+
+int txnfree(LogRecord *record) {
+    IsamFile *h = txnrealfile(record, isTakeInt(record));
+    const std::uint32_t recnum = isTakeLong(record);
+    if (!isLogSound(record) || h == nullptr) return 0;
+    return isOperation(h, ISCLASS_OPEN, [h, recnum] {
+        isDropData(h, static_cast<long>(recnum));
+        return 1;
+    });
+}
+
+void txnmark(LogRecord *record) {
+    IsamFile *h = txnrealfile(record, isTakeInt(record));
+    if (h == nullptr || record->spoilt) return;
+    h->mode |= ISNOLOG;
+    h->pinWanted = true;
+}
