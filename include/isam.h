@@ -22,7 +22,8 @@
  *     ones [write], those that either access mode allows [any].
  *  5. Records, names, keys and results that the caller passes belong to the
  *     caller and are not kept. A null pointer in their place gives 102, a null
- *     key description 103. Every record buffer has at least the record length.
+ *     key description 103. Every record buffer has at least the record length,
+ *     for variable-length records the maximum one, when it is read into.
  *  6. Each handle has one position per index, and one in record-number order.
  *     Calls say when they move it. A failed call leaves it where it was,
  *     unless the call says otherwise.
@@ -213,14 +214,23 @@ extern ISAM_API const char *isversnumber;         /* "6.11" */
 
 /* ------------------------------------------------------- build, open, close */
 
+/* Variable-length records have a fixed part, of the minimum length, and a tail
+ * up to the maximum length. Keys lie in the fixed part. isreclen tells the
+ * length of a record read, and is to hold that of a record written or
+ * rewritten: a length up to the minimum gives a record without tail, one above
+ * the maximum the error 132. Under ISCOMPRESS runs of blanks, NULs and the
+ * digit 0 in tails take less room. The coding, fixed by the files that exist,
+ * has one flaw: of a tail that it shortens and that ends in exactly 64, 127,
+ * 190 .. (each 63 more) bytes without a run, the last 64 bytes are lost. */
+
 /* Makes a file set and opens it.
  *
  * name: base path, at most 251 characters with whatever a link file puts in
  * its place. reclen: bytes of a record, 1..65535, or 0 for a file that keeps
  * keys without records (not with ISLOCKAUTO, ISMASK or ISVARLEN). key: the
  * primary key; no parts for a file in record-number order. mode: access,
- * flags and locking; with ISVARLEN reclen is the maximum and isreclen the
- * minimum length.
+ * flags and locking; with ISVARLEN reclen is the maximum length, up to 32511,
+ * and isreclen the minimum length, 1 or more and below it.
  *
  * Returns the descriptor. isreclen becomes the (minimum) record length and
  * isrecnum 0. The new handle has no position: start or read by mode first.
@@ -235,23 +245,30 @@ ISAM_API int isvbuild(const char *name, int minlen, int maxlen, KeyDesc *key, in
 
 /* Opens a file set.
  *
- * mode: access, flags and locking. ISMASK comes from the file. Returns the
+ * mode: access, flags and locking. ISMASK and ISCOMPRESS come from the file,
+ * and a compressed file is opened with ISVARLEN in any case. Returns the
  * descriptor; a second open of the same name shares the system's files with
  * the first, whatever the two modes say: beside a handle with ISLOCKNONE every
  * change fails with EBADF. The position is before the first record of the
  * first index (of the file, for a file without primary key): ISNEXT returns
  * that record, and isrecnum is its number, 0 in an empty file (without primary
- * key always 1). isreclen becomes 0.
+ * key always 1). isreclen becomes the maximum length of variable-length
+ * records, else 0. Inside a transaction a file closed in it comes back as it
+ * was, under its old descriptor, when name and mode are those it was opened
+ * with.
  * Errors: 102 ISVARLEN and the file do not agree, or ISLOCKAUTO on a file
  * without records; 103 the file holds a bad key description; 113 open
  * elsewhere and one of the two is ISLOCKEXCL; 114; ENOENT with iserrio 0x11 or
  * 0x12 for a file that is missing. */
 ISAM_API int isopen(const char *name, int mode);
 
-/* Closes a descriptor and releases its record locks. */
+/* Closes a descriptor and releases its record locks. Inside a transaction, a
+ * file opened with ISTRANS is closed to the caller only: its descriptor and its
+ * locks stay taken until the transaction ends.
+ * Error: 121 the log cannot be written; the file is closed all the same. */
 ISAM_API int isclose(int fd);
 
-/* Closes every descriptor, highest first. */
+/* Closes every descriptor, highest first, those that transactions hold too. */
 ISAM_API int iscleanup(void);
 
 /* Stores the mode word of an open file in *mode. No lock; the globals stay,
@@ -382,8 +399,14 @@ ISAM_API int islastrec(int fd, long *recnum);
 
 /* Adds a record [write]; isrecnum becomes its number. The position stays. In
  * a file without records the key in record is added with the number isrecnum.
+ * Under ISTRANS and a log the record is locked, until the transaction ends.
  * Errors: 100 a unique index holds the key, 131 no record number is left; in a
- * file without records 102 isrecnum outside 0..2147483647, 127 no index. */
+ * file without records 102 isrecnum outside 0..2147483647, 127 no index; of a
+ * variable-length record 132 longer than the maximum; with a log 121 the
+ * record does not fit a log record (more than 65507 bytes) or the log cannot be
+ * written, under ISTRANS 107 somebody's islock covers the new number. When the
+ * system refuses the log record of a write, the record has been added all the
+ * same. */
 ISAM_API int iswrite(int fd, char *record);
 
 /* The same, and the new record stays locked. Errors: also 102 in a file
@@ -396,10 +419,13 @@ ISAM_API int iswrlock(int fd, char *record);
 ISAM_API int iswrcurr(int fd, char *record);
 
 /* Replaces the record whose key in the first index equals that in record
- * [write]; isrecnum becomes its number. The position stays.
+ * [write]; isrecnum becomes its number. The position stays. Under ISTRANS and
+ * a log the record is locked, until the transaction ends.
  * Errors: 100; 102 file without records; 107 locked by somebody else; 111 no
  * such key; 112 lock checking is on and this handle has no lock on it; 127
- * the first index is missing or allows duplicates. */
+ * the first index is missing or allows duplicates; 132 as for iswrite; with a
+ * log 121 as for iswrite, where both records together have more than 65505
+ * bytes. */
 ISAM_API int isrewrite(int fd, char *record);
 
 /* Replaces record number recnum [write]; isrecnum becomes recnum. Errors: 100,
