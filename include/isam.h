@@ -495,7 +495,12 @@ ISAM_API int isrelcurr(int fd);
  * several processes may write into one log. A transaction groups the changes
  * of files opened with ISTRANS: isrollback undoes them. The records that it
  * inserts and rewrites stay locked, and files closed in it stay open for it,
- * until it ends. */
+ * until it ends.
+ *
+ * Not in the log: records' masks (a change undone takes the handle's mask, a
+ * change recovered none), isprecious, issetlastrec, islastrec, isuserinfo and
+ * isaudit, changes of files without records. isrelease, isunlock and the moves
+ * under ISLOCKAUTO let go of a transaction's locks as well. */
 
 /* Opens the log file at path, or makes it, and starts logging. With a log
  * open already, nothing happens. Every later change of files without ISNOLOG

@@ -13,7 +13,7 @@ namespace {
 constexpr const char *kModule = "isaudit.c";
 constexpr int kBadModeLine = 56;
 
-void saveSettings(IsamFile *h) {
+void writeinfo(IsamFile *h) {
     isAudStore(h);
     isFreeWrite(h);
     isHeadWrite(h);
@@ -23,12 +23,12 @@ void setName(IsamFile *h, const char *name) {
     if (strnlen(name, ISAUDNAMELEN + 1) > ISAUDNAMELEN) isFail(h, ISERR_NAMETOOLONG);
     if (h->auditNode == 0) std::memset(h->auditInfo, 0, sizeof h->auditInfo);
     isAudSetName(h, name);
-    saveSettings(h);
+    writeinfo(h);
 }
 
 void setState(IsamFile *h, bool on) {
     isAudSwitch(h, on);
-    saveSettings(h);
+    writeinfo(h);
 }
 
 }  // namespace
@@ -40,7 +40,7 @@ int isAudit(IsamFile *h, char *buffer, int mode) {
         if (mode < 0 || (takesBuffer && buffer == nullptr)) isFail(h, ISERR_ARGUMENT);
         switch (mode) {
         case ISAUDSETNAME: setName(h, buffer); break;
-        case ISAUDGETNAME: std::strcpy(buffer, isAudName(h)); break;
+        case ISAUDGETNAME: std::memcpy(buffer, isAudName(h), std::strlen(isAudName(h)) + 1); break;
         case ISAUDSTART: setState(h, true); break;
         case ISAUDSTOP: setState(h, false); break;
         case ISAUDINFO: buffer[0] = isAudIsOn(h) ? 1 : 0; break;

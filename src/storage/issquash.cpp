@@ -18,8 +18,11 @@ constexpr std::uint8_t kFills[] = {0, 0x00, 0x20, 0x30};  // by fill code; code 
 
 constexpr std::array<std::uint8_t, 256> makeCodes() {
     std::array<std::uint8_t, 256> codes{};
-    for (std::uint8_t code = 1; code < sizeof kFills; ++code)
-        codes[kFills[code]] = code;
+    std::uint8_t code = 0;
+    for (std::uint8_t fill : kFills) {
+        codes[fill] = code;
+        ++code;
+    }
     return codes;
 }
 constexpr std::array<std::uint8_t, 256> kCodes = makeCodes();
@@ -85,7 +88,7 @@ int expandRaw(IsamFile *h, std::uint8_t *out, const std::uint8_t *in, int length
 }  // namespace
 
 std::uint8_t *isDbuffer(IsamFile *h, int n) {
-    const std::size_t size = static_cast<std::size_t>(n + kSpareRoom);
+    const std::size_t size = static_cast<std::size_t>(n) + kSpareRoom;
     if (h->tailRoom < size) {
         h->tailBuffer = static_cast<std::uint8_t *>(is_realloc(h->tailBuffer, h->tailRoom, size));
         h->tailRoom = size;

@@ -86,6 +86,15 @@ int txndrop(Txn *txn, int type) {
     return ended;
 }
 
+// Begins a transaction: enters it and writes its first record.
+int txninit(std::int16_t id) {
+    Txn *txn = isTxnAdd(id);
+    if (logtrans(txn, logtype::kBegin)) return 1;
+    isTxnRemove(txn);
+    errno = ISERR_LOGWRITE;
+    return 0;
+}
+
 int noTransaction() {
     errno = ISERR_NOTRANSACTION;
     return 0;
@@ -103,11 +112,7 @@ int isBegin() {
         // Its log was closed under it: nothing can be undone any more.
         txndrop(open, logtype::kCommit);
     }
-    Txn *txn = isTxnAdd(isTxnId());
-    if (logtrans(txn, logtype::kBegin)) return 1;
-    isTxnRemove(txn);
-    errno = ISERR_LOGWRITE;
-    return 0;
+    return txninit(isTxnId());
 }
 
 int isCommit() {
