@@ -12,7 +12,7 @@
  *     below, or the system's errno when a system call failed; iserrio then
  *     tells which: 0x10 open, 0x20 create, 0x30 seek, 0x40 read, 0x50 write,
  *     0x60 lock, plus 1 for the index file, 2 for the data file, 3 for the
- *     audit trail, 6 for the log. After a success iserrno is 0.
+ *     audit trail. After a success iserrno is 0.
  *  2. isrecnum and isreclen are handed to every call on an open file and come
  *     back from it. Record numbers count slots from 1 to 2147483647.
  *  3. A descriptor is a small number counted from 0, the lowest one free. Any
@@ -254,8 +254,9 @@ ISAM_API int isvbuild(const char *name, int minlen, int maxlen, KeyDesc *key, in
  * that record, and isrecnum is its number, 0 in an empty file (without primary
  * key always 1). isreclen becomes the maximum length of variable-length
  * records, else 0. Inside a transaction a file closed in it comes back as it
- * was, under its old descriptor, when name and mode are those it was opened
- * with.
+ * was, under its old descriptor, when name and mode are those that isgetmode
+ * showed of it (ISVARLEN, ISCOMPRESS and ISVARAUTO aside, but with ISMASK for a
+ * file with masks); opened otherwise it meets the locks of the old one.
  * Errors: 102 ISVARLEN and the file do not agree, or ISLOCKAUTO on a file
  * without records; 103 the file holds a bad key description; 113 open
  * elsewhere and one of the two is ISLOCKEXCL; 114; ENOENT with iserrio 0x11 or
@@ -399,7 +400,8 @@ ISAM_API int islastrec(int fd, long *recnum);
 
 /* Adds a record [write]; isrecnum becomes its number. The position stays. In
  * a file without records the key in record is added with the number isrecnum.
- * Under ISTRANS and a log the record is locked, until the transaction ends.
+ * Under ISTRANS and a log the record is locked, until the transaction ends;
+ * outside transactions until it is released.
  * Errors: 100 a unique index holds the key, 131 no record number is left; in a
  * file without records 102 isrecnum outside 0..2147483647, 127 no index; of a
  * variable-length record 132 longer than the maximum; with a log 121 the
@@ -429,14 +431,15 @@ ISAM_API int iswrcurr(int fd, char *record);
 ISAM_API int isrewrite(int fd, char *record);
 
 /* Replaces record number recnum [write]; isrecnum becomes recnum. Errors: 100,
- * 102 file without records, 107, 112 no such record or not locked. */
+ * 102 file without records, 107, 112 no such record or not locked; 121 and 132
+ * as for isrewrite. */
 ISAM_API int isrewrec(int fd, long recnum, char *record);
 
 /* Replaces the record at the position of the current index [write]; isrecnum
  * becomes its number. In a file without records the first index's entry is
  * replaced by the key in record with the number isrecnum.
  * Errors: 100, 102 isrecnum as for iswrite, 107, 112 no current record, or it
- * is gone. */
+ * is gone; 121 and 132 as for isrewrite. */
 ISAM_API int isrewcurr(int fd, char *record);
 
 /* Moves to the next record, then replaces the one it came from [read, write].
@@ -449,7 +452,8 @@ ISAM_API int isrewnxt(int fd, char *record);
 /* Deletes the record whose key in the first index equals that in record
  * [write]. Its number is used again first; a lock of this handle on it is
  * released. The position stays: ISNEXT finds what followed.
- * Errors: 107, 111, 112, 127 as for isrewrite. */
+ * Errors: 107, 111, 112, 127 as for isrewrite; with a log 121 as for iswrite,
+ * here and in the calls below. */
 ISAM_API int isdelete(int fd, char *record);
 
 /* Deletes record number recnum [write]. Errors: 102 file without records,
@@ -560,9 +564,13 @@ ISAM_API int isTxnInit(short (*identity)(void));
  * An entry: type (2 bytes: "aa" added, "dd" deleted, "rr" before and "ww"
  * after a rewrite), time (4), process (2), user (2), record number (4), then
  * the record; of a variable-length record its stored length (2), its fixed
- * part and its tail as stored, or nothing where it has no tail.
+ * part and its tail as stored, or nothing where it has no tail. Numbers stand
+ * most significant byte first.
  * Errors: 102 no name has been set yet; 114 name too long. A mode above 4
- * ends the process, see isfatal. */
+ * ends the process, see isfatal.
+ * Every change opens the trail by its name, from the directory of the moment.
+ * While that fails, or the trail cannot be written, changes of the file fail
+ * with the system's error and iserrio 0x23 or 0x53. */
 ISAM_API int isaudit(int fd, char *buffer, int mode);
 
 /* ------------------------------------------------------------- whole files */

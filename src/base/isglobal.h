@@ -30,6 +30,7 @@ struct ProcessState {
     char *logpath = nullptr;         // its name as given
     std::uint8_t *buffer = nullptr;  // the log record being put together or read
     std::size_t bufoff = 0;          // where its next byte goes
+    std::int64_t logEnd = 0;         // length of the log when it was last looked at, bytes
     std::uint32_t logSerial = 0;     // counts the logs opened, to tell them apart
 
     Txn **txnlist = nullptr;        // open transactions, null = free slot

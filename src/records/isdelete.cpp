@@ -31,19 +31,20 @@ void deleteKeys(IsamFile *h, long recnum) {
 void remove(IsamFile *h, long recnum) {
     isFetchForChange(h, recnum);
     if (hasTails(h)) isVLfetch(h);
+    isAudInit(h);
     deleteKeys(h, recnum);
     if (isLGtest(h)) {
         const OldImage before = isOldImage(h);
         isNeedLogged(h, isLGdata(logtype::kDelete, h, recnum, before.bytes, before.length));
     }
 
-    isAudInit(h);
     isAudHead(h, audit::kDeleted, recnum);
     if (hasTails(h))
         isVLdel(h);
     else
         isAudBody(h, h->recordBuffer, h->recordLength);
     isAudDone(h);
+    if (hasTails(h)) isVLput(h);
 
     isDelData(h, recnum);
     isPutFree(h, ISKIND_DATA, static_cast<std::uint32_t>(recnum));

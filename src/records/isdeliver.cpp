@@ -10,7 +10,8 @@ void isCopyOut(IsamFile *h, char *record) {
     std::memcpy(record, h->recordBuffer, static_cast<std::size_t>(h->recordLength));
     h->reclen = h->recordLength;
     if (hasMasks(h)) h->mask = slot::mask(h);
-    if (hasTails(h)) isVLread(h, record);
+    // The tail of a deleted record is gone.
+    if (hasTails(h) && slot::status(h) != slot::kDeleted) isVLread(h, record);
 }
 
 void isDeliver(IsamFile *h, char *record) {

@@ -53,13 +53,17 @@ void foresee(IsamFile *h, const char *record) {
         isVLfits(h);
         isVLfetch(h);
     }
+    isAudInit(h);
 }
 
-// The old record and the new one for the log, and the lock that goes with it.
-void foreseeLog(IsamFile *h, long recnum, OldImage &before) {
-    before = isOldImage(h);
-    isLGfits(h, logtype::kUpdate, before.length + isImageLength(h));
+// Before the first index is written: a log that refuses the record leaves the
+// file as it is.
+void logRewrite(IsamFile *h, long recnum, const char *record) {
+    const OldImage before = isOldImage(h);
+    const int length = isImageLength(h);
+    isLGfits(h, logtype::kUpdate, before.length + length);
     isLGlock(h, recnum);
+    isNeedLogged(h, isLGupdate(logtype::kUpdate, h, recnum, before.bytes, before.length, record, length));
 }
 
 void rewriteKeys(IsamFile *h, long recnum, const char *record) {
@@ -76,7 +80,6 @@ void rewriteKeys(IsamFile *h, long recnum, const char *record) {
 }
 
 void auditRewrite(IsamFile *h, long recnum, const char *record) {
-    isAudInit(h);
     isAudHead(h, audit::kBefore, recnum);
     if (hasTails(h))
         isVLdel(h);
@@ -93,12 +96,8 @@ void auditRewrite(IsamFile *h, long recnum, const char *record) {
 void rewrite(IsamFile *h, long recnum, const char *record) {
     isFetchForChange(h, recnum);
     foresee(h, record);
-    const bool logging = isLGtest(h);
-    OldImage before = {};
-    if (logging) foreseeLog(h, recnum, before);
+    if (isLGtest(h)) logRewrite(h, recnum, record);
     rewriteKeys(h, recnum, record);
-    if (logging)
-        isNeedLogged(h, isLGupdate(logtype::kUpdate, h, recnum, before.bytes, before.length, record, isImageLength(h)));
     auditRewrite(h, recnum, record);
     isPutData(h, record, recnum);
     isFreeWrite(h);

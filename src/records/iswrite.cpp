@@ -30,7 +30,11 @@ void insertKeys(IsamFile *h, const char *record, std::uint32_t number) {
 
 // What can be refused is refused before anything changes.
 void foresee(IsamFile *h, long recnum) {
-    if (hasTails(h)) isVLfits(h);
+    if (hasTails(h)) {
+        isVLfits(h);
+        isVLforget(h);
+    }
+    isAudInit(h);
     if (!isLGtest(h)) return;
     isLGfits(h, logtype::kInsert, isImageLength(h));
     isLGlock(h, recnum);
@@ -43,7 +47,6 @@ void insert(IsamFile *h, const char *record) {
     insertKeys(h, record, number);
     foresee(h, recnum);
 
-    isAudInit(h);
     isAudHead(h, audit::kAdded, recnum);
     if (hasTails(h))
         isVLwrite(h, record);

@@ -39,7 +39,7 @@ void loadflags(IsamFile *h) {
     if ((flags & kFlagMasks) != 0) h->mode |= ISMASK;
     if ((flags & kFlagCompressed) != 0)
         h->mode |= ISVARLEN | ISCOMPRESS;
-    else if (hasTails(h))
+    else if (h->varlenInfo > 0)
         h->mode &= ~ISCOMPRESS;
 }
 
@@ -122,6 +122,8 @@ void isHeadKdsc(IsamFile *h) {
     st_int(static_cast<std::uint32_t>(h->keyCount + noPrimary), h->header + kIndexCountOffset);
     st_long(h->keyDescNode, h->header + kKeyDescOffset);
 }
+
+std::uint32_t isHeadLastNode(const IsamFile *h) { return ld_long(h->header + kLastNodeOffset); }
 
 int getdatlen(IsamFile *h) {
     std::uint8_t raw[2];

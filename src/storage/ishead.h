@@ -22,6 +22,10 @@ void isHeadWrite(IsamFile *h);
 // Stores the catalogue's fields in the header copy alone.
 void isHeadKdsc(IsamFile *h);
 
+// Highest node number by the header copy: what a change that is under way has
+// added to the file lies beyond it.
+std::uint32_t isHeadLastNode(const IsamFile *h);
+
 // Record length of the file open as indexFd, read past any handle state.
 int getdatlen(IsamFile *h);
 

@@ -3,7 +3,6 @@
 #include "base/isfail.h"
 #include "storage/header_layout.h"
 #include "storage/isidxio.h"
-#include "storage/isremnant.h"
 #include "storage/remnant_layout.h"
 
 using namespace remnant;
@@ -12,29 +11,30 @@ namespace {
 
 std::uint8_t *headAt(IsamFile *h, int i) { return h->header + header::kHashHeadsOffset + 4 * i; }
 
-void putLink(IsamFile *h, std::uint32_t number, int offset, std::uint32_t link) {
-    isCheckNodeNumber(h, number);
-    std::uint8_t raw[kLinkSize];
-    st_long(link, raw);
-    isPutNodePart(h, raw, sizeof raw, number, offset);
-}
-
-void unlink(IsamFile *h, std::uint8_t *node, std::uint32_t number) {
+void unlink(IsamFile *h, RemStage *stage, const std::uint8_t *node, std::uint32_t number) {
     const std::uint32_t older = next(node), newer = previous(node);
     std::uint32_t &head = h->hashHeads[bucket(node)];
     // The head is known by the header: a link towards it that a dead process
     // left behind means nothing.
     const bool atHead = head == number;
-    if (older != 0) putLink(h, older, kPreviousOffset, atHead ? 0 : newer);
+    if (older != 0) isStageLink(h, stage, older, kPreviousOffset, atHead ? 0 : newer);
     if (atHead)
         head = older;
     else if (newer != 0)
-        putLink(h, newer, kNextOffset, older);
+        isStageLink(h, stage, newer, kNextOffset, older);
 }
 
-void linkInFront(IsamFile *h, std::uint8_t *node, std::uint32_t number, int into) {
+// A bucket that has the node in front although the node is filed elsewhere: the
+// header behind the refiling was never written. What came behind the node there
+// is not to be found any more.
+void forgetElsewhere(IsamFile *h, std::uint32_t number, int filed) {
+    for (int i = 1; i <= kLastBucket; ++i)
+        if (i != filed && h->hashHeads[i] == number) h->hashHeads[i] = 0;
+}
+
+void linkInFront(IsamFile *h, RemStage *stage, std::uint8_t *node, std::uint32_t number, int into) {
     std::uint32_t &head = h->hashHeads[into];
-    if (head != 0) putLink(h, head, kPreviousOffset, number);
+    if (head != 0) isStageLink(h, stage, head, kPreviousOffset, number);
     st_long(head, node + kNextOffset);
     st_long(0, node + kPreviousOffset);
     head = number;
@@ -54,30 +54,31 @@ void isStoreHeads(IsamFile *h) {
         st_long(h->hashHeads[i], headAt(h, i));
 }
 
-std::uint32_t findSpace(IsamFile *h, std::uint8_t *node, int need) {
+std::uint32_t findSpace(IsamFile *h, RemStage *stage, int need) {
     isLoadHeads(h);
     int b = (need + kSlotSize - 1) / kBucketWidth + 1;
     while (b <= kLastBucket && h->hashHeads[b] == 0)
         ++b;
     if (b > kLastBucket) return 0;
     std::uint32_t steps = 0, limit = 0;
-    for (std::uint32_t number = h->hashHeads[b]; number != 0; number = previous(node)) {
+    for (std::uint32_t number = h->hashHeads[b]; number != 0;) {
         if (steps == 1) limit = isNodeLimit(h);
         if (++steps > 1 && steps > limit) isFail(h, ISERR_CORRUPT);
-        isCheckNodeNumber(h, number);
-        isGetNode(h, node, number);
-        isCheckRemNode(h, node);
-        // Misfiled, or without slots: it could be neither refiled nor added to.
-        if (bucket(node) != b || slots(node) == 0) isFail(h, ISERR_CORRUPT);
+        const std::uint8_t *node = isStageLoad(h, stage, number);
+        // Damage: without slots the node would be started afresh, in its bucket.
+        if (slots(node) == 0) isFail(h, ISERR_CORRUPT);
         if (freeBytes(node) >= need + kSlotSize) return number;
+        number = previous(node);
     }
     return 0;
 }
 
-void upHashTab(IsamFile *h, std::uint8_t *node, std::uint32_t number) {
+void upHashTab(IsamFile *h, RemStage *stage, std::uint32_t number) {
+    std::uint8_t *node = isStageLoad(h, stage, number);
     const int from = bucket(node), into = bucketOf(freeBytes(node));
+    forgetElsewhere(h, number, from);
     if (from == into) return;
-    if (from != 0) unlink(h, node, number);
-    if (into != 0) linkInFront(h, node, number, into);
+    if (from != 0) unlink(h, stage, node, number);
+    if (into != 0) linkInFront(h, stage, node, number, into);
     node[kBucketOffset] = static_cast<std::uint8_t>(into);
 }

@@ -1,6 +1,5 @@
 #include "storage/isvarlen.h"
 
-#include <algorithm>
 #include <cstring>
 
 #include "base/isfail.h"
@@ -8,6 +7,7 @@
 #include "storage/header_layout.h"
 #include "storage/isdatio.h"
 #include "storage/isfree.h"
+#include "storage/ishead.h"
 #include "storage/isidxio.h"
 #include "storage/isremnant.h"
 #include "storage/issquash.h"
@@ -25,9 +25,8 @@ struct TailPiece {
 };
 
 struct VarlenState {
-    std::uint8_t *node;    // the remnant node at work
-    std::uint32_t loaded;  // its number while the buffer equals the file, else 0
-    TailPiece *pieces;     // of the tail fetched last
+    RemStage stage;
+    TailPiece *pieces;  // of the tail fetched last
     int count, room;
     int length;  // of that tail, bytes as stored
 };
@@ -55,25 +54,6 @@ void setPointer(IsamFile *h, int length, Place first) {
     setPlace(pointerAt(h) + 2, first);
 }
 
-void readRemnant(IsamFile *h, std::uint32_t number) {
-    isCheckNodeNumber(h, number);
-    h->varlenState->loaded = 0;
-    isGetNode(h, h->varlenState->node, number);
-    isCheckRemNode(h, h->varlenState->node);
-    h->varlenState->loaded = number;
-}
-
-// The node that is looked at last is mostly the one that changes first.
-void needRemnant(IsamFile *h, std::uint32_t number) {
-    if (h->varlenState->loaded != number) readRemnant(h, number);
-    h->varlenState->loaded = 0;
-}
-
-void clearNode(IsamFile *h) {
-    h->varlenState->loaded = 0;
-    std::memset(h->varlenState->node, 0, static_cast<std::size_t>(h->nodeSize));
-}
-
 void note(VarlenState *state, TailPiece piece) {
     if (state->count == state->room) {
         const int room = state->room + kPieceGrowth;
@@ -90,88 +70,39 @@ void note(VarlenState *state, TailPiece piece) {
 void rdVarData(IsamFile *h, std::uint8_t *out, int length, bool noting) {
     VarlenState *state = h->varlenState;
     Place at = place(pointerAt(h) + 2);
-    state->count = 0;
+    isStageClear(&state->stage);
     for (int got = 0;;) {
-        readRemnant(h, at.node);
-        const PieceBytes piece = isRemPiece(h, state->node, at.slot);
+        const std::uint8_t *node = isStageLoad(h, &state->stage, at.node);
+        const PieceBytes piece = isRemPiece(h, node, at.slot);
         if (piece.length > length - got) isFail(h, ISERR_CORRUPT);
         std::memcpy(out + got, piece.data, static_cast<std::size_t>(piece.length));
         got += piece.length;
-        if (noting) note(state, {at, slotCount(h, state->node) == 1, freeBytes(state->node)});
-        if (got == length) {
-            if (goesOn(state->node)) isFail(h, ISERR_CORRUPT);
-            return;
-        }
-        if (!goesOn(state->node)) isFail(h, ISERR_CORRUPT);
-        at = onward(state->node);
+        if (noting) note(state, {at, slotCount(h, node) == 1, freeBytes(node)});
+        if (goesOn(node) != (got < length)) isFail(h, ISERR_CORRUPT);
+        if (got == length) return;
+        at = onward(node);
     }
 }
 
-// Takes the nodes for a tail, so that whatever can be refused is refused before
-// anything is written. places[0] is for the piece that shares a node, if there
-// is one; its node is in the buffer.
-void takeNodes(IsamFile *h, int shared, int whole, std::uint32_t *numbers) {
-    VarlenState *state = h->varlenState;
-    int taken = 0;
-    if (shared != 0) {
-        state->loaded = 0;
-        numbers[0] = findSpace(h, state->node, shared);
-        if (numbers[0] == 0) {
-            clearNode(h);
-            numbers[0] = isGetFree(h, ISKIND_INDEX);
-        }
-        taken = 1;
-    }
-    for (int i = 0; i < whole; ++i)
-        numbers[taken++] = isGetFree(h, ISKIND_INDEX);
-    if (std::any_of(numbers, numbers + taken, [](std::uint32_t n) { return n > kMaxNode; })) isFail(h, ISERR_DISKSPACE);
-}
-
-// Stores the tail from its end to its beginning, each piece pointing to the one
-// written before it. Returns where the tail begins.
-Place wrVarData(IsamFile *h, const std::uint8_t *tail, int length) {
-    VarlenState *state = h->varlenState;
-    const int shared = length % kMaxPiece, whole = length / kMaxPiece;
-    std::uint32_t numbers[kMaxPieces];
-    takeNodes(h, shared, whole, numbers);
-    const std::uint32_t *number = numbers;
-
-    Place last = {0, 0};
-    if (shared != 0) {
-        last = {*number++, toRemNode(h, state->node, tail + length - shared, shared)};
-        upHashTab(h, state->node, last.node);
-        isPutNode(h, state->node, last.node);
-        isStoreHeads(h);
-    }
-    for (int i = whole - 1; i >= 0; --i) {
-        clearNode(h);
-        const int slot = toRemNode(h, state->node, tail + i * kMaxPiece, kMaxPiece);
-        if (last.node != 0) {
-            setPlace(state->node + kOnwardSlotOffset, last);
-            state->node[kOnwardFlagOffset] = 1;
-        }
-        last = {*number++, slot};
-        isPutNode(h, state->node, last.node);
-    }
-    return last;
-}
-
-// A node that comes up twice would be given back twice.
-void checkDistinct(IsamFile *h) {
+// Pieces of which two share a node, or of which another than the last shares
+// one, were not made here: giving them back would take other records' room.
+void checkPieces(IsamFile *h) {
     const VarlenState *state = h->varlenState;
-    for (int i = 1; i < state->count; ++i)
+    for (int i = 0; i < state->count; ++i) {
+        if (i < state->count - 1 && !state->pieces[i].alone) isFail(h, ISERR_CORRUPT);
         for (int k = 0; k < i; ++k)
             if (state->pieces[k].place.node == state->pieces[i].place.node) isFail(h, ISERR_CORRUPT);
+    }
 }
 
 // Gives a node back. Where it is filed it leaves the hash; it is not written.
 void giveBack(IsamFile *h, const TailPiece &piece) {
-    VarlenState *state = h->varlenState;
+    RemStage *stage = &h->varlenState->stage;
     if (piece.free != 0) {
-        needRemnant(h, piece.place.node);
-        setFreeBytes(state->node, 0);
-        upHashTab(h, state->node, piece.place.node);
+        setFreeBytes(isStageLoad(h, stage, piece.place.node), 0);
+        upHashTab(h, stage, piece.place.node);
     }
+    isStageDrop(stage, piece.place.node);
     isPutFree(h, ISKIND_INDEX, piece.place.node);
 }
 
@@ -185,12 +116,75 @@ void rmVarData(IsamFile *h) {
             giveBack(h, piece);
             continue;
         }
-        needRemnant(h, piece.place.node);
-        rmRemSlot(h, state->node, piece.place.slot);
-        upHashTab(h, state->node, piece.place.node);
-        isPutNode(h, state->node, piece.place.node);
+        rmRemSlot(h, isStageLoad(h, &state->stage, piece.place.node), piece.place.slot);
+        isStageDirty(&state->stage, piece.place.node);
+        upHashTab(h, &state->stage, piece.place.node);
     }
-    isStoreHeads(h);
+}
+
+// A tail being stored: its whole pieces and what they point to.
+struct NewTail {
+    const std::uint8_t *bytes;
+    int whole;                          // pieces of 994 bytes
+    std::uint32_t numbers[kMaxPieces];  // their nodes, that of the last piece first
+    Place shared;                       // the piece behind them, node 0 = none
+};
+
+// Adds the last bytes of a tail to a node that has room.
+Place putShared(IsamFile *h, const std::uint8_t *bytes, int length) {
+    RemStage *stage = &h->varlenState->stage;
+    std::uint32_t number = findSpace(h, stage, length);
+    if (number == 0) {
+        number = isGetFree(h, ISKIND_INDEX);
+        isStageFresh(h, stage, number);
+    }
+    const int slot = toRemNode(h, isStageLoad(h, stage, number), bytes, length);
+    isStageDirty(stage, number);
+    upHashTab(h, stage, number);
+    return {number, slot};
+}
+
+// Writes the whole pieces, those that make the file longer or the others.
+void putWhole(IsamFile *h, const NewTail &tail, bool longer) {
+    std::uint8_t *node = isScratchNode(h);
+    for (int i = 0; i < tail.whole; ++i) {
+        if ((tail.numbers[i] > isHeadLastNode(h)) != longer) continue;
+        std::memset(node, 0, static_cast<std::size_t>(h->nodeSize));
+        toRemNode(h, node, tail.bytes + (tail.whole - 1 - i) * kMaxPiece, kMaxPiece);
+        const Place onward = i > 0 ? Place{tail.numbers[i - 1], 0} : tail.shared;
+        if (onward.node != 0) {
+            setPlace(node + kOnwardSlotOffset, onward);
+            node[kOnwardFlagOffset] = 1;
+        }
+        isPutNode(h, node, tail.numbers[i]);
+    }
+}
+
+// Writes what is staged, and whole pieces with it: new room first, so that a
+// full disk shows while the old tail is still there.
+void putAll(IsamFile *h, const NewTail &tail) {
+    RemStage *stage = &h->varlenState->stage;
+    putWhole(h, tail, true);
+    isStagePutNew(h, stage);
+    putWhole(h, tail, false);
+    isStagePut(h, stage);
+    if (h->hashStale == 0) isStoreHeads(h);
+}
+
+// Stores a tail: its remainder in a shared node, then, from the end to the
+// beginning, whole pieces in nodes of their own. Returns where it begins.
+Place wrVarData(IsamFile *h, const std::uint8_t *bytes, int length) {
+    const int remainder = length % kMaxPiece;
+    NewTail tail = {bytes, length / kMaxPiece, {}, {0, 0}};
+    if (remainder != 0) tail.shared = putShared(h, bytes + length - remainder, remainder);
+    bool tooHigh = tail.shared.node > kMaxNode;
+    for (int i = 0; i < tail.whole; ++i) {
+        tail.numbers[i] = isGetFree(h, ISKIND_INDEX);
+        tooHigh = tooHigh || tail.numbers[i] > kMaxNode;
+    }
+    if (tooHigh) isFail(h, ISERR_DISKSPACE);
+    putAll(h, tail);
+    return tail.whole > 0 ? Place{tail.numbers[tail.whole - 1], 0} : tail.shared;
 }
 
 // The record's image in the audit trail, before anything is written.
@@ -207,16 +201,17 @@ void isVLinit(IsamFile *h) {
     if (h->varlenInfo > ISMAXVARLEN || h->varlenInfo <= h->recordLength || !hasData(h) || h->nodeSize < kMinNodeSize)
         isFail(h, ISERR_CORRUPT);
     h->varlenState = is_new<VarlenState>();
-    h->varlenState->node = is_new<std::uint8_t>(static_cast<std::size_t>(h->nodeSize));
     h->hashHeads = is_new<std::uint32_t>(header::kHashHeadCount);
     h->hashStale = 1;
     h->reclen = h->varlenInfo;
 }
 
 void isVLdone(IsamFile *h) {
-    if (h->varlenState != nullptr) {
-        is_free(h->varlenState->node);
-        is_free(h->varlenState->pieces);
+    if (VarlenState *state = h->varlenState) {
+        for (const StagedNode &node : state->stage.nodes)
+            is_free(node.bytes);
+        is_free(state->stage.links);
+        is_free(state->pieces);
     }
     h->varlenState = static_cast<VarlenState *>(is_free(h->varlenState));
     h->hashHeads = static_cast<std::uint32_t *>(is_free(h->hashHeads));
@@ -241,6 +236,7 @@ void isVLwrite(IsamFile *h, const char *record) {
     int length = h->reclen - h->recordLength;
     if (length <= 0) {
         setPointer(h, 0, {0, 0});
+        isVLput(h);
         return;
     }
     const auto *tail = reinterpret_cast<const std::uint8_t *>(record) + h->recordLength;
@@ -253,13 +249,18 @@ void isVLwrite(IsamFile *h, const char *record) {
     setPointer(h, length, wrVarData(h, tail, length));
 }
 
+void isVLforget(IsamFile *h) {
+    isStageClear(&h->varlenState->stage);
+    h->varlenState->count = h->varlenState->length = 0;
+}
+
 void isVLfetch(IsamFile *h) {
     VarlenState *state = h->varlenState;
-    state->count = 0;
+    isVLforget(h);
     state->length = storedLength(h);
     if (state->length == 0) return;
     rdVarData(h, isDbuffer(h, tailMaximum(h)), state->length, true);
-    checkDistinct(h);
+    checkPieces(h);
 }
 
 int isVLimage(IsamFile *h, char *record) {
@@ -277,6 +278,8 @@ void isVLdel(IsamFile *h) {
     auditRecord(h, h->recordBuffer, h->tailBuffer, length);
     rmVarData(h);
 }
+
+void isVLput(IsamFile *h) { putAll(h, {}); }
 
 void isVLfits(IsamFile *h) {
     if (h->reclen > h->varlenInfo) isFail(h, ISERR_ROWSIZE);

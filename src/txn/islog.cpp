@@ -16,6 +16,7 @@ using namespace logrec;
 namespace {
 
 constexpr std::int64_t kMaxOffset = 0xffffffff;
+constexpr std::int64_t kNearEnd = kMaxOffset - (std::int64_t{1} << 28);
 
 bool isChained(const IsamFile *h) { return (h->mode & ISTRANS) != 0; }
 
@@ -87,6 +88,7 @@ void log_head(const Txn *txn, int type, bool chained) {
 bool append(Txn *txn, int length) {
     const int log = isProcess.logfile;
     const std::int64_t offset = is_size(nullptr, log);
+    isProcess.logEnd = offset;
     if (offset < 0 || offset > kMaxOffset) return false;
     if (!is_write(nullptr, log, isProcess.buffer, length, -1)) {
         is_truncate(nullptr, log, offset);
@@ -131,6 +133,7 @@ int isLogOpen(const char *path) {
     p.logpath = is_new<char>(size);
     std::memcpy(p.logpath, path, size);
     p.buffer = is_new<std::uint8_t>(kMaxSize);
+    p.logEnd = is_size(nullptr, fd);
     ++p.logSerial;
     return 1;
 }
@@ -243,6 +246,8 @@ void isNeedLogged(IsamFile *h, int logged) {
 void isLGfits(IsamFile *h, int type, int imageBytes) {
     const int around = type == logtype::kUpdate ? kTwoImages : kOneImage;
     if (imageBytes > kMaxSize - around) isFail(h, ISERR_LOGWRITE);
+    // Offsets in the log have 32 bits.
+    if (isProcess.logEnd > kNearEnd && is_size(nullptr, isProcess.logfile) > kMaxOffset) isFail(h, ISERR_LOGWRITE);
 }
 
 bool isLGintxn(const IsamFile *h) { return isChained(h) && txnwork() != nullptr; }

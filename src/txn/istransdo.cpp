@@ -49,6 +49,13 @@ void closeStandingFor(int fd, int process) {
     }
 }
 
+bool isUndoing(const LogRecord *record) { return record->moves != nullptr; }
+
+// The number that a record of the log has by now.
+std::uint32_t realNumber(const LogRecord *record, IsamFile *h, std::uint32_t number) {
+    return isUndoing(record) ? isMovedTo(record->moves, h, number) : number;
+}
+
 // Before a change is undone in the running process: from here on the handle is
 // not logged, and a lock check is the application's business, not ours.
 struct Undoing {
@@ -154,13 +161,15 @@ bool takesImage(IsamFile *h, int length) {
 
 int txninsert(LogRecord *record) {
     IsamFile *h = txnrealfile(record, isTakeInt(record));
-    isTakeLong(record);
+    const std::uint32_t recnum = isTakeLong(record);
     const int length = isTakeInt(record);
     const char *image = isTakeData(record, length);
     if (!isLogSound(record) || h == nullptr) return 0;
     if (!takesImage(h, length)) return badRecord();
     const Undoing undoing = startUndo(h);
-    return endUndo(undoing, isWrite(h, image));
+    const int done = isWrite(h, image);
+    if (done && isUndoing(record)) isNoteMove(record->moves, h, recnum, static_cast<std::uint32_t>(h->recnum));
+    return endUndo(undoing, done);
 }
 
 int txndelete(LogRecord *record) {
@@ -168,7 +177,9 @@ int txndelete(LogRecord *record) {
     const std::uint32_t recnum = isTakeLong(record);
     if (!isLogSound(record) || h == nullptr) return 0;
     const Undoing undoing = startUndo(h);
-    return endUndo(undoing, isDelRec(h, static_cast<long>(recnum)));
+    const int done = isDelRec(h, static_cast<long>(realNumber(record, h, recnum)));
+    if (done && isUndoing(record)) isEndMove(record->moves, h, recnum);
+    return endUndo(undoing, done);
 }
 
 int rewriteWith(LogRecord *record, bool older) {
@@ -179,7 +190,8 @@ int rewriteWith(LogRecord *record, bool older) {
     if (!isLogSound(record) || h == nullptr) return 0;
     if (!takesImage(h, older ? beforeLength : afterLength)) return badRecord();
     const Undoing undoing = startUndo(h);
-    return endUndo(undoing, isRewRec(h, static_cast<long>(recnum), older ? before : after));
+    const auto number = static_cast<long>(realNumber(record, h, recnum));
+    return endUndo(undoing, isRewRec(h, number, older ? before : after));
 }
 
 int txnupdate(LogRecord *record) { return rewriteWith(record, false); }

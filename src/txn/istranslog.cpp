@@ -31,7 +31,7 @@ int bad() {
 int isLogHead(int log, LogRecord *record, std::int64_t offset) {
     std::uint8_t *buffer = isProcess.buffer;
     if (!logread(log, buffer, offset, false)) return 0;
-    *record = {buffer, offset, length(buffer), kHeadSize, false};
+    *record = {buffer, offset, length(buffer), nullptr, kHeadSize, false};
     return record->length < kMinSize ? bad() : 1;
 }
 

@@ -7,13 +7,15 @@
 #include <cstdint>
 
 #include "isam.h"
+#include "txn/istransmove.h"
 
 struct LogRecord {
     const std::uint8_t *bytes;
     std::int64_t offset;  // in the log
     int length;
-    int next;     // where the cursor stands
-    bool spoilt;  // the body is shorter than its type needs
+    TxnMoves *moves;  // of the transaction being undone, null otherwise
+    int next;         // where the cursor stands
+    bool spoilt;      // the body is shorter than its type needs
 };
 
 // Reads the head of the record at offset into the process's buffer, or the

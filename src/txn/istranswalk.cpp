@@ -10,7 +10,8 @@ namespace {
 
 bool isChange(int type) { return type == logtype::kInsert || type == logtype::kDelete || type == logtype::kUpdate; }
 
-int visit(int log, LogRecord *record, int type, const TxnAction *action, TxnWalk mode) {
+int visit(int log, LogRecord *record, const TxnAction *action, TxnWalk mode) {
+    const int type = action->type;
     switch (mode) {
     case TxnWalk::kMark:
         if (!isChange(type)) return 1;
@@ -28,9 +29,7 @@ int visit(int log, LogRecord *record, int type, const TxnAction *action, TxnWalk
     return isLogBody(log, record) && action->undo(record);
 }
 
-}  // namespace
-
-int txnprocess(int log, std::int64_t offset, TxnWalk mode) {
+int walk(int log, std::int64_t offset, TxnWalk mode, TxnMoves *moves) {
     for (;;) {
         LogRecord record;
         if (!isLogHead(log, &record, offset)) return 0;
@@ -43,7 +42,17 @@ int txnprocess(int log, std::int64_t offset, TxnWalk mode) {
             errno = ISERR_BADLOG;
             return 0;
         }
-        if (!visit(log, &record, type, action, mode)) return 0;
+        if (mode == TxnWalk::kUndo) record.moves = moves;
+        if (!visit(log, &record, action, mode)) return 0;
         offset = previous;
     }
+}
+
+}  // namespace
+
+int txnprocess(int log, std::int64_t offset, TxnWalk mode) {
+    TxnMoves moves = {};
+    const int done = walk(log, offset, mode, &moves);
+    isFreeMoves(&moves);
+    return done;
 }

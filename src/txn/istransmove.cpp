@@ -1,0 +1,40 @@
+#include "txn/istransmove.h"
+
+#include "base/ismemory.h"
+
+namespace {
+
+constexpr int kGrowth = 16;
+
+int find(const TxnMoves *moves, IsamFile *h, std::uint32_t number) {
+    if (moves->count == 0) return -1;
+    const FileIdentity file = is_identity(h, ISKIND_INDEX);
+    for (int i = moves->count - 1; i >= 0; --i)
+        if (moves->list[i].from == number && moves->list[i].file == file) return i;
+    return -1;
+}
+
+}  // namespace
+
+std::uint32_t isMovedTo(const TxnMoves *moves, IsamFile *h, std::uint32_t number) {
+    const int i = find(moves, h, number);
+    return i >= 0 ? moves->list[i].to : number;
+}
+
+void isNoteMove(TxnMoves *moves, IsamFile *h, std::uint32_t from, std::uint32_t to) {
+    isEndMove(moves, h, from);
+    if (from == to) return;
+    if (moves->count == moves->room) {
+        const auto size = sizeof(TxnMove) * static_cast<std::size_t>(moves->room);
+        moves->list = static_cast<TxnMove *>(is_realloc(moves->list, size, size + sizeof(TxnMove) * kGrowth));
+        moves->room += kGrowth;
+    }
+    moves->list[moves->count++] = {is_identity(h, ISKIND_INDEX), from, to};
+}
+
+void isEndMove(TxnMoves *moves, IsamFile *h, std::uint32_t from) {
+    const int i = find(moves, h, from);
+    if (i >= 0) moves->list[i] = moves->list[--moves->count];
+}
+
+void isFreeMoves(TxnMoves *moves) { moves->list = static_cast<TxnMove *>(is_free(moves->list)); }
