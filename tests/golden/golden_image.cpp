@@ -74,6 +74,8 @@ std::string be32(unsigned long value) {
     return text;
 }
 
+std::string be16(unsigned long value) { return be32(value).substr(6); }
+
 NodeImage &NodeImage::put(std::string_view text) {
     const std::string value = bytes(text);
     if (next_ + value.size() > kNodeSize) malformed(text, "past the end of the node");
@@ -116,6 +118,12 @@ NodeImage Image::freeList(std::size_t number) {
     NodeImage list = node(number);
     list.at(1021, "FF 7F");  // mark, kind 127
     return list;
+}
+
+NodeImage Image::remnant(std::size_t number) {
+    NodeImage tails = node(number);
+    tails.put("00 00 7E 26").at(1021, "'|'");  // magic number, mark
+    return tails;
 }
 
 void Image::give(std::size_t offset, const std::string &value) {

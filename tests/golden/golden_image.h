@@ -17,8 +17,9 @@ constexpr std::size_t kNodeSize = 1024;
 // The bytes that text stands for. Ends the process when text is malformed.
 std::string bytes(std::string_view text);
 
-// "00 00 00 2A": a number as the text of four bytes, most significant first; for rows made in a loop.
+// "00 00 00 2A": a number as the text of four bytes, most significant first; for rows made in a loop. be16 of two.
 std::string be32(unsigned long value);
+std::string be16(unsigned long value);
 
 class Image;
 
@@ -54,6 +55,8 @@ class Image {
     NodeImage description();
     // A node with the mark of a free-list node.
     NodeImage freeList(std::size_t number);
+    // A node with the number and mark of a remnant node. The next put goes behind the number, to the links.
+    NodeImage remnant(std::size_t number);
 
     const std::string &bytes() const { return bytes_; }
 

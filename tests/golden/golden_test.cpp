@@ -18,13 +18,13 @@ std::string readOpen(int system_fd) {
     }
 }
 
-std::string readClosed(const std::string &path) {
+}  // namespace
+
+std::string fileContent(const std::string &path) {
     std::ifstream file(path, std::ios::binary);
     if (!file) return "cannot open";
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
-
-}  // namespace
 
 GoldenTest::~GoldenTest() {
     if (fd_ >= 0) isclose(fd_);
@@ -37,15 +37,36 @@ void GoldenTest::build(int record_len, KeyDesc key, int more_mode) {
     ASSERT_GE(fd_, 0) << "error " << iserrno;
 }
 
+void GoldenTest::buildVarying(int min_len, int max_len, KeyDesc key, int more_mode) {
+    record_len_ = min_len;
+    slot_len_ = min_len + 1 + 6 + ((more_mode & ISMASK) != 0 ? 4 : 0);
+    varying_ = ISVARLEN | (more_mode & ISCOMPRESS);
+    fd_ = isvbuild(base_.c_str(), min_len, max_len, &key, ISINOUT | ISVARLEN | more_mode);
+    ASSERT_GE(fd_, 0) << "error " << iserrno;
+}
+
 void GoldenTest::addIndex(KeyDesc key) { ASSERT_EQ(0, isaddindex(fd_, &key)) << "error " << iserrno; }
 
 void GoldenTest::dropIndex(KeyDesc key) { ASSERT_EQ(0, isdelindex(fd_, &key)) << "error " << iserrno; }
 
-void GoldenTest::write(std::string_view record, long number) {
-    std::string buffer = bytes(record);
-    ASSERT_EQ(record_len_, static_cast<int>(buffer.size())) << record;
-    ASSERT_EQ(0, iswrite(fd_, buffer.data())) << record << ": error " << iserrno;
-    ASSERT_EQ(number, isrecnum) << record;
+std::string GoldenTest::record(std::string_view text) {
+    std::string buffer = bytes(text);
+    if (varying_ != 0)
+        isreclen = static_cast<int>(buffer.size());
+    else
+        EXPECT_EQ(record_len_, static_cast<int>(buffer.size())) << text;
+    return buffer;
+}
+
+void GoldenTest::write(std::string_view text, long number) {
+    std::string buffer = record(text);
+    ASSERT_EQ(0, iswrite(fd_, buffer.data())) << text << ": error " << iserrno;
+    ASSERT_EQ(number, isrecnum) << text;
+}
+
+void GoldenTest::rewrite(std::string_view text, long number) {
+    std::string buffer = record(text);
+    ASSERT_EQ(0, isrewrec(fd_, number, buffer.data())) << text << ": error " << iserrno;
 }
 
 void GoldenTest::writeLetters(char first, char last, int len, long number) {
@@ -79,12 +100,12 @@ void GoldenTest::close() {
 }
 
 void GoldenTest::open() {
-    fd_ = isopen(base_.c_str(), ISINOUT);
+    fd_ = isopen(base_.c_str(), ISINOUT | varying_);
     ASSERT_GE(fd_, 0) << "error " << iserrno;
 }
 
 std::string GoldenTest::content(bool index) const {
-    if (fd_ < 0) return readClosed(base_ + (index ? ".idx" : ".dat"));
+    if (fd_ < 0) return fileContent(base_ + (index ? ".idx" : ".dat"));
     return readOpen(index ? isqv_idxfd(fd_) : isqv_datfd(fd_));
 }
 
