@@ -147,14 +147,24 @@ int is_write(IsamFile *h, int kind, const void *buffer, int length, std::int64_t
     return finishTransfer(h, kind, moved, length, ISIO_WRITE);
 }
 
+int is_append(IsamFile *h, int kind, const void *buffer, int length) {
+    const int fd = loadfd(h, kind);
+    ssize_t moved;
+    do
+        moved = write(fd, buffer, static_cast<std::size_t>(length));
+    while (moved < 0 && errno == EINTR);
+    if (moved > 0 && moved < length) {
+        // Unless somebody has appended since.
+        const off_t end = lseek(fd, 0, SEEK_CUR);
+        if (end == lseek(fd, 0, SEEK_END) && ftruncate(fd, end - moved) != 0) moved = -1;
+    }
+    return finishTransfer(h, kind, moved, length, ISIO_WRITE);
+}
+
 std::int64_t is_size(IsamFile *h, int kind) {
     const off_t size = lseek(loadfd(h, kind), 0, SEEK_END);
     if (size < 0 && h != nullptr) isFail(h, errno, ISIO_SEEK + kind);
     return size;
-}
-
-int is_truncate(IsamFile *h, int kind, std::int64_t length) {
-    return ftruncate(loadfd(h, kind), static_cast<off_t>(length)) == 0 ? 1 : 0;
 }
 
 FileIdentity is_identity(IsamFile *h, int kind) {

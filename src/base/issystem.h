@@ -59,10 +59,12 @@ int is_close(IsamFile *h, int kind);
 int is_read(IsamFile *h, int kind, void *buffer, int length, std::int64_t offset);
 int is_write(IsamFile *h, int kind, const void *buffer, int length, std::int64_t offset);
 
-std::int64_t is_size(IsamFile *h, int kind);
+// One write at the end of a file that is_create opened for appending. What went
+// in of a transfer that falls short is cut off again: it would put everything
+// behind it out of step.
+int is_append(IsamFile *h, int kind, const void *buffer, int length);
 
-// Cuts the file off at length. 0 on failure, also with a handle.
-int is_truncate(IsamFile *h, int kind, std::int64_t length);
+std::int64_t is_size(IsamFile *h, int kind);
 
 // Tells physical files apart, whatever they are called; zeros for a closed one.
 struct FileIdentity {

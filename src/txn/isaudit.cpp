@@ -62,7 +62,7 @@ void isAudWrite(IsamFile *h) {
     if (h->auditFd <= 0 || h->auditLength == 0) return;
     const int length = static_cast<int>(h->auditLength);
     h->auditLength = 0;
-    is_write(h, ISKIND_AUDIT, h->auditEntry, length, -1);
+    is_append(h, ISKIND_AUDIT, h->auditEntry, length);
 }
 
 void isAudDone(IsamFile *h) {

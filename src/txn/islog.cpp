@@ -83,17 +83,13 @@ void log_head(const Txn *txn, int type, bool chained) {
     log_int(linked ? static_cast<int>(txn->lastLength) : 0);
 }
 
-// Appends the record, which ends at length. Of a record that could not be
-// written whole nothing stays: it would hide all that come after it.
+// Appends the record of length bytes.
 bool append(Txn *txn, int length) {
     const int log = isProcess.logfile;
     const std::int64_t offset = is_size(nullptr, log);
     isProcess.logEnd = offset;
     if (offset < 0 || offset > kMaxOffset) return false;
-    if (!is_write(nullptr, log, isProcess.buffer, length, -1)) {
-        is_truncate(nullptr, log, offset);
-        return false;
-    }
+    if (!is_append(nullptr, log, isProcess.buffer, length)) return false;
     if (txn != nullptr) {
         txn->lastOffset = static_cast<std::uint32_t>(offset);
         txn->lastLength = static_cast<std::uint32_t>(length);
