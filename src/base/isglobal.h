@@ -20,6 +20,15 @@ struct AdmEntry {
 
 using FatalHandler = void (*)(char *message);
 
+// The log record that this process appended last, and what its transaction named
+// as its last one before.
+struct Appended {
+    std::int64_t offset = 0;
+    int length = 0;  // 0 = none, or taken back
+    Txn *txn = nullptr;
+    std::uint32_t lastOffset = 0, lastLength = 0;
+};
+
 struct ProcessState {
     AdmEntry *adminfo = nullptr;     // descriptor table, null while nothing was ever open
     int admsize = 0;                 // slots allocated, free ones included
@@ -31,6 +40,7 @@ struct ProcessState {
     std::uint8_t *buffer = nullptr;  // the log record being put together or read
     std::size_t bufoff = 0;          // where its next byte goes
     std::int64_t logEnd = 0;         // length of the log when it was last looked at, bytes
+    Appended appended;               // what went into it last
     std::uint32_t logSerial = 0;     // counts the logs opened, to tell them apart
 
     Txn **txnlist = nullptr;        // open transactions, null = free slot

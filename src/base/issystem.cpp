@@ -156,9 +156,13 @@ int is_append(IsamFile *h, int kind, const void *buffer, int length) {
     if (moved > 0 && moved < length) {
         // Unless somebody has appended since.
         const off_t end = lseek(fd, 0, SEEK_CUR);
-        if (end == lseek(fd, 0, SEEK_END) && ftruncate(fd, end - moved) != 0) moved = -1;
+        if (end == lseek(fd, 0, SEEK_END)) is_truncate(h, kind, end - moved);
     }
     return finishTransfer(h, kind, moved, length, ISIO_WRITE);
+}
+
+int is_truncate(IsamFile *h, int kind, std::int64_t length) {
+    return ftruncate(loadfd(h, kind), static_cast<off_t>(length)) == 0 ? 1 : 0;
 }
 
 std::int64_t is_size(IsamFile *h, int kind) {

@@ -64,6 +64,9 @@ int is_write(IsamFile *h, int kind, const void *buffer, int length, std::int64_t
 // behind it out of step.
 int is_append(IsamFile *h, int kind, const void *buffer, int length);
 
+// Cuts the file off at length. 0 on failure, also with a handle.
+int is_truncate(IsamFile *h, int kind, std::int64_t length);
+
 std::int64_t is_size(IsamFile *h, int kind);
 
 // Tells physical files apart, whatever they are called; zeros for a closed one.

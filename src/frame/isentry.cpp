@@ -8,6 +8,7 @@
 #include "storage/isfree.h"
 #include "storage/ishead.h"
 #include "tree/ispath.h"
+#include "txn/islog.h"
 
 namespace {
 
@@ -35,6 +36,7 @@ bool isEntry(IsamFile *h, int entryClass) {
     }
     h->errio = h->errcode = 0;
     h->newLock = 0;
+    h->changeLogged = false;
     h->activeClass = entryClass;
     return true;
 }
@@ -53,6 +55,7 @@ void isUndo(IsamFile *h) {
         if (h->headerStamp != stamp) isPathClear(h, ISCLASS_READ);
         forgetDerived(h);
         if (h->auditFd > 0) is_close(h, ISKIND_AUDIT);
+        if (h->changeLogged) isLGtakeBack();
         if (h->newLock != 0) isDropData(h, h->newLock);
     }
     isDropLock(h);

@@ -72,6 +72,7 @@ template <typename Body> int isChanging(IsamFile *h, Body &&body) {
         isLockWrite(h);
         isDelta(h);
         const int result = body();
+        h->changeLogged = false;  // what follows does not undo the change
         isDropLock(h);
         return result;
     });

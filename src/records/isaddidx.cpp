@@ -28,6 +28,7 @@ void excludeOthers(IsamFile *h) {
 }
 
 void readmitOthers(IsamFile *h) {
+    h->changeLogged = false;  // the change stays, whatever becomes of the locks
     isDropLock(h);
     if (!h->exclHeld) return;
     h->exclHeld = false;

@@ -5,9 +5,9 @@
 #include "keys/iskey.h"
 #include "lock/islock.h"
 #include "storage/isdatio.h"
-#include "storage/isvarlen.h"
 #include "tree/islocate.h"
 #include "tree/istree.h"
+#include "txn/isaudit.h"
 
 namespace {
 constexpr int kMaskBits = 32;
@@ -21,6 +21,14 @@ OldImage isOldImage(IsamFile *h) {
     if (!hasTails(h)) return {h->recordBuffer, h->recordLength};
     if (h->oldImage == nullptr) h->oldImage = is_new<char>(static_cast<std::size_t>(h->varlenInfo));
     return {h->oldImage, isVLimage(h, h->oldImage)};
+}
+
+void isAuditRecord(IsamFile *h, const char *type, long recnum, const void *fixed, StoredTail tail) {
+    isAudHead(h, type, recnum);
+    if (hasTails(h) && tail.length == 0) return;
+    if (hasTails(h)) isAudVLen(h, h->recordLength + tail.length);
+    isAudBody(h, fixed, h->recordLength);
+    isAudBody(h, tail.bytes, tail.length);
 }
 
 void isNeedData(IsamFile *h) {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "keys/ispathdef.h"
+#include "storage/isvarlen.h"
 
 // Leaves record n in the slot buffer for a change: 112 when lock checking asks
 // for a lock that this handle does not have, when there is no such record or it
@@ -17,6 +18,10 @@ struct OldImage {
 
 // The record fetched for a change, with the tail that isVLfetch has fetched.
 OldImage isOldImage(IsamFile *h);
+
+// An audit entry of this type for a record: its fixed part, and the tail that
+// goes with it in a file that has tails.
+void isAuditRecord(IsamFile *h, const char *type, long recnum, const void *fixed, StoredTail tail);
 
 // Bytes that the log takes of the record given.
 int isImageLength(const IsamFile *h);

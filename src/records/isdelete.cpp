@@ -30,22 +30,20 @@ void deleteKeys(IsamFile *h, long recnum) {
 
 void remove(IsamFile *h, long recnum) {
     isFetchForChange(h, recnum);
-    if (hasTails(h)) isVLfetch(h);
+    const StoredTail tail = hasTails(h) ? isVLfetch(h) : StoredTail{};
     isAudInit(h);
     deleteKeys(h, recnum);
     if (isLGtest(h)) {
         const OldImage before = isOldImage(h);
         isNeedLogged(h, isLGdata(logtype::kDelete, h, recnum, before.bytes, before.length));
     }
-
-    isAudHead(h, audit::kDeleted, recnum);
-    if (hasTails(h))
-        isVLdel(h);
-    else
-        isAudBody(h, h->recordBuffer, h->recordLength);
+    isAuditRecord(h, audit::kDeleted, recnum, h->recordBuffer, tail);
     isAudDone(h);
-    if (hasTails(h)) isVLput(h);
 
+    if (hasTails(h)) {
+        isVLdel(h);
+        isVLput(h);
+    }
     isDelData(h, recnum);
     isPutFree(h, ISKIND_DATA, static_cast<std::uint32_t>(recnum));
     isDropData(h, recnum);

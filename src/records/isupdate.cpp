@@ -40,8 +40,8 @@ void planChange(IsamFile *h, IndexPath *path, int i, const char *record, KeyChan
 }
 
 // Everything that can be seen to fail beforehand fails here, before the first
-// index is written.
-void foresee(IsamFile *h, const char *record) {
+// index is written. Returns the old tail.
+StoredTail foresee(IsamFile *h, const char *record) {
     KeyChange change;
     for (int i = 0; i < h->keyCount; ++i) {
         IndexPath *path = isWholePath(h, i);
@@ -49,21 +49,30 @@ void foresee(IsamFile *h, const char *record) {
         planChange(h, path, i, record, change);
         if (change.inserts) isTreeUnique(h, path, change.after);
     }
+    StoredTail tail = {};
     if (hasTails(h)) {
         isVLfits(h);
-        isVLfetch(h);
+        tail = isVLfetch(h);
     }
     isAudInit(h);
+    return tail;
 }
 
-// Before the first index is written: a log that refuses the record leaves the
-// file as it is.
 void logRewrite(IsamFile *h, long recnum, const char *record) {
     const OldImage before = isOldImage(h);
     const int length = isImageLength(h);
     isLGfits(h, logtype::kUpdate, before.length + length);
     isLGlock(h, recnum);
     isNeedLogged(h, isLGupdate(logtype::kUpdate, h, recnum, before.bytes, before.length, record, length));
+}
+
+// Log and trail come before the first index: where one of them refuses, the file
+// is as before.
+void report(IsamFile *h, long recnum, const char *record, StoredTail tail) {
+    if (isLGtest(h)) logRewrite(h, recnum, record);
+    isAuditRecord(h, audit::kBefore, recnum, h->recordBuffer, tail);
+    isAuditRecord(h, audit::kAfter, recnum, record, hasTails(h) ? isVLcode(h, record) : StoredTail{});
+    isAudDone(h);
 }
 
 void rewriteKeys(IsamFile *h, long recnum, const char *record) {
@@ -79,26 +88,14 @@ void rewriteKeys(IsamFile *h, long recnum, const char *record) {
     }
 }
 
-void auditRewrite(IsamFile *h, long recnum, const char *record) {
-    isAudHead(h, audit::kBefore, recnum);
-    if (hasTails(h))
-        isVLdel(h);
-    else
-        isAudBody(h, h->recordBuffer, h->recordLength);
-    isAudHead(h, audit::kAfter, recnum);
-    if (hasTails(h))
-        isVLwrite(h, record);
-    else
-        isAudBody(h, record, h->recordLength);
-    isAudDone(h);
-}
-
 void rewrite(IsamFile *h, long recnum, const char *record) {
     isFetchForChange(h, recnum);
-    foresee(h, record);
-    if (isLGtest(h)) logRewrite(h, recnum, record);
+    report(h, recnum, record, foresee(h, record));
     rewriteKeys(h, recnum, record);
-    auditRewrite(h, recnum, record);
+    if (hasTails(h)) {
+        isVLdel(h);
+        isVLwrite(h);
+    }
     isPutData(h, record, recnum);
     isFreeWrite(h);
     isHeadWrite(h);

@@ -47,13 +47,10 @@ void insert(IsamFile *h, const char *record) {
     insertKeys(h, record, number);
     foresee(h, recnum);
 
-    isAudHead(h, audit::kAdded, recnum);
-    if (hasTails(h))
-        isVLwrite(h, record);
-    else
-        isAudBody(h, record, h->recordLength);
+    isAuditRecord(h, audit::kAdded, recnum, record, hasTails(h) ? isVLcode(h, record) : StoredTail{});
     isAudDone(h);
 
+    if (hasTails(h)) isVLwrite(h);
     isPutData(h, record, recnum);
     isPathWrite(h, h->keyCount);
     isFreeWrite(h);

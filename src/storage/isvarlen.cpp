@@ -13,7 +13,6 @@
 #include "storage/issquash.h"
 #include "storage/istailhash.h"
 #include "storage/remnant_layout.h"
-#include "txn/isaudit.h"
 
 using namespace remnant;
 
@@ -28,7 +27,8 @@ struct VarlenState {
     RemStage stage;
     TailPiece *pieces;  // of the tail fetched last
     int count, room;
-    int length;  // of that tail, bytes as stored
+    int length;        // of that tail, bytes as stored
+    StoredTail coded;  // the tail that isVLcode has made ready
 };
 
 namespace {
@@ -187,14 +187,6 @@ Place wrVarData(IsamFile *h, const std::uint8_t *bytes, int length) {
     return tail.whole > 0 ? Place{tail.numbers[tail.whole - 1], 0} : tail.shared;
 }
 
-// The record's image in the audit trail, before anything is written.
-void auditRecord(IsamFile *h, const void *fixed, const std::uint8_t *tail, int length) {
-    isAudVLen(h, h->recordLength + length);
-    isAudBody(h, fixed, h->recordLength);
-    isAudBody(h, tail, length);
-    isAudWrite(h);
-}
-
 }  // namespace
 
 void isVLinit(IsamFile *h) {
@@ -231,22 +223,28 @@ void isVLread(IsamFile *h, char *record) {
     h->reclen += isDexpand(h, out, length, tailMaximum(h));
 }
 
-void isVLwrite(IsamFile *h, const char *record) {
+StoredTail isVLcode(IsamFile *h, const char *record) {
     isVLfits(h);
-    int length = h->reclen - h->recordLength;
-    if (length <= 0) {
+    const int length = h->reclen - h->recordLength;
+    const auto *tail = reinterpret_cast<const std::uint8_t *>(record) + h->recordLength;
+    StoredTail &coded = h->varlenState->coded;
+    coded = {tail, length > 0 ? length : 0};
+    if (length > 0 && isCompressed(h)) {
+        isDbuffer(h, tailMaximum(h));
+        coded.length = isDsquash(h, tail, length);
+        coded.bytes = h->tailBuffer;
+    }
+    return coded;
+}
+
+void isVLwrite(IsamFile *h) {
+    const StoredTail &coded = h->varlenState->coded;
+    if (coded.length > 0) {
+        setPointer(h, coded.length, wrVarData(h, coded.bytes, coded.length));
+    } else {
         setPointer(h, 0, {0, 0});
         isVLput(h);
-        return;
     }
-    const auto *tail = reinterpret_cast<const std::uint8_t *>(record) + h->recordLength;
-    if (isCompressed(h)) {
-        isDbuffer(h, tailMaximum(h));
-        length = isDsquash(h, tail, length);
-        tail = h->tailBuffer;
-    }
-    auditRecord(h, record, tail, length);
-    setPointer(h, length, wrVarData(h, tail, length));
 }
 
 void isVLforget(IsamFile *h) {
@@ -254,13 +252,14 @@ void isVLforget(IsamFile *h) {
     h->varlenState->count = h->varlenState->length = 0;
 }
 
-void isVLfetch(IsamFile *h) {
+StoredTail isVLfetch(IsamFile *h) {
     VarlenState *state = h->varlenState;
     isVLforget(h);
     state->length = storedLength(h);
-    if (state->length == 0) return;
+    if (state->length == 0) return {h->tailBuffer, 0};
     rdVarData(h, isDbuffer(h, tailMaximum(h)), state->length, true);
     checkPieces(h);
+    return {h->tailBuffer, state->length};
 }
 
 int isVLimage(IsamFile *h, char *record) {
@@ -273,10 +272,7 @@ int isVLimage(IsamFile *h, char *record) {
 }
 
 void isVLdel(IsamFile *h) {
-    const int length = h->varlenState->length;
-    if (length == 0) return;
-    auditRecord(h, h->recordBuffer, h->tailBuffer, length);
-    rmVarData(h);
+    if (h->varlenState->length != 0) rmVarData(h);
 }
 
 void isVLput(IsamFile *h) { putAll(h, {}); }

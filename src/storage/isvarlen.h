@@ -28,26 +28,35 @@ void isVLdone(IsamFile *h);
 // becomes that of the whole record. 105 when the pieces do not make the tail.
 void isVLread(IsamFile *h, char *record);
 
+// A tail as it stands in the file, coded under ISCOMPRESS.
+struct StoredTail {
+    const std::uint8_t *bytes;
+    int length;  // 0 = the record has none
+};
+
 // A change of a tail begins with one of these two. isVLforget: there is no old
-// tail. isVLfetch: reads the old one as stored and notes its pieces, for
-// isVLimage and isVLdel; what is wrong with it shows (105) before anything
-// changes.
+// tail. isVLfetch: reads the old one and notes its pieces, for isVLimage and
+// isVLdel; what is wrong with it shows (105) before anything changes.
 void isVLforget(IsamFile *h);
-void isVLfetch(IsamFile *h);
+StoredTail isVLfetch(IsamFile *h);
 
 // The whole record with the fetched tail, expanded, to record, which has room
 // for the maximum. Returns its length. The current length stays.
 int isVLimage(IsamFile *h, char *record);
 
-// Removes the fetched tail, if there is one, in memory; the audit trail gets the
-// record. isVLwrite or isVLput must follow.
+// Makes the tail of a record of the current length ready for isVLwrite; the
+// record must stay until then. The bytes fetched may be gone. 132 above the
+// maximum length.
+StoredTail isVLcode(IsamFile *h, const char *record);
+
+// Removes the fetched tail, if there is one, in memory. isVLwrite or isVLput
+// must follow.
 void isVLdel(IsamFile *h);
 
-// Stores the tail of a record of the current length and points the slot buffer
-// to it; the audit trail gets the record. Writes the nodes, also those that
-// isVLdel has changed; the header copy gets the hash. 132 above the maximum
-// length, 131 when no node number is left: nothing has been written then.
-void isVLwrite(IsamFile *h, const char *record);
+// Stores the tail made ready and points the slot buffer to it. Writes the nodes,
+// also those that isVLdel has changed; the header copy gets the hash. 131 when no
+// node number is left: nothing has been written then.
+void isVLwrite(IsamFile *h);
 
 // Writes what isVLdel has changed.
 void isVLput(IsamFile *h);

@@ -90,6 +90,8 @@ bool append(Txn *txn, int length) {
     isProcess.logEnd = offset;
     if (offset < 0 || offset > kMaxOffset) return false;
     if (!is_append(nullptr, log, isProcess.buffer, length)) return false;
+    isProcess.appended = {offset, length, txn, txn != nullptr ? txn->lastOffset : 0,
+                          txn != nullptr ? txn->lastLength : 0};
     if (txn != nullptr) {
         txn->lastOffset = static_cast<std::uint32_t>(offset);
         txn->lastLength = static_cast<std::uint32_t>(length);
@@ -110,6 +112,13 @@ int logwrite(Txn *txn, bool chained) {
     }
     if (!written) errno = ISERR_LOGWRITE;
     return written ? 1 : 0;
+}
+
+// The record of a change of the handle.
+int logchange(IsamFile *h, Txn *txn, bool chained) {
+    if (!logwrite(txn, chained)) return 0;
+    h->changeLogged = true;
+    return 1;
 }
 
 bool isInLog(const IsamFile *h) { return h->openLogged && h->logSerial == isProcess.logSerial; }
@@ -192,14 +201,14 @@ int isLGindex(int type, IsamFile *h, const KeyDesc *key) {
     log_head(chainOf(), type, false);
     log_int(isAdmDtoI(h));
     log_key(key);
-    return logwrite(nullptr, false);
+    return logchange(h, nullptr, false);
 }
 
 int isLGuniq(int type, IsamFile *h, long value) {
     log_head(chainOf(), type, false);
     log_int(isAdmDtoI(h));
     log_long(static_cast<std::uint32_t>(value));
-    return logwrite(nullptr, false);
+    return logchange(h, nullptr, false);
 }
 
 int isLGdata(int type, IsamFile *h, long recnum, const void *image, int length) {
@@ -209,7 +218,7 @@ int isLGdata(int type, IsamFile *h, long recnum, const void *image, int length) 
     log_long(static_cast<std::uint32_t>(recnum));
     log_int(length);
     log_data(image, static_cast<std::size_t>(length));
-    return logwrite(txn, isChained(h));
+    return logchange(h, txn, isChained(h));
 }
 
 int isLGupdate(int type, IsamFile *h, long recnum, const void *before, int beforeLength, const void *after,
@@ -222,7 +231,7 @@ int isLGupdate(int type, IsamFile *h, long recnum, const void *before, int befor
     log_int(afterLength);
     log_data(before, static_cast<std::size_t>(beforeLength));
     log_data(after, static_cast<std::size_t>(afterLength));
-    return logwrite(txn, isChained(h));
+    return logchange(h, txn, isChained(h));
 }
 
 int logtrans(Txn *txn, int type) {
@@ -237,6 +246,19 @@ int logtrans(Txn *txn, int type) {
 
 void isNeedLogged(IsamFile *h, int logged) {
     if (!logged) isFail(h, errno);
+}
+
+void isLGtakeBack() {
+    Appended &last = isProcess.appended;
+    const int log = isProcess.logfile;
+    if (log < 0 || last.length == 0 || !is_lock(nullptr, log, kLockStart, kLockLength, ISLT_WRITEWAIT)) return;
+    if (is_size(nullptr, log) == last.offset + last.length && is_truncate(nullptr, log, last.offset) &&
+        last.txn != nullptr) {
+        last.txn->lastOffset = last.lastOffset;
+        last.txn->lastLength = last.lastLength;
+    }
+    last = {};
+    is_lock(nullptr, log, kLockStart, kLockLength, ISLT_UNLOCK);
 }
 
 void isLGfits(IsamFile *h, int type, int imageBytes) {

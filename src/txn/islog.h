@@ -40,6 +40,10 @@ int logtrans(Txn *txn, int type);
 // Fails the operation with errno unless a writer said 1.
 void isNeedLogged(IsamFile *h, int logged);
 
+// Takes the record appended last out of the log again, after the change that it
+// tells of has failed; nothing where other processes have appended since.
+void isLGtakeBack();
+
 // Would a record with images of that many bytes fit? 121 if it would not.
 void isLGfits(IsamFile *h, int type, int imageBytes);
 
