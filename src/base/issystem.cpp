@@ -77,6 +77,16 @@ int finishTransfer(IsamFile *h, int kind, std::int64_t moved, int length, int io
     isFail(h, moved < 0 ? errno : EIO, io + kind);
 }
 
+ssize_t readOnce(IsamFile *h, int kind, void *buffer, int length, std::int64_t offset) {
+    const int fd = loadfd(h, kind);
+    const auto size = static_cast<std::size_t>(length);
+    ssize_t moved;
+    do
+        moved = offset == -1 ? read(fd, buffer, size) : pread(fd, buffer, size, static_cast<off_t>(offset));
+    while (moved < 0 && errno == EINTR);
+    return moved;
+}
+
 void kindName(IsamFile *h, char *path, const char *name, int kind) {
     if (!makename(path, name, kind)) isFail(h, ISERR_NAMETOOLONG);
 }
@@ -128,12 +138,12 @@ int is_close(IsamFile *h, int kind) {
 }
 
 int is_read(IsamFile *h, int kind, void *buffer, int length, std::int64_t offset) {
-    const int fd = loadfd(h, kind);
-    const auto size = static_cast<std::size_t>(length);
-    ssize_t moved;
-    do
-        moved = offset == -1 ? read(fd, buffer, size) : pread(fd, buffer, size, static_cast<off_t>(offset));
-    while (moved < 0 && errno == EINTR);
+    return finishTransfer(h, kind, readOnce(h, kind, buffer, length, offset), length, ISIO_READ);
+}
+
+int is_read_within(IsamFile *h, int kind, void *buffer, int length, std::int64_t offset) {
+    const ssize_t moved = readOnce(h, kind, buffer, length, offset);
+    if (moved >= 0 && moved < length) return 0;
     return finishTransfer(h, kind, moved, length, ISIO_READ);
 }
 

@@ -59,6 +59,9 @@ int is_close(IsamFile *h, int kind);
 int is_read(IsamFile *h, int kind, void *buffer, int length, std::int64_t offset);
 int is_write(IsamFile *h, int kind, const void *buffer, int length, std::int64_t offset);
 
+// The same as is_read, but 0 where the file ends before.
+int is_read_within(IsamFile *h, int kind, void *buffer, int length, std::int64_t offset);
+
 // One write at the end of a file that is_create opened for appending. What went
 // in of a transfer that falls short is cut off again: it would put everything
 // behind it out of step.

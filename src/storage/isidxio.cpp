@@ -17,6 +17,11 @@ void isGetNode(IsamFile *h, std::uint8_t *buffer, std::uint32_t number) {
     is_read(h, ISKIND_INDEX, buffer, h->nodeSize, nodeOffset(h, number));
 }
 
+void isGetLinked(IsamFile *h, std::uint8_t *buffer, std::uint32_t number) {
+    isCheckNodeNumber(h, number);
+    if (!is_read_within(h, ISKIND_INDEX, buffer, h->nodeSize, nodeOffset(h, number))) isFail(h, ISERR_CORRUPT);
+}
+
 void isPutNode(IsamFile *h, const std::uint8_t *buffer, std::uint32_t number) {
     is_write(h, ISKIND_INDEX, buffer, h->nodeSize, nodeOffset(h, number));
 }

@@ -6,6 +6,10 @@
 void isGetNode(IsamFile *h, std::uint8_t *buffer, std::uint32_t number);
 void isPutNode(IsamFile *h, const std::uint8_t *buffer, std::uint32_t number);
 
+// Reads a node that a link leads to: 105 for a number that is no node's, also
+// where the file ends before it.
+void isGetLinked(IsamFile *h, std::uint8_t *buffer, std::uint32_t number);
+
 // Reads and writes length bytes of a node in place, at offset.
 void isGetNodePart(IsamFile *h, std::uint8_t *bytes, int length, std::uint32_t number, int offset);
 void isPutNodePart(IsamFile *h, const std::uint8_t *bytes, int length, std::uint32_t number, int offset);

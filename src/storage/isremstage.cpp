@@ -70,10 +70,9 @@ void isStageClear(RemStage *stage) {
 }
 
 std::uint8_t *isStageLoad(IsamFile *h, RemStage *stage, std::uint32_t number) {
-    isCheckNodeNumber(h, number);
     if (const StagedNode *staged = find(stage, number)) return staged->bytes;
     StagedNode *node = take(h, stage, number);
-    isGetNode(h, node->bytes, number);
+    isGetLinked(h, node->bytes, number);
     isCheckRemNode(h, node->bytes);
     for (int i = 0; i < stage->linkCount; ++i)
         if (stage->links[i].number == number) st_long(stage->links[i].value, node->bytes + stage->links[i].offset);

@@ -10,7 +10,6 @@
 namespace {
 
 constexpr int kSpareRoom = 10;
-constexpr int kRawHead = 1 + 2;
 constexpr int kCountBits = 6;
 constexpr int kCountMask = 0x3f;
 constexpr int kMaxCount = 63;
@@ -78,10 +77,10 @@ int rleBody(std::uint8_t *out, const std::uint8_t *head, const std::uint8_t *in)
 }
 
 int expandRaw(IsamFile *h, std::uint8_t *out, const std::uint8_t *in, int length, int room) {
-    if (length < kRawHead) isFail(h, ISERR_CORRUPT);
+    if (length < kSquashHead) isFail(h, ISERR_CORRUPT);
     const int n = ld_int(in + 1);
-    if (n > length - kRawHead || n > room) isFail(h, ISERR_CORRUPT);
-    std::memcpy(out, in + kRawHead, static_cast<std::size_t>(n));
+    if (n > length - kSquashHead || n > room) isFail(h, ISERR_CORRUPT);
+    std::memcpy(out, in + kSquashHead, static_cast<std::size_t>(n));
     return n;
 }
 
@@ -103,8 +102,8 @@ int isDsquash(IsamFile *h, const void *source, int n) {
     if (head != 0) return head + rleBody(out + head, out, in);
     out[0] = 0;
     st_int(static_cast<std::uint32_t>(n), out + 1);
-    std::memcpy(out + kRawHead, in, static_cast<std::size_t>(n));
-    return kRawHead + n;
+    std::memcpy(out + kSquashHead, in, static_cast<std::size_t>(n));
+    return kSquashHead + n;
 }
 
 int isDexpand(IsamFile *h, void *destination, int length, int room) {

@@ -15,6 +15,9 @@
 
 #include "base/isfile.h"
 
+// What coding adds to a tail at the most.
+inline constexpr int kSquashHead = 1 + 2;
+
 // Makes sure that the handle's work buffer holds n bytes of tail in any form,
 // and returns it.
 std::uint8_t *isDbuffer(IsamFile *h, int n);

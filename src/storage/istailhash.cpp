@@ -60,10 +60,10 @@ std::uint32_t findSpace(IsamFile *h, RemStage *stage, int need) {
     while (b <= kLastBucket && h->hashHeads[b] == 0)
         ++b;
     if (b > kLastBucket) return 0;
-    std::uint32_t steps = 0, limit = 0;
-    for (std::uint32_t number = h->hashHeads[b]; number != 0;) {
-        if (steps == 1) limit = isNodeLimit(h);
-        if (++steps > 1 && steps > limit) isFail(h, ISERR_CORRUPT);
+    // A head's link back is 0: the walk goes on in damaged files alone.
+    std::uint32_t number = h->hashHeads[b];
+    for (std::uint32_t steps = 0; number != 0; ++steps) {
+        if (steps > 0 && steps >= isNodeLimit(h)) isFail(h, ISERR_CORRUPT);
         const std::uint8_t *node = isStageLoad(h, stage, number);
         // Damage: without slots the node would be started afresh, in its bucket.
         if (slots(node) == 0) isFail(h, ISERR_CORRUPT);

@@ -34,7 +34,6 @@ struct VarlenState {
 namespace {
 
 constexpr int kPieceGrowth = 40;  // more than the longest tail has
-constexpr int kRawHead = 3;       // what coding can add to a tail
 constexpr int kMaxPieces = ISMAXVARLEN / kMaxPiece + 2;
 
 bool isCompressed(const IsamFile *h) { return (h->mode & ISCOMPRESS) != 0; }
@@ -45,7 +44,7 @@ std::uint8_t *pointerAt(IsamFile *h) { return h->recordBuffer + h->recordLength 
 // Length of the tail in the slot buffer, as stored; 105 for one that cannot be.
 int storedLength(IsamFile *h) {
     const int length = ld_int(pointerAt(h));
-    if (length > tailMaximum(h) + (isCompressed(h) ? kRawHead : 0)) isFail(h, ISERR_CORRUPT);
+    if (length > tailMaximum(h) + (isCompressed(h) ? kSquashHead : 0)) isFail(h, ISERR_CORRUPT);
     return length;
 }
 
