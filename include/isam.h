@@ -513,8 +513,9 @@ ISAM_API int isrelcurr(int fd);
  * Errors: 102 null path, 120 the log cannot be opened. */
 ISAM_API int islogopen(const char *path);
 
-/* Ends logging. A transaction that is still open can then only be ended: its
- * records stay as they are. */
+/* Ends logging. A transaction that is still open can then only be ended, by
+ * iscommit (121) or isrollback (118): its records stay as they are, and those
+ * in files that stay open stay locked until they are released. */
 ISAM_API int islogclose(void);
 
 /* Begins a transaction, or goes on with the one that is open: they do not
@@ -538,7 +539,8 @@ ISAM_API int iscommit(void);
 ISAM_API int isrollback(void);
 
 /* Does everything in the open log again, from its beginning, and undoes the
- * transactions that were rolled back; those that have no end are kept. The
+ * transactions that were rolled back; those that have no end are kept. A
+ * rollback that failed over a lock or a system call is done whole. The
  * files must be as they were when the log was begun, under the names that the
  * log has, and nobody may be working on them. At the end they are closed.
  * Errors: 118 a log record is cut off, or belongs to a file that was not

@@ -18,7 +18,6 @@ void isGetNode(IsamFile *h, std::uint8_t *buffer, std::uint32_t number) {
 }
 
 void isGetLinked(IsamFile *h, std::uint8_t *buffer, std::uint32_t number) {
-    isCheckNodeNumber(h, number);
     if (!is_read_within(h, ISKIND_INDEX, buffer, h->nodeSize, nodeOffset(h, number))) isFail(h, ISERR_CORRUPT);
 }
 

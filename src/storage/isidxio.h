@@ -6,8 +6,8 @@
 void isGetNode(IsamFile *h, std::uint8_t *buffer, std::uint32_t number);
 void isPutNode(IsamFile *h, const std::uint8_t *buffer, std::uint32_t number);
 
-// Reads a node that a link leads to: 105 for a number that is no node's, also
-// where the file ends before it.
+// Reads a node that a link leads to: 105 where the file ends before it, which a
+// checked number does not rule out.
 void isGetLinked(IsamFile *h, std::uint8_t *buffer, std::uint32_t number);
 
 // Reads and writes length bytes of a node in place, at offset.

@@ -70,6 +70,7 @@ void isStageClear(RemStage *stage) {
 }
 
 std::uint8_t *isStageLoad(IsamFile *h, RemStage *stage, std::uint32_t number) {
+    isCheckNodeNumber(h, number);
     if (const StagedNode *staged = find(stage, number)) return staged->bytes;
     StagedNode *node = take(h, stage, number);
     isGetLinked(h, node->bytes, number);

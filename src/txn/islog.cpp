@@ -268,16 +268,15 @@ void isLGfits(IsamFile *h, int type, int imageBytes) {
     if (isProcess.logEnd > kNearEnd && is_size(nullptr, isProcess.logfile) > kMaxOffset) isFail(h, ISERR_LOGWRITE);
 }
 
-bool isLGintxn(const IsamFile *h) { return isChained(h) && txnwork() != nullptr; }
-
 void isLGlock(IsamFile *h, long recnum) {
     if (isChained(h)) isLockNew(h, recnum);
 }
 
 bool isLGvclose(IsamFile *h) {
-    if (isProcess.recover || (h->state & ISSTATE_PARKED) != 0 || !isLGintxn(h)) return false;
-    putvfile(txnwork(), h);
-    return true;
+    if (isProcess.recover || (h->state & ISSTATE_PARKED) != 0 || !isChained(h)) return false;
+    Txn *txn = txnwork();
+    if (txn != nullptr) putvfile(txn, h);
+    return txn != nullptr;
 }
 
 IsamFile *isLGvopen(const char *name, int mode) {

@@ -47,9 +47,6 @@ void isLGtakeBack();
 // Would a record with images of that many bytes fit? 121 if it would not.
 void isLGfits(IsamFile *h, int type, int imageBytes);
 
-// Does the handle work in a transaction of the caller?
-bool isLGintxn(const IsamFile *h);
-
 // Locks a record whose change is to be logged, until the transaction ends; only
 // under ISTRANS. 107 when that is refused.
 void isLGlock(IsamFile *h, long recnum);

@@ -30,6 +30,10 @@ template <typename T> int freeSlot(T **&table, int &slots) {
     return slots - 1;
 }
 
+}  // namespace
+
+std::int16_t isTxnId() { return isProcess.callback != nullptr ? isProcess.callback() : std::int16_t{0}; }
+
 Txn *findid(std::int16_t id) {
     for (int i = isProcess.txncount - 1; i >= 0; --i) {
         Txn *txn = isProcess.txnlist[i];
@@ -37,10 +41,6 @@ Txn *findid(std::int16_t id) {
     }
     return nullptr;
 }
-
-}  // namespace
-
-std::int16_t isTxnId() { return isProcess.callback != nullptr ? isProcess.callback() : std::int16_t{0}; }
 
 Txn *txnwork() {
     if (isProcess.txnlist == nullptr) return nullptr;

@@ -17,8 +17,10 @@ struct Txn {
     std::uint32_t logSerial;  // the log that it was begun in
 };
 
-// The caller's transaction number; the caller's open transaction or null.
+// The caller's transaction number, for which the identity function is asked; the
+// open transaction of a number, and the caller's, or null.
 std::int16_t isTxnId();
+Txn *findid(std::int16_t id);
 Txn *txnwork();
 
 // Enters a new transaction, and takes one out and frees it.

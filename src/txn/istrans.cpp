@@ -23,7 +23,8 @@ int walk(const Txn *txn, TxnWalk mode) {
         return 0;
     }
     isProcess.logfile = -1;
-    const int done = txnprocess(log, txn->lastOffset, mode);
+    bool refused;
+    const int done = txnprocess(log, txn->lastOffset, mode, &refused);
     isProcess.logfile = log;
     return done;
 }
@@ -107,12 +108,13 @@ int isBegin() {
         errno = ISERR_NOLOG;
         return 0;
     }
-    if (Txn *open = txnwork()) {
+    const std::int16_t id = isTxnId();
+    if (Txn *open = findid(id)) {
         if (chainLog(open) >= 0) return 1;
         // Its log was closed under it: nothing can be undone any more.
         txndrop(open, logtype::kCommit);
     }
-    return txninit(isTxnId());
+    return txninit(id);
 }
 
 int isCommit() {

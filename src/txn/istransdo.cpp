@@ -34,7 +34,7 @@ bool isOpenedFor(const IsamFile *h, int fd, int process) {
 }
 
 // Closes the handles that recovery has left standing on a file: their owners
-// died, or closed without a record. Nothing may have the file open besides keep.
+// died, or closed without a record.
 void closeStanding(const char *name, const IsamFile *keep) {
     for (int i = isProcess.admsize - 1; i >= 0; --i) {
         IsamFile *h = isProcess.adminfo[i].isam;
@@ -73,7 +73,7 @@ int endUndo(const Undoing &undoing, int done) {
     return settled(undoing.h, done);
 }
 
-int txnopen(LogRecord *record) {
+int openAgain(LogRecord *record, std::int64_t since) {
     const int fd = isTakeInt(record), variable = isTakeInt(record);
     const char *name = isTakeName(record);
     if (!isLogSound(record)) return 0;
@@ -84,13 +84,21 @@ int txnopen(LogRecord *record) {
     h->recovered = true;
     h->txnFileId[0] = process;
     h->txnFileId[1] = fd;
+    h->logStart = since;
     return 1;
 }
 
-int rollopen(LogRecord *record) { return isProcess.recover ? txnopen(record) : 1; }
+int txnopen(LogRecord *record) { return openAgain(record, record->offset); }
+
+// For what the transaction did through the handle before it was closed.
+int rollopen(LogRecord *record) { return isProcess.recover ? openAgain(record, 0) : 1; }
 
 int txnclose(LogRecord *record) {
-    IsamFile *h = txnrealfile(record, isTakeInt(record));
+    const int fd = isTakeInt(record);
+    isTakeInt(record);
+    isTakeName(record);
+    if (!isLogSound(record)) return 0;
+    IsamFile *h = txnrealfile(record, fd);
     return h != nullptr ? isCloseNow(h) : 0;
 }
 
@@ -104,6 +112,7 @@ int txnbuild(LogRecord *record) {
     isTakeKey(record, &key);
     const char *name = isTakeName(record);
     if (!isLogSound(record)) return 0;
+    closeStanding(name, nullptr);
     IsamFile *h = isBuild(name, minLength, maxLength, &key, mode);
     return h != nullptr ? isCloseNow(h) : 0;
 }
@@ -147,7 +156,8 @@ int txnsetuniq(LogRecord *record) {
 
 int txnunique(LogRecord *record) {
     IsamFile *h = txnrealfile(record, isTakeInt(record));
-    if (h == nullptr) return 0;
+    isTakeLong(record);
+    if (!isLogSound(record) || h == nullptr) return 0;
     long unused;
     return settled(h, isUniqueId(h, &unused));
 }
@@ -222,7 +232,7 @@ IsamFile *txnrealfile(const LogRecord *record, int fd) {
         isAdmTxnFile(fd, process);
         // Without a match the search ends at the lowest slot, whatever it holds.
         h = isAdmTxnLast();
-        if (!isOpenedFor(h, fd, process)) h = nullptr;
+        if (!isOpenedFor(h, fd, process) || record->offset < h->logStart) h = nullptr;
     } else {
         h = isAdmItoD(fd);
         if (h != nullptr && !isLGknows(h, record->offset)) h = nullptr;

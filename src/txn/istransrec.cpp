@@ -14,8 +14,11 @@
 namespace {
 
 // A change that could not be undone when the transaction was rolled back, for
-// what the files held, cannot be undone now either: the rollback ended there.
-bool failedThenToo(int code) { return code == ISERR_DUPLICATE || code == ISERR_NOTFOUND || code == ISERR_NOCURRENT; }
+// what the files held or because its file had been closed, cannot be undone now
+// either: the rollback ended there.
+bool failedThenToo(int code) {
+    return code == ISERR_DUPLICATE || code == ISERR_NOTFOUND || code == ISERR_NOCURRENT || code == ISERR_LOGREAD;
+}
 
 // A rollback is not in the log, so it is done again where it ended.
 int undoAgain(int log, const LogRecord *end) {
@@ -25,7 +28,8 @@ int undoAgain(int log, const LogRecord *end) {
         errno = ISERR_BADLOG;
         return 0;
     }
-    return txnprocess(log, last, TxnWalk::kUndo) || failedThenToo(errno);
+    bool refused;
+    return txnprocess(log, last, TxnWalk::kUndo, &refused) || (refused && failedThenToo(errno));
 }
 
 int redo(int log, LogRecord *record) {

@@ -10,7 +10,7 @@ namespace {
 
 bool isChange(int type) { return type == logtype::kInsert || type == logtype::kDelete || type == logtype::kUpdate; }
 
-int visit(int log, LogRecord *record, const TxnAction *action, TxnWalk mode) {
+int visit(int log, LogRecord *record, const TxnAction *action, TxnWalk mode, bool *refused) {
     const int type = action->type;
     switch (mode) {
     case TxnWalk::kMark:
@@ -26,10 +26,12 @@ int visit(int log, LogRecord *record, const TxnAction *action, TxnWalk mode) {
     case TxnWalk::kUndo: break;
     }
     if (action->undo == nullptr) return 1;
-    return isLogBody(log, record) && action->undo(record);
+    if (!isLogBody(log, record)) return 0;
+    *refused = action->undo(record) == 0;
+    return !*refused;
 }
 
-int walk(int log, std::int64_t offset, TxnWalk mode, TxnMoves *moves) {
+int walk(int log, std::int64_t offset, TxnWalk mode, TxnMoves *moves, bool *refused) {
     for (;;) {
         LogRecord record;
         if (!isLogHead(log, &record, offset)) return 0;
@@ -43,16 +45,17 @@ int walk(int log, std::int64_t offset, TxnWalk mode, TxnMoves *moves) {
             return 0;
         }
         if (mode == TxnWalk::kUndo) record.moves = moves;
-        if (!visit(log, &record, action, mode)) return 0;
+        if (!visit(log, &record, action, mode, refused)) return 0;
         offset = previous;
     }
 }
 
 }  // namespace
 
-int txnprocess(int log, std::int64_t offset, TxnWalk mode) {
+int txnprocess(int log, std::int64_t offset, TxnWalk mode, bool *refused) {
     TxnMoves moves = {};
-    const int done = walk(log, offset, mode, &moves);
+    *refused = false;
+    const int done = walk(log, offset, mode, &moves, refused);
     isFreeMoves(&moves);
     return done;
 }

@@ -12,5 +12,6 @@ enum class TxnWalk {
 
 // Walks from the record at offset. 0 with the code in errno when a record
 // cannot be read (118), is damaged (119), or cannot be undone: the walk ends
-// there. A lock that cannot be released ends nothing.
-int txnprocess(int log, std::int64_t offset, TxnWalk mode);
+// there. A lock that cannot be released ends nothing. *refused tells whether the
+// walk ended at a change that could not be undone.
+int txnprocess(int log, std::int64_t offset, TxnWalk mode, bool *refused);
