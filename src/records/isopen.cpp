@@ -138,13 +138,8 @@ int isCloseNow(IsamFile *h) {
 int isClose(IsamFile *h) { return isLGvclose(h) ? 1 : isCloseNow(h); }
 
 int isCleanUp() {
-    for (int fd = isProcess.admsize - 1; fd >= 0; --fd) {
-        IsamFile *h = isAdmItoD(fd);
-        if (h == nullptr) continue;
-        // Its transaction cannot reach it any more: the closing is no part of it.
-        h->mode &= ~ISTRANS;
-        isCloseNow(h);
-    }
+    for (int fd = isProcess.admsize - 1; fd >= 0; --fd)
+        if (IsamFile *h = isAdmItoD(fd)) isCloseNow(h);
     isAdmFreeTable();
     return 1;
 }

@@ -42,11 +42,10 @@ void closeStanding(const char *name, const IsamFile *keep) {
     }
 }
 
-void closeStandingFor(int fd, int process) {
-    for (int i = isProcess.admsize - 1; i >= 0; --i) {
-        IsamFile *h = isProcess.adminfo[i].isam;
-        if (isOpenedFor(h, fd, process)) isCloseNow(h);
-    }
+IsamFile *standingFor(int fd, int process) {
+    for (int i = isProcess.admsize - 1; i >= 0; --i)
+        if (isOpenedFor(isProcess.adminfo[i].isam, fd, process)) return isProcess.adminfo[i].isam;
+    return nullptr;
 }
 
 bool isUndoing(const LogRecord *record) { return record->moves != nullptr; }
@@ -73,12 +72,18 @@ int endUndo(const Undoing &undoing, int done) {
     return settled(undoing.h, done);
 }
 
-int openAgain(LogRecord *record, std::int64_t since) {
+// Opens a file for what the log has done through it from offset `since` on.
+int openFor(LogRecord *record, std::int64_t since) {
     const int fd = isTakeInt(record), variable = isTakeInt(record);
     const char *name = isTakeName(record);
     if (!isLogSound(record)) return 0;
     const int process = logrec::process(record->bytes);
-    closeStandingFor(fd, process);
+    if (IsamFile *standing = standingFor(fd, process)) {
+        // The descriptor means another file by now: this one is beyond reach, as it
+        // was when the transaction was rolled back.
+        if (record->offset < standing->logStart) return 1;
+        isCloseNow(standing);
+    }
     IsamFile *h = isOpen(name, kRecoveryMode | (variable != 0 ? ISVARLEN : 0));
     if (h == nullptr) return 0;
     h->recovered = true;
@@ -88,10 +93,10 @@ int openAgain(LogRecord *record, std::int64_t since) {
     return 1;
 }
 
-int txnopen(LogRecord *record) { return openAgain(record, record->offset); }
+int txnopen(LogRecord *record) { return openFor(record, record->offset); }
 
 // For what the transaction did through the handle before it was closed.
-int rollopen(LogRecord *record) { return isProcess.recover ? openAgain(record, 0) : 1; }
+int rollopen(LogRecord *record) { return isProcess.recover ? openFor(record, 0) : 1; }
 
 int txnclose(LogRecord *record) {
     const int fd = isTakeInt(record);
