@@ -55,7 +55,7 @@ void isAudVLen(IsamFile *h, int length) {
 }
 
 void isAudBody(IsamFile *h, const void *bytes, int length) {
-    if (h->auditFd > 0) std::memcpy(extend(h, length), bytes, static_cast<std::size_t>(length));
+    if (h->auditFd > 0 && length > 0) std::memcpy(extend(h, length), bytes, static_cast<std::size_t>(length));
 }
 
 void isAudWrite(IsamFile *h) {
