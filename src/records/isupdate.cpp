@@ -84,7 +84,6 @@ void rewriteKeys(IsamFile *h, long recnum, const char *record) {
         const auto number = static_cast<std::uint32_t>(recnum);
         if (change.removes) isTreeDelete(h, path, change.before, number);
         if (change.inserts) isTreeInsert(h, path, change.after, number);
-        isPathWrite(h, i);
     }
 }
 
@@ -96,6 +95,8 @@ void rewrite(IsamFile *h, long recnum, const char *record) {
         isVLdel(h);
         isVLwrite(h);
     }
+    isPathWrite(h, h->keyCount);
+    if (hasTails(h)) isVLput(h);
     isPutData(h, record, recnum);
     isFreeWrite(h);
     isHeadWrite(h);

@@ -50,7 +50,10 @@ void insert(IsamFile *h, const char *record) {
     isAuditRecord(h, audit::kAdded, recnum, record, hasTails(h) ? isVLcode(h, record) : StoredTail{});
     isAudDone(h);
 
-    if (hasTails(h)) isVLwrite(h);
+    if (hasTails(h)) {
+        isVLwrite(h);
+        isVLput(h);
+    }
     isPutData(h, record, recnum);
     isPathWrite(h, h->keyCount);
     isFreeWrite(h);

@@ -23,8 +23,19 @@ struct TailPiece {
     int free;    // free bytes of its node
 };
 
+constexpr int kMaxPieces = ISMAXVARLEN / kMaxPiece + 2;
+
+// A tail being stored: its whole pieces and what they point to.
+struct NewTail {
+    const std::uint8_t *bytes;
+    int whole;                          // pieces of 994 bytes
+    std::uint32_t numbers[kMaxPieces];  // their nodes, that of the last piece first
+    Place shared;                       // the piece behind them, node 0 = none
+};
+
 struct VarlenState {
     RemStage stage;
+    NewTail tail;
     TailPiece *pieces;  // of the tail fetched last
     int count, room;
     int length;        // of that tail, bytes as stored
@@ -34,7 +45,6 @@ struct VarlenState {
 namespace {
 
 constexpr int kPieceGrowth = 40;  // more than the longest tail has
-constexpr int kMaxPieces = ISMAXVARLEN / kMaxPiece + 2;
 
 bool isCompressed(const IsamFile *h) { return (h->mode & ISCOMPRESS) != 0; }
 int tailMaximum(const IsamFile *h) { return h->varlenInfo - h->recordLength; }
@@ -121,14 +131,6 @@ void rmVarData(IsamFile *h) {
     }
 }
 
-// A tail being stored: its whole pieces and what they point to.
-struct NewTail {
-    const std::uint8_t *bytes;
-    int whole;                          // pieces of 994 bytes
-    std::uint32_t numbers[kMaxPieces];  // their nodes, that of the last piece first
-    Place shared;                       // the piece behind them, node 0 = none
-};
-
 // Adds the last bytes of a tail to a node that has room.
 Place putShared(IsamFile *h, const std::uint8_t *bytes, int length) {
     RemStage *stage = &h->varlenState->stage;
@@ -159,30 +161,19 @@ void putWhole(IsamFile *h, const NewTail &tail, bool longer) {
     }
 }
 
-// Writes what is staged, and whole pieces with it: new room first, so that a
-// full disk shows while the old tail is still there.
-void putAll(IsamFile *h, const NewTail &tail) {
-    RemStage *stage = &h->varlenState->stage;
-    putWhole(h, tail, true);
-    isStagePutNew(h, stage);
-    putWhole(h, tail, false);
-    isStagePut(h, stage);
-    if (h->hashStale == 0) isStoreHeads(h);
-}
-
-// Stores a tail: its remainder in a shared node, then, from the end to the
+// Lays a tail out: its remainder in a shared node, then, from the end to the
 // beginning, whole pieces in nodes of their own. Returns where it begins.
 Place wrVarData(IsamFile *h, const std::uint8_t *bytes, int length) {
     const int remainder = length % kMaxPiece;
-    NewTail tail = {bytes, length / kMaxPiece, {}, {0, 0}};
+    NewTail &tail = h->varlenState->tail;
+    tail.bytes = bytes;
     if (remainder != 0) tail.shared = putShared(h, bytes + length - remainder, remainder);
     bool tooHigh = tail.shared.node > kMaxNode;
-    for (int i = 0; i < tail.whole; ++i) {
-        tail.numbers[i] = isGetFree(h, ISKIND_INDEX);
-        tooHigh = tooHigh || tail.numbers[i] > kMaxNode;
+    for (; tail.whole < length / kMaxPiece; ++tail.whole) {
+        tail.numbers[tail.whole] = isGetFree(h, ISKIND_INDEX);
+        tooHigh = tooHigh || tail.numbers[tail.whole] > kMaxNode;
     }
     if (tooHigh) isFail(h, ISERR_DISKSPACE);
-    putAll(h, tail);
     return tail.whole > 0 ? Place{tail.numbers[tail.whole - 1], 0} : tail.shared;
 }
 
@@ -237,18 +228,25 @@ StoredTail isVLcode(IsamFile *h, const char *record) {
 }
 
 void isVLwrite(IsamFile *h) {
-    const StoredTail &coded = h->varlenState->coded;
-    if (coded.length > 0) {
-        setPointer(h, coded.length, wrVarData(h, coded.bytes, coded.length));
-    } else {
-        setPointer(h, 0, {0, 0});
-        isVLput(h);
-    }
+    VarlenState *state = h->varlenState;
+    const StoredTail &coded = state->coded;
+    setPointer(h, coded.length, coded.length > 0 ? wrVarData(h, coded.bytes, coded.length) : Place{0, 0});
+    putWhole(h, state->tail, true);
+    isStagePutNew(h, &state->stage);
+}
+
+void isVLput(IsamFile *h) {
+    VarlenState *state = h->varlenState;
+    putWhole(h, state->tail, false);
+    isStagePut(h, &state->stage);
+    if (h->hashStale == 0) isStoreHeads(h);
 }
 
 void isVLforget(IsamFile *h) {
-    isStageClear(&h->varlenState->stage);
-    h->varlenState->count = h->varlenState->length = 0;
+    VarlenState *state = h->varlenState;
+    isStageClear(&state->stage);
+    state->tail.whole = state->count = state->length = 0;
+    state->tail.shared = {0, 0};
 }
 
 StoredTail isVLfetch(IsamFile *h) {
@@ -273,8 +271,6 @@ int isVLimage(IsamFile *h, char *record) {
 void isVLdel(IsamFile *h) {
     if (h->varlenState->length != 0) rmVarData(h);
 }
-
-void isVLput(IsamFile *h) { putAll(h, {}); }
 
 void isVLfits(IsamFile *h) {
     if (h->reclen > h->varlenInfo) isFail(h, ISERR_ROWSIZE);

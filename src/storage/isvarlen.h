@@ -49,16 +49,16 @@ int isVLimage(IsamFile *h, char *record);
 // maximum length.
 StoredTail isVLcode(IsamFile *h, const char *record);
 
-// Removes the fetched tail, if there is one, in memory. isVLwrite or isVLput
-// must follow.
+// Removes the fetched tail, if there is one, in memory.
 void isVLdel(IsamFile *h);
 
-// Stores the tail made ready and points the slot buffer to it. Writes the nodes,
-// also those that isVLdel has changed; the header copy gets the hash. 131 when no
-// node number is left: nothing has been written then.
+// Lays out the tail made ready, points the slot buffer to it, and writes those of
+// its nodes that make the file longer: a full disk shows while the old tail is
+// still there. 131 when no node number is left: nothing has been written then.
 void isVLwrite(IsamFile *h);
 
-// Writes what isVLdel has changed.
+// Writes everything else that isVLdel and isVLwrite have changed; the header copy
+// gets the hash. Must follow them.
 void isVLput(IsamFile *h);
 
 // 132 when the current length is above the maximum.
