@@ -269,7 +269,9 @@ ISAM_API int isopen(const char *name, int mode);
  * Error: 121 the log cannot be written; the file is closed all the same. */
 ISAM_API int isclose(int fd);
 
-/* Closes every descriptor, highest first, those that transactions hold too. */
+/* Closes every descriptor, highest first, those that transactions hold too. A
+ * transaction whose files have been closed so cannot be rolled back here any
+ * more (118); recovery will roll it back where the log says so. */
 ISAM_API int iscleanup(void);
 
 /* Stores the mode word of an open file in *mode. No lock; the globals stay,
@@ -496,7 +498,8 @@ ISAM_API int isrelcurr(int fd);
  *
  * A log file takes a record of every change that the process makes from
  * islogopen to islogclose, with what is needed to undo it and to do it again;
- * several processes may write into one log. A transaction groups the changes
+ * several processes may write into one log, as long as their ids differ in the
+ * low 16 bits. A transaction groups the changes
  * of files opened with ISTRANS: isrollback undoes them. The records that it
  * inserts and rewrites stay locked, and files closed in it stay open for it,
  * until it ends.
@@ -551,6 +554,8 @@ ISAM_API int isrecover(void);
 /* Tells whose transaction a call belongs to, where one process has several:
  * identity is called by every begin, end and logged change and returns the
  * transaction's number, which log records then carry in place of the user's.
+ * A descriptor through which one transaction has changed something must not be
+ * closed by a caller outside it before it has ended.
  * Null: one transaction a process, number 0. Returns 1. */
 ISAM_API int isTxnInit(short (*identity)(void));
 

@@ -11,6 +11,7 @@
 
 struct IsamFile;
 struct Txn;
+struct ClosedPair;
 
 // One slot of the descriptor table; its index is the caller's descriptor.
 struct AdmEntry {
@@ -39,6 +40,7 @@ struct ProcessState {
     char *logpath = nullptr;         // its name as given
     std::uint8_t *buffer = nullptr;  // the log record being put together or read
     std::size_t bufoff = 0;          // where its next byte goes
+    bool logHeld = false;            // the log's lock is held for more than one record
     std::int64_t logEnd = 0;         // length of the log when it was last looked at, bytes
     Appended appended;               // what went into it last
     std::uint32_t logSerial = 0;     // counts the logs opened, to tell them apart
@@ -47,6 +49,8 @@ struct ProcessState {
     int txncount = 0;               // slots allocated, free ones included
     short (*callback)() = nullptr;  // tells whose transaction a call belongs to
     bool recover = false;           // recovery is running
+    ClosedPair *closed = nullptr;   // descriptors that it has closed
+    int closedCount = 0, closedRoom = 0;
 };
 
 extern ProcessState isProcess;

@@ -91,6 +91,10 @@ void kindName(IsamFile *h, char *path, const char *name, int kind) {
     if (!makename(path, name, kind)) isFail(h, ISERR_NAMETOOLONG);
 }
 
+FileIdentity identityOf(const struct stat &status) {
+    return {static_cast<std::uint64_t>(status.st_dev), static_cast<std::uint64_t>(status.st_ino)};
+}
+
 }  // namespace
 
 int testlink(char *out, const char *name) {
@@ -183,8 +187,14 @@ std::int64_t is_size(IsamFile *h, int kind) {
 
 FileIdentity is_identity(IsamFile *h, int kind) {
     struct stat status;
-    if (fstat(loadfd(h, kind), &status) != 0) return {0, 0};
-    return {static_cast<std::uint64_t>(status.st_dev), static_cast<std::uint64_t>(status.st_ino)};
+    return fstat(loadfd(h, kind), &status) == 0 ? identityOf(status) : FileIdentity{0, 0};
+}
+
+bool is_current(IsamFile *h, int kind, const char *name) {
+    char path[kPathSize];
+    struct stat status;
+    kindName(h, path, name, kind);
+    return stat(path, &status) == 0 && identityOf(status) == is_identity(h, kind);
 }
 
 std::int64_t is_tell(IsamFile *h, int kind) {

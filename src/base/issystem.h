@@ -79,6 +79,9 @@ struct FileIdentity {
 };
 FileIdentity is_identity(IsamFile *h, int kind);
 
+// Is the handle's open file still the one of that name?
+bool is_current(IsamFile *h, int kind, const char *name);
+
 std::int64_t is_tell(IsamFile *h, int kind);
 
 // Removes or renames the file of that kind. A rename never overwrites.

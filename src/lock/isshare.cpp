@@ -6,6 +6,20 @@
 #include "lock/islock.h"
 #include "storage/ishead.h"
 
+namespace {
+
+// Opens both files and takes the open lock.
+void openFiles(IsamFile *h) {
+    if (h->indexFd < 0) is_open(h, ISKIND_INDEX, h->name);
+    if (getdatlen(h) != 0 && h->dataFd < 0) is_open(h, ISKIND_DATA, h->name);
+    if ((h->mode & ISLOCKEXCL) != 0)
+        isLockExcl(h);
+    else
+        isLockOpen(h);
+}
+
+}  // namespace
+
 int isAdmOpen(IsamFile *h) {
     const int fd = isAdmRegister(h);
     const IsamFile *other = isAdmFindName(h, h->name);
@@ -17,12 +31,14 @@ int isAdmOpen(IsamFile *h) {
         return fd;
     }
     isAdmNewToken(h);
-    if (h->indexFd < 0) is_open(h, ISKIND_INDEX, h->name);
-    if (getdatlen(h) != 0 && h->dataFd < 0) is_open(h, ISKIND_DATA, h->name);
-    if ((h->mode & ISLOCKEXCL) != 0)
-        isLockExcl(h);
-    else
-        isLockOpen(h);
+    openFiles(h);
+    while (!is_current(h, ISKIND_INDEX, h->name)) {
+        // Erased, renamed or built anew before the lock was granted: the data file
+        // may be another set's.
+        is_close(h, ISKIND_INDEX);
+        is_close(h, ISKIND_DATA);
+        openFiles(h);
+    }
     return fd;
 }
 

@@ -23,9 +23,11 @@ template <typename Body> int onWholeSet(const char *name, Body &&body) {
     const int done = isOperation(h, ISCLASS_OPEN, [h, &body] {
         isAdmOpen(h);
         isLoadHead(h);
+        if (isLGtest(nullptr)) isLGhold();
         body(h);
         return 1;
     });
+    isLGletGo();
     if (done)
         isDispose(h);
     else

@@ -64,6 +64,7 @@ IsamFile *isBuild(const char *name, int minLength, int maxLength, const KeyDesc 
         if (name == nullptr) isFail(h, ISERR_ARGUMENT);
         settleShape(h, minLength, maxLength);
         if (key == nullptr || !isTestIndex(h, key)) isFail(h, ISERR_KEYDESC);
+        if (isLGtest(h)) isLGhold();
         makeFiles(h, key);
         isAdmOpen(h);
         if (hasTails(h)) isVLinit(h);
@@ -75,6 +76,7 @@ IsamFile *isBuild(const char *name, int minLength, int maxLength, const KeyDesc 
         }
         return 1;
     });
+    isLGletGo();
     if (built) return h;
     isAbandon(h);
     return nullptr;

@@ -99,15 +99,23 @@ bool append(Txn *txn, int length) {
     return true;
 }
 
+bool lockLog() {
+    return isProcess.logHeld || is_lock(nullptr, isProcess.logfile, kLockStart, kLockLength, ISLT_WRITEWAIT);
+}
+
+void unlockLog() {
+    if (!isProcess.logHeld) is_lock(nullptr, isProcess.logfile, kLockStart, kLockLength, ISLT_UNLOCK);
+}
+
 int logwrite(Txn *txn, bool chained) {
     const std::size_t length = isProcess.bufoff + kTrailerSize;
     bool written = false;
     if (length <= kMaxSize) {
         st_int(static_cast<std::uint32_t>(length), isProcess.buffer + kLengthOffset);
         st_int(static_cast<std::uint32_t>(length), isProcess.buffer + isProcess.bufoff);
-        if (is_lock(nullptr, isProcess.logfile, kLockStart, kLockLength, ISLT_WRITEWAIT)) {
+        if (lockLog()) {
             written = append(chained ? txn : nullptr, static_cast<int>(length));
-            is_lock(nullptr, isProcess.logfile, kLockStart, kLockLength, ISLT_UNLOCK);
+            unlockLog();
         }
     }
     if (!written) errno = ISERR_LOGWRITE;
@@ -251,14 +259,24 @@ void isNeedLogged(IsamFile *h, int logged) {
 void isLGtakeBack() {
     Appended &last = isProcess.appended;
     const int log = isProcess.logfile;
-    if (log < 0 || last.length == 0 || !is_lock(nullptr, log, kLockStart, kLockLength, ISLT_WRITEWAIT)) return;
+    if (log < 0 || last.length == 0 || !lockLog()) return;
     if (is_size(nullptr, log) == last.offset + last.length && is_truncate(nullptr, log, last.offset) &&
         last.txn != nullptr) {
         last.txn->lastOffset = last.lastOffset;
         last.txn->lastLength = last.lastLength;
     }
     last = {};
-    is_lock(nullptr, log, kLockStart, kLockLength, ISLT_UNLOCK);
+    unlockLog();
+}
+
+void isLGhold() {
+    if (isProcess.logfile >= 0) isProcess.logHeld = lockLog();
+}
+
+void isLGletGo() {
+    if (!isProcess.logHeld) return;
+    isProcess.logHeld = false;
+    unlockLog();
 }
 
 void isLGfits(IsamFile *h, int type, int imageBytes) {

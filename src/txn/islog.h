@@ -44,6 +44,12 @@ void isNeedLogged(IsamFile *h, int logged);
 // tells of has failed; nothing where other processes have appended since.
 void isLGtakeBack();
 
+// Keep other processes from appending while a file set appears, goes or changes
+// its name: whoever meets the change must come later in the log. Nothing that
+// waits may be done meanwhile. isLGletGo also when the change has failed.
+void isLGhold();
+void isLGletGo();
+
 // Would a record with images of that many bytes fit? 121 if it would not.
 void isLGfits(IsamFile *h, int type, int imageBytes);
 

@@ -13,6 +13,7 @@
 #include "records/isopen.h"
 #include "records/iswrite.h"
 #include "txn/islog.h"
+#include "txn/istranspair.h"
 
 namespace {
 
@@ -33,12 +34,18 @@ bool isOpenedFor(const IsamFile *h, int fd, int process) {
     return h != nullptr && h->recovered && h->txnFileId[0] == process && h->txnFileId[1] == fd;
 }
 
+// Closes a handle of recovery, before the log has its closing or because of it.
+int closeRecovered(IsamFile *h, bool early) {
+    isNoteClosed(h->txnFileId[1], h->txnFileId[0], h->logStart, early);
+    return isCloseNow(h);
+}
+
 // Closes the handles that recovery has left standing on a file: their owners
-// died, or closed without a record.
+// died, closed without a record, or read on without any lock.
 void closeStanding(const char *name, const IsamFile *keep) {
     for (int i = isProcess.admsize - 1; i >= 0; --i) {
         IsamFile *h = isProcess.adminfo[i].isam;
-        if (h != nullptr && h != keep && h->recovered && std::strcmp(h->name, name) == 0) isCloseNow(h);
+        if (h != nullptr && h != keep && h->recovered && std::strcmp(h->name, name) == 0) closeRecovered(h, true);
     }
 }
 
@@ -96,15 +103,19 @@ int openFor(LogRecord *record, std::int64_t since) {
 int txnopen(LogRecord *record) { return openFor(record, record->offset); }
 
 // For what the transaction did through the handle before it was closed.
-int rollopen(LogRecord *record) { return isProcess.recover ? openFor(record, 0) : 1; }
+int rollopen(LogRecord *record) {
+    if (!isProcess.recover) return 1;
+    LogRecord ahead = *record;
+    return openFor(record, isClosedSince(isTakeInt(&ahead), logrec::process(record->bytes)));
+}
 
 int txnclose(LogRecord *record) {
     const int fd = isTakeInt(record);
     isTakeInt(record);
     isTakeName(record);
     if (!isLogSound(record)) return 0;
-    IsamFile *h = txnrealfile(record, fd);
-    return h != nullptr ? isCloseNow(h) : 0;
+    if (IsamFile *h = txnrealfile(record, fd)) return closeRecovered(h, false);
+    return isClosedEarly(fd, logrec::process(record->bytes)) ? 1 : 0;
 }
 
 // Rolling back closed nothing: what was opened in the transaction went on being

@@ -9,6 +9,7 @@
 #include "txn/islog.h"
 #include "txn/istrans.h"
 #include "txn/istransdo.h"
+#include "txn/istranspair.h"
 #include "txn/istranswalk.h"
 
 namespace {
@@ -72,6 +73,7 @@ int isRecover() {
     const int done = txnrecover(log);
     const int code = errno;
     closeRecovered();
+    isFreeClosed();
     isProcess.recover = false;
     isProcess.logfile = log;
     errno = code;
