@@ -118,7 +118,7 @@ struct IsamFile {
 
     // What the log knows of the handle, see txn/islog.
     std::uint32_t logSerial;  // log that was open when the handle was opened, 0 = none
-    std::int64_t logStart;    // length of that log then, bytes
+    std::int64_t logStart;    // offset of its opening in that log
     bool changeLogged;        // the log has the change that is under way
     bool openLogged;          // and it has a record of the opening
     bool recovered;           // opened by recovery

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstring>
 #include <ctime>
+#include <limits>
 
 #include "base/isfail.h"
 #include "base/isglobal.h"
@@ -176,6 +177,7 @@ int isLGfile(int type, IsamFile *h) {
     log_int(h->varlenInfo > 0 ? 1 : 0);
     log_name(h->name);
     if (!logwrite(txn, isChained(h))) return 0;
+    if (opening) h->logStart = isProcess.appended.offset;
     h->openLogged = opening;
     return 1;
 }
@@ -305,7 +307,7 @@ IsamFile *isLGvopen(const char *name, int mode) {
 void isLGmark(IsamFile *h) {
     if (isProcess.logfile < 0) return;
     h->logSerial = isProcess.logSerial;
-    h->logStart = is_size(nullptr, isProcess.logfile);
+    h->logStart = std::numeric_limits<std::int64_t>::max();
 }
 
 bool isLGknows(const IsamFile *h, std::int64_t offset) {

@@ -62,7 +62,8 @@ void isLGlock(IsamFile *h, long recnum);
 bool isLGvclose(IsamFile *h);
 IsamFile *isLGvopen(const char *name, int mode);
 
-// Notes in a new handle where the log stands.
+// Notes in a new handle that the log was open before it: until its opening is in
+// the log, no record there is about it.
 void isLGmark(IsamFile *h);
 
 // Was the handle open when the log record at offset was written?

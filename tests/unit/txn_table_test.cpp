@@ -106,9 +106,12 @@ TEST_F(TxnTable, ALogRecordFromBeforeTheOpeningIsNotTheHandles) {
         ScratchFile earlier(8, charKey(4));
         ASSERT_GT(earlier.write("a"), 0);
         ScratchFile later(8, charKey(4));
-        EXPECT_TRUE(isLGknows(earlier.handle(), 0));
+        EXPECT_FALSE(isLGknows(earlier.handle(), 0));  // its build
+        EXPECT_TRUE(isLGknows(earlier.handle(), earlier.handle()->logStart));
         EXPECT_FALSE(isLGknows(later.handle(), 0));
         EXPECT_TRUE(isLGknows(later.handle(), later.handle()->logStart));
+        ScratchFile unlogged(8, charKey(4), ISINOUT | ISNOLOG);
+        EXPECT_FALSE(isLGknows(unlogged.handle(), 0xffffffff));
     }
     ASSERT_EQ(islogclose(), 0);
 }

@@ -191,6 +191,63 @@ void atOnce(Worker &a, Worker &b) {
     b.expect("ok");
 }
 
+// Tails of variable-length records, and transactions in one log.
+void inTransactions(Worker &a, Worker &b) {
+    a.ask("tails begin", "0");
+    a.ask("tails write 1 3000", "0");
+    b.ask("tails read 1", "0 3000");
+    b.ask("tails rewrite 1 20", "107");
+    a.ask("tails commit", "0");
+    b.ask("tails begin", "0");
+    b.ask("tails rewrite 1 20", "0");
+    b.ask("tails write 2 4000", "0");
+    a.ask("tails read 1", "0 20");
+    a.ask("tails delete 1", "107");
+    b.ask("tails rollback", "0");
+    a.ask("tails read 1", "0 3000");
+    a.ask("tails read 2", "111");
+    a.ask("tails delete 1", "0");
+    b.ask("tails read 1", "111");
+}
+
+// Either process recovers what both have logged.
+void recover(Worker &by, const std::string &path) {
+    for (const char *kind : {".idx", ".dat"})
+        std::filesystem::copy(path + "-kept" + kind, path + kind, std::filesystem::copy_options::overwrite_existing);
+    by.ask("tails log " + dir + "/log", "ok");
+    by.ask("tails recover", "ok");
+    by.ask("tails nolog", "ok");
+    by.ask("tails open " + path, "ok");
+    by.ask("tails verify 1001 1600", "ok");
+    by.ask("tails close", "ok");
+}
+
+void logged(Worker &a, Worker &b) {
+    const std::string path = dir + "/tails";
+    a.ask("tails build " + path, "ok");
+    a.ask("tails close", "ok");
+    for (const char *kind : {".idx", ".dat"})
+        std::filesystem::copy(path + kind, path + "-kept" + kind);
+    for (Worker *worker : {&a, &b}) {
+        worker->ask("tails log " + dir + "/log", "ok");
+        worker->ask("tails open " + path, "ok");
+    }
+    inTransactions(a, b);
+    b.ask("tails close", "ok");
+    b.ask("tails open " + path, "ok");
+    a.send("tails bulk 1001 2 300");
+    b.send("tails bulk 1002 2 300");
+    a.expect("ok");
+    b.expect("ok");
+    for (Worker *worker : {&a, &b}) {
+        worker->ask("tails verify 1001 1600", "ok");
+        worker->ask("tails close", "ok");
+        worker->ask("tails nolog", "ok");
+    }
+    recover(a, path);
+    recover(b, path);
+}
+
 }  // namespace
 
 int main(int argc, char **argv) {
@@ -217,6 +274,7 @@ int main(int argc, char **argv) {
     b.ask("open " + dir + "/file", "ok");
     b.ask("verify 1001 11000 1", "ok");
     b.ask("close", "ok");
+    logged(a, b);
     a.finish();
     b.finish();
 

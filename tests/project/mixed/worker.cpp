@@ -13,6 +13,9 @@
 //   bulk FIRST STEP COUNT      writes numbered records: ok, or what went wrong
 //   churn FIRST STEP COUNT     deletes each third of them, renames each other third
 //   verify FIRST LAST CHURNED  every record of the range is there as bulk and churn (0 or 1) left it, in every order
+//   tails ...                  another file, see tails.h
+#include "tails.h"
+
 #include "isam.h"
 
 #include <climits>
@@ -31,6 +34,7 @@ constexpr int kRevisionOffset = 28;
 constexpr int kRecordLength = 32;
 
 int fd = -1;
+Tails tails;
 
 KeyDesc idKey() {
     KeyDesc key{};
@@ -191,6 +195,7 @@ std::string answer(const std::string &line) {
     std::istringstream in(line);
     std::string command, text;
     in >> command;
+    if (command == "tails") return tails.answer(in);
     if (command == "width") return std::to_string(sizeof(long) * CHAR_BIT);
     if (command == "build" || command == "open" || command == "named") {
         in >> text;
