@@ -8,6 +8,7 @@ Row scratch;
 KeyDesc key;
 DictInfo info;
 char tenBytes[ISUSERINFOLEN];
+char trailName[] = "trail";
 int number;
 long longNumber;
 
@@ -152,6 +153,10 @@ const std::vector<Call> &allCalls() {
          [](int fd) {
              return isdelcurr(fd);
          }},
+        {"isaudit", Access::kWrite,
+         [](int fd) {
+             return isaudit(fd, trailName, ISAUDSETNAME);
+         }},
         {"issetunique", Access::kWrite,
          [](int fd) {
              return issetunique(fd, 1);
@@ -241,6 +246,14 @@ const std::vector<NullCall> &nullCalls() {
         {"isdelete", ISERR_ARGUMENT,
          [](int fd) {
              return isdelete(fd, nullptr);
+         }},
+        {"isaudit set name", ISERR_ARGUMENT,
+         [](int fd) {
+             return isaudit(fd, nullptr, ISAUDSETNAME);
+         }},
+        {"isaudit get name", ISERR_ARGUMENT,
+         [](int fd) {
+             return isaudit(fd, nullptr, ISAUDGETNAME);
          }},
         {"isuniqueid", ISERR_ARGUMENT,
          [](int fd) {

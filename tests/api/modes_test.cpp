@@ -1,4 +1,4 @@
-// What modes mean to the system, and refused variable lengths.
+// What modes mean to the system.
 
 #include "api_test.h"
 
@@ -36,20 +36,6 @@ TEST_F(Modes, BuiltWithoutLocksTheFilesTakeNoRecords) {
     EXPECT_EQ(iserrno, EBADF);
     EXPECT_EQ(iserrio & 0xf0, 0x50);
     EXPECT_EQ(idsOf(fd), (Ids{}));
-}
-
-TEST_F(Modes, TooLongOrInvertedVariableLengthsAreRefused) {
-    const struct {
-        int minimum, maximum;
-    } cases[] = {{10, 32512}, {10, 40000}, {200, 200}, {201, 200}, {0, 200}, {-1, 200}};
-    for (const auto &c : cases) {
-        SCOPED_TRACE(c.maximum);
-        KeyDesc key = keyDesc(0, {{0, 4}});
-        isreclen = c.minimum;
-        EXPECT_FAILS(ISERR_ARGUMENT, isbuild(base(), c.maximum, &key, ISINOUT | ISVARLEN));
-        EXPECT_FAILS(ISERR_ARGUMENT, isvbuild(base(), c.minimum, c.maximum, &key, ISINOUT | ISVARLEN));
-        EXPECT_FALSE(exists(path("file.idx")));
-    }
 }
 
 }  // namespace

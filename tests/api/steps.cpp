@@ -3,6 +3,8 @@
 #include "../support/file_check.h"
 
 #include <cstdio>
+#include <filesystem>
+#include <fstream>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -52,6 +54,25 @@ void putIds(int fd, std::initializer_list<long> ids) {
 void add(int fd, KeyDesc key) { EXPECT_OK(isaddindex(fd, &key)); }
 
 Image imageOf(const std::string &name) { return {contents(name + ".idx"), contents(name + ".dat")}; }
+
+void expectRefused(const std::string &name, int code, const std::function<int()> &call) {
+    const Image before = imageOf(name);
+    iserrno = iserrio = 77;
+    EXPECT_EQ(call(), -1);
+    EXPECT_EQ(iserrno, code);
+    EXPECT_EQ(iserrio, 0);
+    const Image after = imageOf(name);
+    EXPECT_TRUE(before.index == after.index);
+    EXPECT_TRUE(before.data == after.data);
+}
+
+void patchFile(const std::string &path, std::size_t offset, const std::string &bytes) {
+    std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
+    file.seekp(static_cast<std::streamoff>(offset));
+    file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+}
+
+void cutFile(const std::string &path, std::size_t size) { std::filesystem::resize_file(path, size); }
 
 unsigned long numberAt(const std::string &bytes, std::size_t offset, std::size_t width) {
     unsigned long value = 0;

@@ -34,6 +34,13 @@ struct Image {
 };
 Image imageOf(const std::string &name);
 
+// The call fails with a code, iserrio 0, and no byte of either file of a set changes.
+void expectRefused(const std::string &name, int code, const std::function<int()> &call);
+
+// Overwrites bytes of a file, or cuts it off.
+void patchFile(const std::string &path, std::size_t offset, const std::string &bytes);
+void cutFile(const std::string &path, std::size_t size);
+
 // Number at a byte offset, most significant byte first.
 unsigned long numberAt(const std::string &bytes, std::size_t offset, std::size_t width);
 // The bytes of node n, counted from 1.
