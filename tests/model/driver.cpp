@@ -1,8 +1,11 @@
 // A run: building the file, choosing operations, checking after every batch.
 #include "driver.h"
 
+#include "file_compare.h"
+
 #include <algorithm>
 #include <cstdio>
+#include <ctime>
 
 namespace model {
 
@@ -23,7 +26,8 @@ void installFatalReport() { isfatal(reportFatal); }
 
 Driver::Driver(const Shape &shape, RunStatistics *statistics)
     : shape_(shape), random_(shape.seed ^ 0x5eedULL), statistics_(statistics), base_(dir_.file("file")),
-      model_(shape.recordLength, shape.masked, shape.indexes[0]) {
+      model_({shape.recordLength, shape.maximumLength, shape.compressed, shape.masked}, shape.indexes[0]),
+      since_(static_cast<std::uint32_t>(std::time(nullptr))) {
     running = this;
 }
 
@@ -53,10 +57,11 @@ void Driver::fail(const std::string &what) {
 
 bool Driver::build() {
     int mode = ISINOUT | (shape_.exclusive ? ISLOCKEXCL : ISLOCKMANUAL) | (shape_.masked ? ISMASK : 0);
+    if (shape_.variable()) mode |= ISVARLEN | (shape_.compressed ? ISCOMPRESS : 0);
     KeyDesc key = shape_.indexes[0];
     isrecnum = 99;
-    isreclen = 98;
-    int fd = isbuild(base_.c_str(), shape_.recordLength, &key, mode);
+    isreclen = shape_.variable() ? shape_.recordLength : 98;
+    int fd = isbuild(base_.c_str(), shape_.variable() ? shape_.maximumLength : shape_.recordLength, &key, mode);
     if (fd < 0 || isrecnum != 0 || isreclen != shape_.recordLength) {
         fail("build: " + std::to_string(fd) + ", iserrno " + std::to_string(iserrno) + ", isrecnum " +
              std::to_string(isrecnum) + ", isreclen " + std::to_string(isreclen));
@@ -77,7 +82,7 @@ bool Driver::build() {
     if (shape_.handles == 2 && !failed_) {
         model_.addHandle();
         Outcome expected = model_.open(1, false);
-        fd = isopen(base_.c_str(), ISINOUT | ISLOCKMANUAL);
+        fd = isopen(base_.c_str(), ISINOUT | ISLOCKMANUAL | openFlags());
         Outcome actual = collect(fd < 0 ? -1 : 0, {});
         fds_.push_back(fd);
         settle("open second handle", expected, actual);
@@ -102,6 +107,7 @@ Driver::Operation Driver::chooseOperation(int call, int calls) {
     weights[kLocks] = 3;
     weights[kSetMask] = shape_.masked ? 8 : 1;
     weights[kPrecious] = shape_.precious ? 1 : 0;
+    weights[kAudit] = shape_.audited ? 2 : 0;
     long count = model_.pure() ? static_cast<long>(model_.indexes()[0].entries.size()) : model_.liveCount();
     auto scale = [&](std::initializer_list<Operation> operations, int percent) {
         for (Operation operation : operations)
@@ -159,6 +165,7 @@ void Driver::perform(Operation operation) {
     case kAddIndex: return randomAddIndex();
     case kDropIndex: return randomDropIndex();
     case kPrecious: return randomPrecious();
+    case kAudit: return randomAudit();
     case kInformation: return randomInformation();
     case kReopen: return randomReopen();
     case kLocks: return randomLocks();
@@ -199,40 +206,11 @@ bool Driver::checkStructure() {
         return false;
     }
     statistics_->levels = std::max(statistics_->levels, report.levels);
-    const testing_support::FileHeader &header = reader_->header();
-    if (static_cast<long>(header.lastRecord) != model_.last() || header.precious() != model_.precious() ||
-        reader_->indexes().size() != model_.keyCount() || reader_->noPrimaryKey() != model_.noPrimary()) {
-        fail("header: last record " + std::to_string(header.lastRecord) + ", " +
-             std::to_string(reader_->indexes().size()) + " indexes; the model has " + std::to_string(model_.last()) +
-             ", " + std::to_string(model_.keyCount()));
-        return false;
-    }
-    for (std::size_t i = 0; i < model_.keyCount(); ++i) {
-        const Index &index = model_.indexes()[i];
-        const std::vector<testing_support::TreeEntry> &leaves = report.leaves[i];
-        bool equal = leaves.size() == index.entries.size() && reader_->indexes()[i].flags == index.spec.flags;
-        for (std::size_t e = 0; equal && e < leaves.size(); ++e)
-            equal = leaves[e].key == index.entries[e].key &&
-                    static_cast<long>(leaves[e].pointer) == index.entries[e].rec &&
-                    (!index.spec.duplicates() || leaves[e].serial == index.entries[e].serial);
-        if (!equal) {
-            fail("index " + std::to_string(i) + " holds other entries than the model");
-            return false;
-        }
-    }
-    Buffer slot;
-    for (long n = 1; n <= model_.last(); ++n) {
-        const Record &record = model_.records()[static_cast<std::size_t>(n - 1)];
-        auto length = static_cast<std::size_t>(model_.recordLength());
-        bool equal = reader_->slot(n, &slot) && std::equal(record.bytes.begin(), record.bytes.end(), slot.begin()) &&
-                     (slot[length] == 0x0a) == record.live;
-        if (equal && shape_.masked) equal = testing_support::be32(slot.data() + length + 1) == record.mask;
-        if (!equal) {
-            fail("slot " + std::to_string(n) + " holds other bytes than the model");
-            return false;
-        }
-    }
-    return true;
+    statistics_->remnantNodes = std::max(statistics_->remnantNodes, report.remnantNodes);
+    std::string wrong = compareFile(*reader_, report, model_, Equals::kSerials);
+    if (wrong.empty()) wrong = compareTrails();
+    if (!wrong.empty()) fail(wrong);
+    return !failed_;
 }
 
 bool Driver::checkBatch() {

@@ -8,8 +8,10 @@
 
 #include "support/file_check.h"
 #include "support/file_reader.h"
+#include "support/remnant.h"
 #include "support/temp_dir.h"
 
+#include <array>
 #include <deque>
 #include <map>
 #include <memory>
@@ -26,6 +28,9 @@ struct RunStatistics {
     long avoided = 0;                       // changes left out because equal keys would not stay in order
     long addsTakenBack = 0;                 // indexes added and dropped at once
     long resets = 0;                        // reopenings
+    long remnantNodes = 0;                  // most nodes with tails seen in a file
+    long auditEntries = 0;                  // compared
+    long tooLong = 0;                       // writes refused for their length
     int levels = 0;                         // levels of the highest tree seen
     std::map<std::string, long> succeeded;  // random calls by name
     std::map<std::string, long> failed;
@@ -44,6 +49,8 @@ class Driver {
     std::string report() const;
 
   private:
+    static constexpr int kUnusedLength = 7777;  // where the length given to a call must not matter
+
     enum Operation {
         kRead,
         kStart,
@@ -67,6 +74,7 @@ class Driver {
         kAddIndex,
         kDropIndex,
         kPrecious,
+        kAudit,
         kInformation,
         kReopen,
         kLocks,
@@ -80,6 +88,8 @@ class Driver {
     Operation chooseOperation(int call, int calls);
     bool checkBatch();
     bool checkStructure();
+    std::string compareTrails();
+    std::uint32_t changeCounter();
     bool scanIndex(std::size_t handle, std::size_t index);
     void closeAll();
 
@@ -101,11 +111,12 @@ class Driver {
     void randomInformation();
     void randomUnique(Operation operation);
     void randomPrecious();
+    void randomAudit();
     void randomReopen();
     void randomMask();
 
     // Comparing.
-    Outcome prepare(const Buffer &record, long recnum);
+    Outcome prepare(const Buffer &record, long recnum, int reclen = kUnusedLength);
     Outcome collect(int ret, const Buffer &record, long value = 0) const;
     bool same(const Outcome &expected, const Outcome &actual, std::string *why) const;
     void settle(const std::string &what, const Outcome &expected, const Outcome &actual);
@@ -123,9 +134,17 @@ class Driver {
     void takeSerials(const std::vector<Prediction> *predictions);
     bool takeAllSerials(std::size_t index);
 
+    // Where the last piece of a tail goes, by the heads of the buckets before the write.
+    using Rooms = std::array<testing_support::RemnantReader::Place, 5>;
+    Rooms foreseeRooms();
+    void checkRoom(const Rooms &rooms, long rec);
+
     // Choosing.
     Buffer randomRecord();
     Buffer someRecord();  // of the file, often with a change
+    // Gives the record a tail, or leaves it with that of record rec; returns the length of the whole.
+    int giveTail(Buffer *record, long rec);
+    int openFlags();  // for a file that has variable-length records
     long someRecnum();
     long liveRecnum();
     std::uint32_t someMask();
@@ -146,6 +165,12 @@ class Driver {
     long pureRecnum_ = 0;
     bool failed_ = false;
     std::string error_;
+    std::uint32_t since_;  // when the run began
+    struct Trail {
+        std::size_t compared = 0;  // bytes
+        std::vector<testing_support::AuditEntry> entries;
+    };
+    std::map<std::string, Trail> trails_;  // by name: entries not compared yet
     std::deque<std::string> log_;
     std::string pending_;  // the call in progress, for a fatal stop
     bool scanning_ = false;

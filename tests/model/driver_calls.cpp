@@ -22,9 +22,10 @@ std::string text(long value) { return std::to_string(value); }
 // ---------------------------------------------------------------- choosing
 
 Buffer Driver::randomRecord() {
-    Buffer record(static_cast<std::size_t>(shape_.bufferLength));
-    for (std::uint8_t &byte : record)
-        byte = static_cast<std::uint8_t>(random_.below(256));
+    Buffer record(static_cast<std::size_t>(shape_.bufferLength), 0x5e);
+    int filled = shape_.variable() ? shape_.recordLength : shape_.bufferLength;
+    for (int i = 0; i < filled; ++i)
+        record[static_cast<std::size_t>(i)] = static_cast<std::uint8_t>(random_.below(256));
     ++ascending_;
     for (const Field &field : shape_.fields) {
         bool inOrder = shape_.mix == Mix::kAscending && random_.percent(90);
@@ -46,50 +47,13 @@ Buffer Driver::someRecord() {
     }
     long rec = liveRecnum();
     if (rec == 0 || random_.percent(25)) return record;
-    Buffer old = model_.records()[static_cast<std::size_t>(rec - 1)].bytes;
+    const Buffer &old = model_.records()[static_cast<std::size_t>(rec - 1)].bytes;
+    Buffer mixed = record;
+    std::copy_n(old.begin(), shape_.recordLength, mixed.begin());
     for (const Field &field : shape_.fields)  // a few fields new, the others as they were
-        if (random_.percent(20)) std::copy_n(record.begin() + field.start, field.length, old.begin() + field.start);
-    return old;
+        if (random_.percent(20)) std::copy_n(record.begin() + field.start, field.length, mixed.begin() + field.start);
+    return mixed;
 }
-
-long Driver::liveRecnum() {
-    for (int i = 0; i < 20 && model_.last() > 0; ++i) {
-        long rec = 1 + random_.below(static_cast<int>(model_.last()));
-        if (model_.live(rec)) return rec;
-    }
-    return 0;
-}
-
-long Driver::someRecnum() {
-    if (random_.percent(40)) return isrecnum;
-    if (random_.percent(60)) return liveRecnum();
-    return random_.between(-1, static_cast<int>(model_.last()) + 2);
-}
-
-std::uint32_t Driver::someMask() {
-    std::uint32_t mask = 0;
-    bool bit = false;
-    for (int i = 0; i < 32; ++i) {  // beyond the first indexes all bits are alike
-        if (i < shape_.maskBits) bit = random_.percent(25);
-        mask |= bit ? 1U << i : 0;
-    }
-    return mask;
-}
-
-// A number of leading key bytes that does not cut a native number in two.
-int Driver::partialLength(const IndexSpec &spec) {
-    int length = random_.between(1, spec.keyLength);
-    int at = 0;
-    for (const testing_support::PartSpec &part : spec.parts) {
-        bool native = part.code() >= DOUBLETYPE && part.code() <= MLONGTYPE;
-        if (length > at && length < at + part.length && native)
-            length = at + (length - at) / testing_support::unitOf(part.code()) * testing_support::unitOf(part.code());
-        at += part.length;
-    }
-    return length;
-}
-
-KeyDesc Driver::descOf(std::size_t index) const { return index < descs_.size() ? descs_[index] : KeyDesc{}; }
 
 // ----------------------------------------------------------------- reading
 
@@ -154,7 +118,7 @@ void Driver::randomRead() {
     std::size_t handle = someHandle();
     int mode = modes[random_.below(15)];
     long recnum = someRecnum();
-    if (random_.percent(3)) {
+    if (random_.percent(3) && model_.foreseeable(model_.handle(handle), recnum)) {
         mode = random_.between(8, 255);
     } else if (random_.percent(model_.pure() ? 2 : 8)) {
         mode |= random_.percent(70) ? ISLOCK : ISWAIT;
@@ -263,13 +227,17 @@ void Driver::randomWrite(FileModel::Write how) {
         return;
     }
     long recnum = model_.pure() ? ++pureRecnum_ : someRecnum();
-    Outcome in = prepare(record, recnum);
+    int length = giveTail(&record, 0);
+    Outcome in = prepare(record, recnum, length);
     Buffer buffer = record;
+    Rooms rooms = foreseeRooms();
     const char *names[] = {"iswrite ", "iswrlock ", "iswrcurr "};
     pending_ = names[static_cast<int>(how)] + text(fds_[handle]) + " isrecnum " + text(recnum);
     Outcome expected = model_.write(model_.handle(handle), in, how);
     int (*const calls[])(int, char *) = {iswrite, iswrlock, iswrcurr};
     settle(pending_, expected, collect(calls[static_cast<int>(how)](fds_[handle], bytes(buffer)), buffer));
+    if (!expected.ok()) model_.forgetSlot(model_.handle(handle));
+    if (!failed_ && shape_.variable() && expected.ok()) checkRoom(rooms, expected.recnum);
     takeSerials(&predictions);
     if (how == FileModel::Write::kCurrent && !failed_ && model_.indexed(model_.handle(handle)) && expected.ok()) {
         // The position was taken before the serial was known.
@@ -303,7 +271,8 @@ void Driver::randomRewrite(Operation operation) {
         return;
     }
     long recnum = model_.pure() ? (random_.percent(50) ? model_.currentRecord(h) : ++pureRecnum_) : someRecnum();
-    Outcome in = prepare(record, recnum);
+    int length = giveTail(&record, touched);
+    Outcome in = prepare(record, recnum, length);
     Buffer buffer = record;
     Outcome expected;
     int ret = 0;
@@ -331,6 +300,7 @@ void Driver::randomRewrite(Operation operation) {
         break;
     }
     settle(pending_, expected, collect(ret, buffer));
+    if (!expected.ok()) model_.forgetSlot(h);
     takeSerials(nullptr);
     checkHandle(handle, pending_);
 }
@@ -367,6 +337,7 @@ void Driver::randomDelete(Operation operation) {
         break;
     }
     settle(pending_, expected, collect(ret, buffer));
+    if (!expected.ok()) model_.forgetSlot(h);
     checkHandle(handle, pending_);
 }
 
@@ -464,10 +435,13 @@ void Driver::randomInformation() {
     pending_ = "isisaminfo " + text(fd);
     DictInfo info{};
     int ret = isisaminfo(fd, &info);
+    if (shape_.variable()) in.reclen = shape_.recordLength;
     settle(pending_, in, collect(ret, {}));
     long free = model_.precious() ? 0 : model_.last() - model_.liveCount();
-    if (info.keyCount != model_.keyCount() + (model_.noPrimary() ? 1 : 0) || info.recordLength != shape_.recordLength ||
-        info.nodeSize != 1024 || info.recordCount != model_.last() - free)
+    std::size_t keys = model_.keyCount() + (model_.noPrimary() ? 1 : 0) + (shape_.variable() ? 0x8000 : 0);
+    int longest = shape_.variable() ? shape_.maximumLength : shape_.recordLength;
+    if (info.keyCount != keys || info.recordLength != longest || info.nodeSize != 1024 ||
+        info.recordCount != model_.last() - free)
         fail(pending_ + ": " + text(info.keyCount) + " indexes, " + text(info.recordCount) + " records, should be " +
              text(model_.last() - free));
     int number = random_.between(1, static_cast<int>(model_.keyCount()) + 1);
@@ -494,7 +468,8 @@ void Driver::randomReopen() {
     bool exclusive = fds_.size() == 1 && random_.percent(40);
     Outcome expected = model_.open(handle, exclusive);
     prepare({}, 55);
-    int fd = isopen(base_.c_str(), ISINOUT | (exclusive ? ISLOCKEXCL : random_.percent(50) ? ISLOCKMANUAL : 0));
+    int mode = ISINOUT | (exclusive ? ISLOCKEXCL : random_.percent(50) ? ISLOCKMANUAL : 0) | openFlags();
+    int fd = isopen(base_.c_str(), mode);
     settle(pending_ + (exclusive ? " exclusive" : ""), expected, collect(fd < 0 ? -1 : 0, {}));
     fds_[handle] = fd;
     ++statistics_->resets;

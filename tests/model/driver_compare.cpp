@@ -13,7 +13,6 @@ using testing_support::makeKey;
 namespace {
 
 constexpr std::size_t kLogLines = 60;
-constexpr int kUnusedLength = 7777;
 
 std::string numbers(const Outcome &o) {
     return "result " + std::to_string(o.ret) + ", iserrno " + std::to_string(o.err) + ", isrecnum " +
@@ -23,11 +22,11 @@ std::string numbers(const Outcome &o) {
 }  // namespace
 
 // Sets the globals for a call and returns what the model gets to see of them.
-Outcome Driver::prepare(const Buffer &record, long recnum) {
+Outcome Driver::prepare(const Buffer &record, long recnum, int reclen) {
     Outcome in;
     in.record = record;
     in.recnum = isrecnum = recnum;
-    in.reclen = isreclen = kUnusedLength;
+    in.reclen = isreclen = reclen;
     iserrno = -1;
     return in;
 }
@@ -62,6 +61,7 @@ bool Driver::same(const Outcome &expected, const Outcome &actual, std::string *w
 void Driver::settle(const std::string &what, const Outcome &expected, const Outcome &actual) {
     log_.push_back(what + ": " + numbers(actual));
     if (log_.size() > kLogLines) log_.pop_front();
+    if (actual.err == 132) ++statistics_->tooLong;
     if (!scanning_) ++(actual.ok() ? statistics_->succeeded : statistics_->failed)[what.substr(0, what.find(' '))];
     std::string why;
     if (!same(expected, actual, &why)) fail(what + "\n" + why);

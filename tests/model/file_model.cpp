@@ -9,8 +9,7 @@ using testing_support::compareKeys;
 using testing_support::makeKey;
 using testing_support::specOf;
 
-FileModel::FileModel(int recordLength, bool masked, const KeyDesc &primary)
-    : recordLength_(recordLength), masked_(masked), noPrimary_(primary.nparts == 0) {
+FileModel::FileModel(const Format &format, const KeyDesc &primary) : format_(format), noPrimary_(primary.nparts == 0) {
     if (!noPrimary_) indexes_.push_back({specOf(primary), {}});
 }
 
@@ -72,8 +71,23 @@ bool FileModel::detached(const Handle &h, std::size_t index) const {
 }
 
 bool FileModel::inIndex(std::size_t index, const Key &key, std::uint32_t mask) const {
-    return !(masked_ && (mask >> index & 1U) != 0) && !testing_support::isNullKey(indexes_[index].spec, key);
+    return !(masked() && (mask >> index & 1U) != 0) && !testing_support::isNullKey(indexes_[index].spec, key);
 }
+
+bool FileModel::foreseeable(const Handle &h, long recnum) const {
+    if (!variable() || (!indexed(h) && h.slot.stamp == 0)) return true;
+    if (indexed(h)) return recnum < 1 || recnum > last() || live(recnum);
+    return std::any_of(records_.begin(), records_.end(),
+                       [&](const Record &r) { return r.live && r.stamp == h.slot.stamp; });
+}
+
+long FileModel::newest() const {
+    auto at = std::max_element(records_.begin(), records_.end(),
+                               [](const Record &a, const Record &b) { return a.stamp < b.stamp; });
+    return static_cast<long>(at - records_.begin()) + 1;
+}
+
+void FileModel::forgetSlot(Handle &h) const { h.slot.stamp = -1; }
 
 bool FileModel::masksConsistent() const {
     for (std::size_t i = 0; i < indexes_.size(); ++i)
@@ -99,7 +113,7 @@ void FileModel::setUpPositions(Handle &h) const {
         at.searchLength = index.spec.keyLength;
         h.positions.push_back(at);
     }
-    h.slot.bytes.assign(static_cast<std::size_t>(recordLength_), 0);
+    h.slot.bytes.assign(static_cast<std::size_t>(recordLength()), 0);
 }
 
 void FileModel::openAfterBuild(bool exclusive) {
@@ -114,6 +128,7 @@ Outcome FileModel::open(std::size_t handle, bool exclusive) {
     h.exclusive = exclusive;
     setUpPositions(h);
     Outcome o;
+    o.reclen = format_.maximumLength;
     if (noPrimary_) {
         h.current = static_cast<std::uint32_t>(indexes_.size());
         h.natural = 1;

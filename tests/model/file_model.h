@@ -8,6 +8,7 @@
 #ifndef TESTS_MODEL_FILE_MODEL_H
 #define TESTS_MODEL_FILE_MODEL_H
 
+#include "support/audit_reader.h"
 #include "support/key_image.h"
 
 #include "isam.h"
@@ -36,9 +37,21 @@ struct Index {
 };
 
 struct Record {
-    Buffer bytes;
+    Buffer bytes;    // as reading gives it, tail included
+    Buffer stored;   // its tail as the file has it
+    long stamp = 0;  // another one with each change
     std::uint32_t mask = 0;
     bool live = false;
+};
+
+// The lengths of a file's records, and how it keeps their tails.
+struct Format {
+    int recordLength = 0;   // of the fixed part, 0 for keys alone
+    int maximumLength = 0;  // 0 for records of one length
+    bool compressed = false;
+    bool masked = false;
+
+    bool variable() const { return maximumLength != 0; }
 };
 
 // Where a handle stands in one index. rec 0: nowhere.
@@ -61,6 +74,8 @@ struct Handle {
     Record slot;  // the slot last read or written
     std::set<long> locks;
     bool lockCheck = false;
+    bool logged = false;      // changes go into a log
+    bool keepsLocks = false;  // and leave their records locked
 };
 
 // A call's results. It starts as a copy of the globals and the caller's buffer.
@@ -69,7 +84,7 @@ struct Outcome {
     int err = 0;
     long recnum = 0;
     int reclen = 0;
-    Buffer record;
+    Buffer record;   // of a change: as long as the longest record, reclen tells what of it counts
     long value = 0;  // a number stored through a pointer
     bool recnumKnown = true;
     bool recordKnown = true;
@@ -89,14 +104,22 @@ struct NewEntry {
     long rec = 0;
 };
 
+// An entry that the file's audit trail gets.
+struct Audited {
+    std::string trail;
+    testing_support::AuditEntry entry;
+};
+
 class FileModel {
   public:
-    FileModel(int recordLength, bool masked, const KeyDesc &primary);
+    FileModel(const Format &format, const KeyDesc &primary);
 
     // Facts.
-    int recordLength() const { return recordLength_; }
-    bool pure() const { return recordLength_ == 0; }
-    bool masked() const { return masked_; }
+    const Format &format() const { return format_; }
+    int recordLength() const { return format_.recordLength; }
+    bool pure() const { return format_.recordLength == 0; }
+    bool masked() const { return format_.masked; }
+    bool variable() const { return format_.variable(); }
     bool noPrimary() const { return noPrimary_; }
     bool precious() const { return precious_; }
     std::size_t keyCount() const { return indexes_.size(); }
@@ -114,6 +137,10 @@ class FileModel {
     bool holdsKey(std::size_t index, const Key &key) const;
     // True when the position names an entry by number and serial, but its key is not the remembered one.
     bool detached(const Handle &h, std::size_t index) const;
+    // True when a read that does not locate can be foretold: the tail of the slot that it delivers is still there. In
+    // an index that is the slot of recnum, in record-number order the one that the handle has at hand.
+    bool foreseeable(const Handle &h, long recnum) const;
+    void forgetSlot(Handle &h) const;
     // True when the mask bits of every record tell which index holds it.
     bool masksConsistent() const;
     // The same, if an index were dropped.
@@ -122,10 +149,18 @@ class FileModel {
     // A handle's position and the entries around it, for messages.
     std::string describePosition(const Handle &h) const;
 
+    long uniqueIdNow() const { return uniqueId_; }
+    // The number that the next record gets.
+    long nextRecord() const { return precious_ || free_.empty() ? last() + 1 : free_.back(); }
+    // The record written or rewritten last.
+    long newest() const;
+    bool lockedByOther(const Handle &h, long rec) const;
+
     // Handles.
     void openAfterBuild(bool exclusive);
     Outcome open(std::size_t handle, bool exclusive);
     void addHandle() { handles_.emplace_back(); }
+    void removeHandle(std::size_t i) { handles_.erase(handles_.begin() + static_cast<std::ptrdiff_t>(i)); }
 
     // Reading. viaPath: the tree still stands on the entry that the position's number and serial name.
     Outcome read(Handle &h, Outcome in, int mode, bool viaPath) const;
@@ -152,6 +187,13 @@ class FileModel {
     Outcome addIndex(Handle &h, Outcome in, const KeyDesc &key);
     Outcome dropIndex(Handle &h, Outcome in, const KeyDesc &key);
 
+    // Audit trail.
+    Outcome audit(Outcome in, int mode, std::string *name);
+    bool hasAudit() const { return hasAudit_; }
+    bool auditOn() const { return auditOn_; }
+    const std::string &auditName() const { return auditName_; }
+    std::vector<Audited> takeAudited();
+
     // Locks.
     Outcome lockFile(const Handle &h, Outcome in) const;
     Outcome unlock(Handle &h, Outcome in) const;
@@ -171,7 +213,6 @@ class FileModel {
   private:
     Record &record(long rec) { return records_[static_cast<std::size_t>(rec - 1)]; }
     const Record &record(long rec) const { return records_[static_cast<std::size_t>(rec - 1)]; }
-    bool lockedByOther(const Handle &h, long rec) const;
 
     // First entry with a key equal or greater (greater) over length bytes.
     std::size_t lower(const Index &index, const Key &key, int length) const;
@@ -191,6 +232,11 @@ class FileModel {
     void remember(Handle &h, Outcome &o, const Entry &entry) const;
     int adjusted(const Handle &h, int mode, bool substitute) const;
 
+    // Bytes of the image that a change of the record leaves in a log.
+    int imageLength(const Outcome &o) const;
+    // The record as it is kept, with a stamp of its own.
+    Record kept(const Outcome &o, std::uint32_t mask);
+    void note(const char *type, long rec);
     bool inIndex(std::size_t index, const Key &key, std::uint32_t mask) const;
     void insert(std::size_t index, const Key &key, long rec);
     void erase(std::size_t index, const Key &key, long rec);
@@ -200,8 +246,7 @@ class FileModel {
     Outcome refused(const Handle &h, Outcome o, long rec) const;
     void setUpPositions(Handle &h) const;
 
-    int recordLength_;
-    bool masked_;
+    Format format_;
     bool noPrimary_ = false;
     bool precious_ = false;
     long uniqueId_ = 1;
@@ -210,6 +255,11 @@ class FileModel {
     std::vector<long> free_;  // reused from the back
     std::vector<Handle> handles_;
     std::vector<NewEntry> newEntries_;
+    long stamps_ = 0;
+    bool hasAudit_ = false;
+    bool auditOn_ = false;
+    std::string auditName_;
+    std::vector<Audited> audited_;
 };
 
 }  // namespace model

@@ -163,9 +163,9 @@ Outcome FileModel::read(Handle &h, Outcome o, int mode, bool viaPath) const {
             h.slot = record(o.recnum);
         }
         std::copy(h.slot.bytes.begin(), h.slot.bytes.end(), o.record.begin());
-        if (masked_) h.mask = h.slot.mask;
+        if (masked()) h.mask = h.slot.mask;
     }
-    o.reclen = recordLength_;
+    o.reclen = pure() ? 0 : static_cast<int>(h.slot.bytes.size());
     return refused ? o.fail(107) : o;
 }
 
@@ -215,8 +215,8 @@ Outcome FileModel::data(Handle &h, Outcome o, long rec) const {
         return o.fail(111);
     }
     std::copy(h.slot.bytes.begin(), h.slot.bytes.end(), o.record.begin());
-    o.reclen = recordLength_;
-    if (masked_) h.mask = h.slot.mask;
+    o.reclen = static_cast<int>(h.slot.bytes.size());
+    if (masked()) h.mask = h.slot.mask;
     return o;
 }
 

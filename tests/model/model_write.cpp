@@ -1,6 +1,8 @@
 // The model's changing calls.
 #include "file_model.h"
 
+#include "support/squash.h"
+
 #include <algorithm>
 
 namespace model {
@@ -8,6 +10,10 @@ namespace model {
 using testing_support::makeKey;
 
 namespace {
+
+constexpr int kLongestLogRecord = 65535;
+constexpr int kOneImage = 18 + 2 + 4 + 2 + 2;  // of a log record, what is not image
+constexpr int kTwoImages = kOneImage + 2;
 
 // True for a description that an index can be made from.
 bool acceptable(const KeyDesc &key, int recordLength) {
@@ -43,6 +49,27 @@ void FileModel::erase(std::size_t index, const Key &key, long rec) {
         in.entries.erase(in.entries.begin() + static_cast<std::ptrdiff_t>(*at));
 }
 
+int FileModel::imageLength(const Outcome &o) const {
+    return variable() ? std::max(o.reclen, recordLength()) : recordLength();
+}
+
+Record FileModel::kept(const Outcome &o, std::uint32_t mask) {
+    auto fixed = o.record.begin() + recordLength();
+    Record out;
+    out.bytes.assign(o.record.begin(), fixed);
+    out.mask = mask;
+    out.live = true;
+    out.stamp = ++stamps_;
+    if (!variable() || o.reclen <= recordLength()) return out;
+    Buffer tail(fixed, o.record.begin() + o.reclen);
+    out.stored = format_.compressed ? testing_support::squash(tail) : tail;
+    if (format_.compressed)
+        testing_support::expand(out.stored, &out.bytes);
+    else
+        out.bytes.insert(out.bytes.end(), tail.begin(), tail.end());
+    return out;
+}
+
 Outcome FileModel::write(Handle &h, Outcome o, Write how) {
     if (pure()) {
         if (how != Write::kPlain) return o.fail(102);
@@ -51,7 +78,7 @@ Outcome FileModel::write(Handle &h, Outcome o, Write how) {
         insert(0, key, o.recnum);
         return o;
     }
-    std::uint32_t mask = masked_ ? h.mask : 0;
+    std::uint32_t mask = masked() ? h.mask : 0;
     std::vector<std::optional<Key>> keys(indexes_.size());
     for (std::size_t i = 0; i < indexes_.size(); ++i) {
         Key key = makeKey(indexes_[i].spec, o.record.data());
@@ -59,20 +86,21 @@ Outcome FileModel::write(Handle &h, Outcome o, Write how) {
         if (!indexes_[i].spec.duplicates() && holdsKey(i, key)) return o.fail(100);
         keys[i] = key;
     }
-    long rec = last() + 1;
+    if (variable() && o.reclen > format_.maximumLength) return o.fail(132);
+    if (h.logged && kOneImage + imageLength(o) > kLongestLogRecord) return o.fail(121);
+    long rec = nextRecord();
     if (!precious_ && !free_.empty()) {
-        rec = free_.back();
         free_.pop_back();
     } else {
         records_.emplace_back();
     }
-    Buffer bytes(o.record.begin(), o.record.begin() + recordLength_);
-    record(rec) = Record{bytes, mask, true};
+    record(rec) = kept(o, mask);
+    note("aa", rec);
     for (std::size_t i = 0; i < indexes_.size(); ++i)
         if (keys[i]) insert(i, *keys[i], rec);
     h.slot = record(rec);
     o.recnum = rec;
-    if (how == Write::kLock) h.locks.insert(rec);
+    if (how == Write::kLock || h.keepsLocks) h.locks.insert(rec);
     if (how == Write::kCurrent && !locateRecord(h, o, rec)) {
         o.recnumKnown = false;
         return o.fail(111);
@@ -93,7 +121,7 @@ Outcome FileModel::changeRecord(Handle &h, Outcome o, long rec) {
     if (check.err != 107 && rec >= 1 && rec <= last() && !(h.lockCheck && h.locks.count(rec) == 0))
         h.slot = record(rec);
     if (!check.ok()) return check;
-    std::uint32_t mask = masked_ ? h.mask : 0;
+    std::uint32_t mask = masked() ? h.mask : 0;
     struct Change {
         std::size_t index;
         std::optional<Key> out;
@@ -114,12 +142,17 @@ Outcome FileModel::changeRecord(Handle &h, Outcome o, long rec) {
         }
         changes.push_back(change);
     }
+    if (variable() && o.reclen > format_.maximumLength) return o.fail(132);
+    int before = static_cast<int>(record(rec).bytes.size());
+    if (h.logged && kTwoImages + before + imageLength(o) > kLongestLogRecord) return o.fail(121);
+    if (h.keepsLocks) h.locks.insert(rec);
     for (const Change &change : changes) {
         if (change.out) erase(change.index, *change.out, rec);
         if (change.in) insert(change.index, *change.in, rec);
     }
-    record(rec).bytes.assign(o.record.begin(), o.record.begin() + recordLength_);
-    record(rec).mask = mask;
+    note("rr", rec);
+    record(rec) = kept(o, mask);
+    note("ww", rec);
     h.slot = record(rec);
     o.recnum = rec;
     return o;
@@ -130,10 +163,12 @@ Outcome FileModel::removeRecord(Handle &h, Outcome o, long rec) {
     if (check.err != 107 && rec >= 1 && rec <= last() && !(h.lockCheck && h.locks.count(rec) == 0))
         h.slot = record(rec);
     if (!check.ok()) return check;
+    if (h.logged && kOneImage + static_cast<int>(record(rec).bytes.size()) > kLongestLogRecord) return o.fail(121);
     for (std::size_t i = 0; i < indexes_.size(); ++i) {
         Key key = makeKey(indexes_[i].spec, record(rec).bytes.data());
         if (inIndex(i, key, record(rec).mask)) erase(i, key, rec);
     }
+    note("dd", rec);
     record(rec).live = false;
     if (!precious_) free_.push_back(rec);
     h.locks.erase(rec);
@@ -223,16 +258,16 @@ Outcome FileModel::addIndex(Handle &h, Outcome o, const KeyDesc &key) {
         if (key.nparts == 0) return o.fail(109);
         if (pure()) return o.fail(102);
         if (indexes_.size() >= ISMAXINDEXES) return o.fail(103);
-        if (!masked_ && find(key) >= 0) return o.fail(108);
+        if (!masked() && find(key) >= 0) return o.fail(108);
     }
-    if (!acceptable(key, recordLength_)) return o.fail(103);
+    if (!acceptable(key, recordLength())) return o.fail(103);
     if (handles_.size() > 1) return o.fail(113);
     std::size_t number = indexes_.size();
     Index index{testing_support::specOf(key), {}};
     for (long n = 1; n <= last(); ++n) {
         h.slot = record(n);
         // One below the bit that writes use.
-        if (!record(n).live || (masked_ && (record(n).mask >> ((number + 31) % 32) & 1U) != 0)) continue;
+        if (!record(n).live || (masked() && (record(n).mask >> ((number + 31) % 32) & 1U) != 0)) continue;
         Key made = makeKey(index.spec, record(n).bytes.data());
         if (testing_support::isNullKey(index.spec, made)) continue;
         std::size_t at = upper(index, made, index.spec.keyLength);

@@ -229,6 +229,9 @@ Shape makeShape(int number, std::uint64_t seed) {
 
 std::string describe(const Shape &shape) {
     std::string out = "shape " + std::to_string(shape.number) + ", record length " + std::to_string(shape.recordLength);
+    if (shape.variable())
+        out += " to " + std::to_string(shape.maximumLength) + (shape.compressed ? ", compressed tails" : "");
+    out += shape.audited ? ", audit trail" : "";
     out += shape.masked ? ", masks" : "";
     out += shape.exclusive ? ", exclusive" : "";
     out += ", handles " + std::to_string(shape.handles) + ", mix " + std::to_string(static_cast<int>(shape.mix)) +
@@ -250,6 +253,12 @@ std::set<std::string> features(const Shape &shape) {
     note(shape.handles == 2, "two handles");
     note(shape.precious, "precious");
     note(shape.indexes[0].nparts == 0, "no primary key");
+    note(shape.audited, "audit trail");
+    note(shape.recordLength == 1, "minimum 1");
+    note(shape.maximumLength - shape.recordLength == 1, "tails of one byte");
+    note(shape.maximumLength == ISMAXVARLEN, "maximum 32511");
+    for (int length : shape.tailLengths)
+        note(true, (shape.compressed ? "compressed tail " : "tail ") + std::to_string(length));
     for (const KeyDesc &key : shape.indexes) {
         if (key.nparts == 0) continue;
         int length = lengthOf(key);

@@ -31,8 +31,12 @@ enum class Mix { kEven, kAscending, kDeleteHeavy, kReadHeavy, kNoDelete, kRewrit
 struct Shape {
     int number = 0;
     std::uint64_t seed = 0;
-    int bufferLength = 0;  // of the record buffer: at least 1 even without records
-    int recordLength = 0;  // 0 for a file of keys alone
+    int bufferLength = 0;   // of the record buffer: at least 1 even without records
+    int recordLength = 0;   // of the fixed part, 0 for a file of keys alone
+    int maximumLength = 0;  // 0 for records of one length
+    bool compressed = false;
+    std::vector<int> tailLengths;  // every other tail has one of these lengths
+    bool audited = false;          // an audit trail is switched on and off
     bool masked = false;
     bool exclusive = false;
     int handles = 1;
@@ -45,10 +49,14 @@ struct Shape {
     bool precious = false;  // precious mode is switched now and then
 
     bool pure() const { return recordLength == 0; }
+    bool variable() const { return maximumLength != 0; }
 };
 
 // Shape number n of a run. The first ones go through all compression flags with and without duplicates.
 Shape makeShape(int number, std::uint64_t seed);
+
+// The same with variable-length records.
+Shape makeVariableShape(int number, std::uint64_t seed);
 
 // Fills the record's fields with value number v of each.
 void fillField(const Field &field, int value, std::uint8_t *record);

@@ -1,5 +1,8 @@
 #include "file_check.h"
 
+#include "squash.h"
+#include "tail_check.h"
+
 #include <algorithm>
 #include <cstring>
 #include <map>
@@ -10,10 +13,15 @@ namespace {
 
 constexpr int kLevelFreeList = 127;
 constexpr int kLevelDescription = 254;
+constexpr int kVariableLimit = 32512;
 
 class Checker {
   public:
-    Checker(FileReader &reader, const CheckOptions &options) : in_(reader), options_(options) {}
+    Checker(FileReader &reader, const CheckOptions &options)
+        : in_(reader), options_(options),
+          tails_(
+              reader, [this](std::uint32_t number, const std::string &owner) { return claim(number, owner); },
+              [this](const std::string &text) { problem(text); }) {}
 
     CheckReport run() {
         if (!in_.refresh(&report_.problems)) return std::move(report_);
@@ -22,6 +30,7 @@ class Checker {
         owner_.assign(static_cast<std::size_t>(nodes_) + 1, "");
         checkHeader();
         checkDescriptions();
+        checkAudit();
         report_.leaves.resize(in_.indexes().size());
         for (std::size_t i = 0; i < in_.indexes().size(); ++i)
             if (sound_[i]) checkTree(i);
@@ -29,9 +38,11 @@ class Checker {
         std::vector<std::uint32_t> freeRecords = checkFreeList(in_.header().dataFreeHead, false);
         for (std::uint32_t number : freeNodes)
             claim(number, "free number");
+        checkSlots(freeRecords);
+        tails_.finish();
         for (std::size_t n = 1; n < owner_.size(); ++n)
             if (owner_[n].empty()) problem("node " + std::to_string(n) + " belongs to nothing");
-        checkSlots(freeRecords);
+        report_.remnantNodes = std::count(owner_.begin(), owner_.end(), "remnant node");
         return std::move(report_);
     }
 
@@ -68,12 +79,14 @@ class Checker {
             reserved = reserved && b[i] == 0;
         for (std::size_t i = 55; i < 59; ++i)
             reserved = reserved && b[i] == 0;
-        for (std::size_t i = 61; i < size - 16; ++i)
+        for (std::size_t i = h.variable() ? 81 : 61; i < size - 16; ++i)
             reserved = reserved && b[i] == 0;
         if (!reserved) problem("header: reserved bytes are not zero");
-        if (h.auditNode != 0 || h.variableMaximum != 0)
-            problem("header: audit node or variable-length maximum in a plain file");
-        if ((h.flags & ~3U) != 0) problem("header: flags " + std::to_string(h.flags));
+        if (h.variable() &&
+            (h.recordLength == 0 || h.variableMaximum <= h.recordLength || h.variableMaximum >= kVariableLimit))
+            problem("header: lengths " + std::to_string(h.recordLength) + " to " + std::to_string(h.variableMaximum));
+        if ((h.flags & ~7U) != 0 || (h.compressed() && !h.variable()))
+            problem("header: flags " + std::to_string(h.flags));
         int found = static_cast<int>(in_.indexes().size()) + (in_.noPrimaryKey() ? 1 : 0);
         if (h.indexCount != found)
             problem("header: " + std::to_string(h.indexCount) + " indexes, descriptions of " + std::to_string(found));
@@ -103,6 +116,16 @@ class Checker {
             }
             sound_.push_back(report_.problems.size() == before);
         }
+    }
+
+    void checkAudit() {
+        std::uint32_t number = in_.header().auditNode;
+        if (number == 0) return;
+        std::string name = "audit settings node " + std::to_string(number);
+        Bytes b;
+        if (!claim(number, "audit settings node")) return;
+        std::string wrong = in_.node(number, &b) ? readAuditSettings(b, &report_.audit) : "cannot be read";
+        if (!wrong.empty()) problem(name + ": " + wrong);
     }
 
     // Zero bytes behind used, and the two mark bytes.
@@ -258,11 +281,27 @@ class Checker {
             if (status != 0x0a && status != 0x00) problem(name + ": status " + std::to_string(status));
             if (status == 0x0a && freed[n] != 0) problem(name + ": present and free");
             if (status == 0x00 && freed[n] == 0 && !h.precious()) problem(name + ": deleted, but not free");
+            if (h.variable()) takeTail(n, status == 0x0a, slot);
             if (status == 0x0a) collectKeys(n, slot, &wanted);
         }
         if (options_.membership)
             for (std::size_t i = 0; i < wanted.size(); ++i)
                 compareMembership(i, wanted[i]);
+    }
+
+    void takeTail(std::uint32_t recnum, bool live, const Bytes &slot) {
+        Bytes stored;
+        Bytes tail;
+        if (live) stored = tails_.tail(recnum, slot);
+        if (!in_.header().compressed())
+            tail = stored;
+        else if (!stored.empty() && !expand(stored, &tail))
+            problem("record " + std::to_string(recnum) + ": tail is not a coded one");
+        auto room = static_cast<std::size_t>(in_.header().variableMaximum - in_.header().recordLength);
+        if (tail.size() > room)
+            problem("record " + std::to_string(recnum) + ": tail of " + std::to_string(tail.size()) + " bytes");
+        report_.storedTails.push_back(std::move(stored));
+        report_.tails.push_back(std::move(tail));
     }
 
     void collectKeys(std::uint32_t recnum, const Bytes &slot, std::vector<std::map<std::uint32_t, Key>> *wanted) {
@@ -297,6 +336,7 @@ class Checker {
     CheckOptions options_;
     CheckReport report_;
     std::vector<std::string> owner_;  // per node number
+    TailCheck tails_;
 };
 
 }  // namespace

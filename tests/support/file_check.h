@@ -3,6 +3,7 @@
 #ifndef TESTS_SUPPORT_FILE_CHECK_H
 #define TESTS_SUPPORT_FILE_CHECK_H
 
+#include "audit_reader.h"
 #include "file_reader.h"
 
 #include <string>
@@ -21,8 +22,12 @@ struct CheckOptions {
 struct CheckReport {
     std::vector<std::string> problems;
     std::vector<std::vector<TreeEntry>> leaves;  // per index, all leaf entries from left to right
-    int levels = 0;                              // levels of the highest tree
-    long nodes = 0;                              // tree nodes of all indexes
+    std::vector<Bytes> storedTails;              // per record, record n at [n - 1]: its tail as the file has it,
+    std::vector<Bytes> tails;                    // and as it is read; both empty in files without tails
+    AuditSettings audit;                         // when the header names a node for them
+    long remnantNodes = 0;
+    int levels = 0;  // levels of the highest tree
+    long nodes = 0;  // tree nodes of all indexes
 
     bool clean() const { return problems.empty(); }
     // The problems, one per line, at most twenty of them.

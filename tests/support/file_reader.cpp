@@ -21,11 +21,6 @@ std::uint32_t beNumber(const std::uint8_t *at, int width) {
     return value;
 }
 
-void putBe(Bytes *out, std::uint32_t value, int width) {
-    for (int i = width - 1; i >= 0; --i)
-        out->push_back(static_cast<std::uint8_t>(value >> (8 * i)));
-}
-
 bool readAt(int fd, std::int64_t offset, std::size_t length, Bytes *out) {
     out->resize(length);
     return fd >= 0 && pread(fd, out->data(), length, static_cast<off_t>(offset)) == static_cast<ssize_t>(length);
@@ -45,9 +40,6 @@ int leadingShared(const Key &a, const Key &b) {
 
 }  // namespace
 
-std::uint32_t be16(const std::uint8_t *at) { return beNumber(at, 2); }
-std::uint32_t be32(const std::uint8_t *at) { return beNumber(at, 4); }
-
 FileReader::FileReader(const std::string &base) {
     indexFd_ = open((base + ".idx").c_str(), O_RDONLY | O_CLOEXEC);
     dataFd_ = open((base + ".dat").c_str(), O_RDONLY | O_CLOEXEC);
@@ -61,7 +53,9 @@ FileReader::~FileReader() {
 std::int64_t FileReader::indexFileSize() const { return sizeOf(indexFd_); }
 std::int64_t FileReader::dataFileSize() const { return sizeOf(dataFd_); }
 
-int FileReader::slotLength() const { return header_.recordLength + 1 + (header_.masked() ? 4 : 0); }
+int FileReader::slotLength() const {
+    return header_.recordLength + 1 + (header_.variable() ? 6 : 0) + (header_.masked() ? 4 : 0);
+}
 
 bool FileReader::node(std::uint32_t number, Bytes *out) const {
     auto size = static_cast<std::size_t>(header_.nodeSize);
@@ -102,6 +96,8 @@ bool FileReader::refresh(std::vector<std::string> *problems) {
     header_.uniqueId = be32(p + 45);
     header_.auditNode = be32(p + 49);
     header_.variableMaximum = static_cast<int>(be16(p + 59));
+    for (std::size_t i = 0; i < header_.bucketHeads.size(); ++i)
+        header_.bucketHeads[i] = be32(p + 61 + 4 * i);
     header_.flags = be16(p + size - 6);
     return readDescriptions(problems);
 }

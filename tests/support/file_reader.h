@@ -6,25 +6,21 @@
 #ifndef TESTS_SUPPORT_FILE_READER_H
 #define TESTS_SUPPORT_FILE_READER_H
 
+#include "bytes.h"
 #include "key_image.h"
 
+#include <array>
 #include <cstdint>
 #include <string>
 #include <vector>
 
 namespace testing_support {
 
-using Bytes = std::vector<std::uint8_t>;
-
-// Numbers as the files hold them, most significant byte first.
-std::uint32_t be16(const std::uint8_t *at);
-std::uint32_t be32(const std::uint8_t *at);
-
 struct FileHeader {
     int nodeSize = 0;
     int indexCount = 0;  // one more for a file without primary key
     int serialWidth = 0;
-    int recordLength = 0;
+    int recordLength = 0;  // of the fixed part
     std::uint32_t descriptionNode = 0;
     std::uint32_t dataFreeHead = 0;
     std::uint32_t indexFreeHead = 0;
@@ -33,11 +29,14 @@ struct FileHeader {
     std::uint32_t changeCounter = 0;
     std::uint32_t uniqueId = 0;
     std::uint32_t auditNode = 0;
-    int variableMaximum = 0;
+    int variableMaximum = 0;                     // 0 for records of one length
+    std::array<std::uint32_t, 5> bucketHeads{};  // of the nodes with room for tails
     unsigned flags = 0;
 
     bool masked() const { return (flags & 1U) != 0; }
     bool precious() const { return (flags & 2U) != 0; }
+    bool compressed() const { return (flags & 4U) != 0; }
+    bool variable() const { return variableMaximum != 0; }
 };
 
 struct TreeEntry {
