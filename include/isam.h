@@ -504,6 +504,10 @@ ISAM_API int isrelcurr(int fd);
  * inserts and rewrites stay locked, and files closed in it stay open for it,
  * until it ends.
  *
+ * Every call that is logged can fail with 121 when the log cannot be written;
+ * of isbuild, iserase, isrename, isaddindex, isdelindex, issetunique and
+ * isuniqueid the change stays all the same, isopen opens nothing.
+ *
  * Not in the log: records' masks (a change undone takes the handle's mask, a
  * change recovered none), isprecious, issetlastrec, islastrec, isuserinfo and
  * isaudit, changes of files without records. isrelease, isunlock and the moves
@@ -534,8 +538,8 @@ ISAM_API int iscommit(void);
 /* Ends the transaction and undoes its changes, the last one first. Records
  * that it deleted are written anew and may come back under another number.
  * Locks and files as in iscommit. Later changes through the descriptors that
- * changes were undone through are not logged any more until they have been
- * closed and opened again.
+ * changes were undone through are not logged any more, and so not undone by a
+ * later rollback, until they have been closed and opened again.
  * Errors: 118 and 119 damaged log, 121, 122; or that of a change that cannot
  * be undone, as 100 or 107: those before it then stay. The transaction has
  * ended all the same. */
@@ -546,6 +550,7 @@ ISAM_API int isrollback(void);
  * rollback that failed over a lock or a system call is done whole. The
  * files must be as they were when the log was begun, under the names that the
  * log has, and nobody may be working on them. At the end they are closed.
+ * Audit trails that are on get their entries again.
  * Errors: 118 a log record is cut off, or belongs to a file that was not
  * opened in the log; 119 a log record is damaged; 128 no log is open; or that
  * of the change that failed: recovery stops there. */

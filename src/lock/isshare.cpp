@@ -8,6 +8,8 @@
 
 namespace {
 
+constexpr int kMaxTries = 100;
+
 // Opens both files and takes the open lock.
 void openFiles(IsamFile *h) {
     if (h->indexFd < 0) is_open(h, ISKIND_INDEX, h->name);
@@ -32,7 +34,8 @@ int isAdmOpen(IsamFile *h) {
     }
     isAdmNewToken(h);
     openFiles(h);
-    while (!is_current(h, ISKIND_INDEX, h->name)) {
+    for (int tries = 1; !is_current(h, ISKIND_INDEX, h->name); ++tries) {
+        if (tries == kMaxTries) isFail(h, ISERR_FILEINUSE);
         // Erased, renamed or built anew before the lock was granted: the data file
         // may be another set's.
         is_close(h, ISKIND_INDEX);

@@ -66,14 +66,13 @@ IsamFile *isBuild(const char *name, int minLength, int maxLength, const KeyDesc 
         if (key == nullptr || !isTestIndex(h, key)) isFail(h, ISERR_KEYDESC);
         if (isLGtest(h)) isLGhold();
         makeFiles(h, key);
+        // The files are there now, whatever comes of opening them.
+        if (isLGtest(h)) isNeedLogged(h, isLGbuild(logtype::kBuild, h, key));
         isAdmOpen(h);
         if (hasTails(h)) isVLinit(h);
         h->reclen = minLength;
         isLGmark(h);
-        if (isLGtest(h)) {
-            isNeedLogged(h, isLGbuild(logtype::kBuild, h, key));
-            isNeedLogged(h, isLGfile(logtype::kFileOpen, h));
-        }
+        if (isLGtest(h)) isNeedLogged(h, isLGfile(logtype::kFileOpen, h));
         return 1;
     });
     isLGletGo();

@@ -270,6 +270,5 @@ int txnfree(LogRecord *record) {
 void txnmark(LogRecord *record) {
     IsamFile *h = txnrealfile(record, isTakeInt(record));
     if (h == nullptr || record->spoilt) return;
-    h->mode |= ISNOLOG;
     h->pinWanted = true;
 }

@@ -22,6 +22,5 @@ IsamFile *txnrealfile(const LogRecord *record, int fd);
 // Releases the lock on the record that an insert or update names.
 int txnfree(LogRecord *record);
 
-// Takes the handle that a record changed out of logging and marks it to be
-// pinned, before it is undone.
+// Marks the handle that a record changed to be pinned, before anything is undone.
 void txnmark(LogRecord *record);

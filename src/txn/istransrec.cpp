@@ -17,9 +17,7 @@ namespace {
 // A change that could not be undone when the transaction was rolled back, for
 // what the files held or because its file had been closed, cannot be undone now
 // either: the rollback ended there.
-bool failedThenToo(int code) {
-    return code == ISERR_DUPLICATE || code == ISERR_NOTFOUND || code == ISERR_NOCURRENT || code == ISERR_LOGREAD;
-}
+bool failedThenToo(int code) { return code == ISERR_DUPLICATE || code == ISERR_NOCURRENT || code == ISERR_LOGREAD; }
 
 // A rollback is not in the log, so it is done again where it ended.
 int undoAgain(int log, const LogRecord *end) {

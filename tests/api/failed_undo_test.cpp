@@ -39,6 +39,21 @@ TEST_F(FailedUndo, KeyOfARemovedRecordIsTaken) {
         EXPECT_TRUE(lockable(other, number)) << number;
 }
 
+TEST_F(FailedUndo, DescriptorThatWasNotReachedIsLoggedOn) {
+    const int reachedNot = buildTrans("second");
+    EXPECT_OK(iswrite(reachedNot, row(1)));
+    EXPECT_OK(isdelete(fd, row(10)));
+    EXPECT_OK(iswrite(other, row(10, "mine")));
+    expectFailedEnd(ISERR_DUPLICATE);
+    int mode = 0;
+    EXPECT_OK(isgetmode(reachedNot, &mode));
+    EXPECT_EQ(mode & ISNOLOG, 0);
+    EXPECT_OK(isgetmode(fd, &mode));
+    EXPECT_EQ(mode & ISNOLOG, ISNOLOG);
+    EXPECT_OK(iswrite(reachedNot, row(2)));
+    EXPECT_EQ(lastType(log()), "IN");
+}
+
 TEST_F(FailedUndo, KeyOfAReplacedRecordIsTaken) {
     EXPECT_OK(isrewrec(fd, 1, row(15)));
     EXPECT_OK(iswrite(fd, row(40)));

@@ -248,6 +248,8 @@ int World::undoAll() {
     for (auto undo = changes.rbegin(); undo != changes.rend(); ++undo) {
         Place at = changedThrough(*undo);
         if (at.file == files.size()) return 118;
+        opened(at).mode |= ISNOLOG;
+        handle(at).logged = handle(at).keepsLocks = false;
         FileModel &model = files[at.file].model;
         auto old = std::make_pair(at.file, undo->rec);
         long rec = moved.count(old) != 0 ? moved[old] : undo->rec;
@@ -265,12 +267,6 @@ int World::undoAll() {
 }
 
 int World::rollBack() {
-    for (const Undo &undo : transactions_[who].undo) {
-        Place at = changedThrough(undo);
-        if (at.file == files.size()) continue;
-        opened(at).mode |= ISNOLOG;
-        handle(at).logged = handle(at).keepsLocks = false;
-    }
     int code = undoAll();
     releaseChanged();
     end("RW");
