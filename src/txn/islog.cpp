@@ -292,9 +292,11 @@ void isLGlock(IsamFile *h, long recnum) {
     if (isChained(h)) isLockNew(h, recnum);
 }
 
+Txn *isLGintxn(const IsamFile *h) { return isChained(h) ? txnwork() : nullptr; }
+
 bool isLGvclose(IsamFile *h) {
-    if (isProcess.recover || (h->state & ISSTATE_PARKED) != 0 || !isChained(h)) return false;
-    Txn *txn = txnwork();
+    if (isProcess.recover || (h->state & ISSTATE_PARKED) != 0) return false;
+    Txn *txn = isLGintxn(h);
     if (txn != nullptr) putvfile(txn, h);
     return txn != nullptr;
 }

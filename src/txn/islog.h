@@ -57,6 +57,9 @@ void isLGfits(IsamFile *h, int type, int imageBytes);
 // under ISTRANS. 107 when that is refused.
 void isLGlock(IsamFile *h, long recnum);
 
+// The caller's transaction, if it has one and the handle works in it, else null.
+Txn *isLGintxn(const IsamFile *h);
+
 // A close inside a transaction parks the handle (true), an open takes a parked
 // one back.
 bool isLGvclose(IsamFile *h);
