@@ -499,10 +499,9 @@ ISAM_API int isrelcurr(int fd);
  * A log file takes a record of every change that the process makes from
  * islogopen to islogclose, with what is needed to undo it and to do it again;
  * several processes may write into one log, as long as their ids differ in the
- * low 16 bits. A transaction groups the changes
- * of files opened with ISTRANS: isrollback undoes them. The records that it
- * inserts and rewrites stay locked, and files closed in it stay open for it,
- * until it ends.
+ * low 16 bits. A transaction groups the changes of files opened with ISTRANS:
+ * isrollback undoes them. The records that it inserts and rewrites stay locked,
+ * and files closed in it stay open for it, until it ends.
  *
  * Every call that is logged can fail with 121 when the log cannot be written;
  * of isbuild, iserase, isrename, isaddindex, isdelindex, issetunique and
@@ -547,10 +546,10 @@ ISAM_API int isrollback(void);
 
 /* Does everything in the open log again, from its beginning, and undoes the
  * transactions that were rolled back; those that have no end are kept. A
- * rollback that failed over a lock or a system call is done whole. The
- * files must be as they were when the log was begun, under the names that the
- * log has, and nobody may be working on them. At the end they are closed.
- * Audit trails that are on get their entries again.
+ * rollback that failed over a lock or a system call is done whole. The files
+ * must be as they were when the log was begun, under the names that the log
+ * has, and nobody may be working on them. At the end they are closed. Audit
+ * trails that are on get their entries again.
  * Errors: 118 a log record is cut off, or belongs to a file that was not
  * opened in the log; 119 a log record is damaged; 128 no log is open; or that
  * of the change that failed: recovery stops there. */

@@ -66,6 +66,29 @@ TEST_F(RecoverHistory, AnotherCallerClosedTheFileOfATransaction) {
     EXPECT_EQ(idsOf(openNamed("b")), (Ids{10, 11}));
 }
 
+TEST_F(RecoverHistory, AnotherFileOfTheTransactionHadTheDescriptor) {
+    keepFiles();
+    isTxnInit(identity);
+    const int a = buildTrans("a");
+    const int first = buildTrans("b");
+    EXPECT_OK(iswrite(first, row(10)));
+    EXPECT_OK(isclose(first));
+    current = 1;
+    EXPECT_OK(isbegin());
+    EXPECT_OK(iswrite(a, row(1)));
+    current = 2;
+    EXPECT_OK(isclose(a));
+    current = 1;
+    const int b = openTrans("b");
+    EXPECT_EQ(b, a);
+    EXPECT_OK(isclose(b));
+    EXPECT_EQ(isrollback(), -1);
+    current = 0;
+    expectSameAfterRecovery();
+    EXPECT_EQ(idsOf(openNamed("a")), (Ids{1}));
+    EXPECT_EQ(idsOf(openNamed("b")), (Ids{10}));
+}
+
 TEST_F(RecoverHistory, TransactionsOfOneProcessInterleaved) {
     keepFiles();
     isTxnInit(identity);

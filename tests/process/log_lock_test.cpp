@@ -54,6 +54,27 @@ TEST_F(LogLock, BuildingAndIndexesWaitForIt) {
     EXPECT_EQ(logTypes(), "BU FO CI DI");
 }
 
+// Whoever meets the file set under its new name, or misses it, comes later in the log.
+TEST_F(LogLock, IsTakenBeforeANameAppearsOrGoes) {
+    const Job erase = jobs::withName(jobs::call(0, [](Job &j) { return iserase(j.name); }), base);
+    const std::string index = base + ".idx";
+    Worker a;
+    ASSERT_TRUE(succeeds(a, jobs::logOpen(log)));
+    for (const Job &job : {jobs::build(base, kItemLength, kByKey, kExclusive), erase}) {
+        const bool before = std::filesystem::exists(index);
+        RawFile other(log);
+        ASSERT_TRUE(other.lock(0, 1, F_RDLCK));
+        ASSERT_TRUE(waits(a, job));
+        EXPECT_EQ(std::filesystem::exists(index), before);
+        ASSERT_TRUE(other.unlock(0, 1));
+        EXPECT_TRUE(finishes(a));
+        EXPECT_NE(std::filesystem::exists(index), before);
+        EXPECT_EQ(other.held().size(), 0U);
+        if (!before) ASSERT_TRUE(succeeds(a, jobs::close(0)));
+    }
+    EXPECT_EQ(logTypes(), "BU FO FC ER");
+}
+
 TEST_F(LogLock, IsTakenForTheAppendAlone) {
     build(3);
     Worker a;
