@@ -22,8 +22,9 @@
  *     ones [write], those that either access mode allows [any].
  *  5. Records, names, keys and results that the caller passes belong to the
  *     caller and are not kept. A null pointer in their place gives 102, a null
- *     key description 103. Every record buffer has at least the record length,
- *     for variable-length records the maximum one, when it is read into.
+ *     key description 103, where the call does not say what null means. Every
+ *     record buffer has at least the record length, for variable-length records
+ *     the maximum one, when it is read into.
  *  6. Each handle has one position per index, and one in record-number order.
  *     Calls say when they move it. A failed call leaves it where it was,
  *     unless the call says otherwise.
@@ -31,8 +32,10 @@
  *     own duration, shared for reading, exclusive for changing, and waits for
  *     it. Record locks stay until they are released.
  *  8. Any call can report a failed system call as in 1, or 105 for a damaged
- *     file. Exhausted memory and broken invariants end the process with
- *     status 1 after a message, see isfatal.
+ *     file. What 3, 4, 5 and this say of the marked calls is left out of their
+ *     own lists of errors; a list that has 101 leaves out nothing. Exhausted
+ *     memory and broken invariants end the process with status 1 after a
+ *     message, see isfatal.
  *  9. A failed change leaves the files as they were, except where the system
  *     itself fails between two writes.
  * 10. The library is for one thread at a time. Locks belong to the process, so
@@ -234,13 +237,15 @@ extern ISAM_API const char *isversnumber;         /* "6.11" */
  *
  * Returns the descriptor. isreclen becomes the (minimum) record length and
  * isrecnum 0. The new handle has no position: start or read by mode first.
- * Errors: 102 bad length or mode, 103 bad key, 113 open in the process,
- * 114 name too long; EEXIST with iserrio 0x21 or 0x22 for a file that exists.
- * Files made before a failure stay on disk. */
+ * Errors: 102 bad length or mode; 103 bad key; 113 open in the process, or by
+ * now elsewhere; 114 name too long; 121 the log cannot be written; EEXIST with
+ * iserrio 0x21 or 0x22 the file exists. Files made before a failure stay on
+ * disk. */
 ISAM_API int isbuild(const char *name, int reclen, KeyDesc *key, int mode);
 
 /* The same with both lengths as arguments, in bytes. Without ISVARLEN, maxlen
- * is ignored. */
+ * is ignored.
+ * Errors: as for isbuild. */
 ISAM_API int isvbuild(const char *name, int minlen, int maxlen, KeyDesc *key, int mode);
 
 /* Opens a file set.
@@ -258,15 +263,17 @@ ISAM_API int isvbuild(const char *name, int minlen, int maxlen, KeyDesc *key, in
  * showed of it (ISVARLEN, ISCOMPRESS and ISVARAUTO aside, but with ISMASK for a
  * file with masks); opened otherwise it meets the locks of the old one.
  * Errors: 102 ISVARLEN and the file do not agree, or ISLOCKAUTO on a file
- * without records; 103 the file holds a bad key description; 113 open
- * elsewhere and one of the two is ISLOCKEXCL; 114; ENOENT with iserrio 0x11 or
- * 0x12 for a file that is missing. */
+ * without records; 103 the file holds a bad key description; 105 its header or
+ * its list of indexes is damaged; 113 open elsewhere and one of the two is
+ * ISLOCKEXCL; 114 name too long; 121 the log cannot be written; ENOENT with
+ * iserrio 0x11 or 0x12 the file is missing. */
 ISAM_API int isopen(const char *name, int mode);
 
 /* Closes a descriptor and releases its record locks. Inside a transaction, a
  * file opened with ISTRANS is closed to the caller only: its descriptor and its
  * locks stay taken until the transaction ends.
- * Error: 121 the log cannot be written; the file is closed all the same. */
+ * Errors: 101; 121 the log cannot be written: the file is closed all the
+ * same. */
 ISAM_API int isclose(int fd);
 
 /* Closes every descriptor, highest first, those that transactions hold too. A
@@ -274,24 +281,28 @@ ISAM_API int isclose(int fd);
  * more (118); recovery will roll it back where the log says so. */
 ISAM_API int iscleanup(void);
 
-/* Stores the mode word of an open file in *mode. No lock; the globals stay,
- * unless the descriptor is bad. */
+/* Stores the mode word of an open file in *mode. No lock; no global is set but
+ * iserrno by a failure.
+ * Errors: 101; 102 null mode. */
 ISAM_API int isgetmode(int fd, int *mode);
 
 /* Changes the locking of an open file [any]. mode: ISLOCKNONE, ISLOCKAUTO or
  * ISLOCKMANUAL alone; it is added to the low byte of the old mode. Going from
  * ISLOCKAUTO to ISLOCKMANUAL releases all record locks of the handle.
- * Errors: 102 for ISLOCKEXCL, on a file opened so, and for ISLOCKAUTO on a
- * file without records. */
+ * Error: 102 ISLOCKEXCL, or a file opened so, or ISLOCKAUTO on a file without
+ * records. */
 ISAM_API int issetmode(int fd, int mode);
 
 /* Switches lock checking on (on not 0) or off [any]: while it is on, a record
- * can be rewritten or deleted only under a lock of this handle, else 112. */
+ * can be rewritten or deleted only under a lock of this handle, else 112. No
+ * lock is taken.
+ * Error: 101. */
 ISAM_API int islockcheck(int fd, int on);
 
 /* Switches the precious mode of the file on or off [write]. While it is on,
  * the numbers of deleted records are not used again; switching it off makes
- * them free. Kept in the file. */
+ * them free. Kept in the file.
+ * Error: 131 no node is left for the list of free numbers. */
 ISAM_API int isprecious(int fd, int on);
 
 /* ---------------------------------------------------------------- indexes */
@@ -299,19 +310,22 @@ ISAM_API int isprecious(int fd, int on);
 /* Adds an index and fills it from the records [write]. Nobody else may have
  * the file open. In a file with masks a record is left out when the bit below
  * the new index's is set in its mask (bit 31 for the first index).
+ * Positions stay, as does the number of the current index: a handle in
+ * record-number order then stands in the new index, and selects record-number
+ * order anew to stay there.
  * Errors: 100 two records share a key of a unique index; 102 file without
- * records; 103 bad key or nine indexes; 108 index exists (flags for
- * duplicates and compression do not count; files with masks may have an index
- * twice); 109 no parts; 113 file in use, also by another descriptor of this
- * process. After a failure the file is as before. Positions stay, as does the
- * number of the current index: a handle in record-number order then stands in
- * the new index, and selects record-number order anew to stay there. */
+ * records; 103 bad key, or nine indexes; 108 index exists (flags for duplicates
+ * and compression do not count, files with masks may have an index twice);
+ * 109 no parts; 113 file in use, also by another descriptor of this process;
+ * 121 the log cannot be written: the index is there all the same; 131 no node
+ * number is left. After any other failure the file is as before. */
 ISAM_API int isaddindex(int fd, KeyDesc *key);
 
 /* Drops an index [write]. Nobody else may have the file open. Indexes behind
  * it move down by one; the current index keeps its number where it can.
- * Errors: 103 no such index, 109 the last index of a file with primary key or
- * a file without any, 113. */
+ * Errors: 103 no such index; 109 the last index of a file with primary key, or
+ * a file without any; 113 as for isaddindex; 121 the log cannot be written: the
+ * index is gone all the same. */
 ISAM_API int isdelindex(int fd, KeyDesc *key);
 
 /* ------------------------------------------------------- read and position */
@@ -334,8 +348,10 @@ ISAM_API int isdelindex(int fd, KeyDesc *key);
  * comes of the read, and then reads with ISLOCK + ISWAIT.
  * Errors: 102 read flags in a file without records; 107 record locked by
  * somebody else and no ISWAIT: the record has been read and the position moved
- * all the same; 110 end or beginning (ISFIRST to ISPREV); 111 no such key;
- * 112 no record for ISCURR; EDEADLK with iserrio 0x62.
+ * all the same; 110 end or beginning (ISFIRST to ISPREV); 111 no such key, or a
+ * filter passes over what ISCURR or ISEQUAL finds; 112 no record for ISCURR, or
+ * no slot isrecnum for a mode of 8 to 255; 134 no room to note one lock more;
+ * EDEADLK with iserrio 0x62 waiting for the lock would never end.
  * A key mode that fails keeps the position's record but takes its key from
  * the record given: ISNEXT goes on from there. */
 ISAM_API int isread(int fd, char *record, int mode);
@@ -348,14 +364,16 @@ ISAM_API int isread(int fd, char *record, int mode);
  * for those modes, unused in others. isrecnum becomes the record's number
  * and the position moves there; ISFIRST and ISLAST succeed in an empty file
  * too. Under ISLOCKAUTO all record locks of the handle are released.
- * Errors: 102 length or mode out of range, 103 no such index, 110 to 112 as
- * for isread; the index and length have then been chosen all the same. */
+ * Errors: 102 length or mode out of range, or a mode that needs a record
+ * without one; 103 no such index; 110 no record for ISNEXT or ISPREV; 111 no
+ * such key; 112 no record for ISCURR. After 110 to 112 the index and length
+ * have been chosen all the same. */
 ISAM_API int isstart(int fd, KeyDesc *key, int length, char *record, int mode);
 
 /* Selects index number 1.. or, with 0, record-number order [read]. With
- * reposition not 0 the position in it is set to record isrecnum, as by
- * isgoto, and 111 is possible, with the index selected all the same. Error:
- * 103 no such index. */
+ * reposition not 0 the position in it is set to record isrecnum, as by isgoto.
+ * Errors: 103 no such index; 111 as for isgoto, with the index selected all the
+ * same. */
 ISAM_API int isindex(int fd, int index, int reposition);
 
 /* Positions the current index on a record by number [any]; isrecnum becomes
@@ -365,15 +383,17 @@ ISAM_API int isgoto(int fd, long recnum);
 
 /* Reads a record by number without moving [read]; locks nothing. isreclen
  * becomes its length.
- * Errors: 102 number outside 1..highest, 111 deleted. */
+ * Errors: 102 number outside 1..highest; 111 deleted record. */
 ISAM_API int isdata(int fd, char *record, long recnum);
 
-/* Stores the current index (0, 1, ..) and the number of its record (0 for
- * none) for ispop [any]. */
+/* Stores the current index (0, 1, ..) and the number of its record (0 for none)
+ * for ispop [any]. No lock.
+ * Errors: 101; 102 null pointer. */
 ISAM_API int ispush(int fd, int *index, long *recnum);
 
 /* Goes back to what ispush stored: isindex, then isgoto unless recnum is 0
- * [read]. Errors: 103, 111. */
+ * [read].
+ * Errors: 103 and 111 as for isindex. */
 ISAM_API int ispop(int fd, int index, long recnum);
 
 /* Installs a filter for isread, or removes it with null. It is called as
@@ -382,7 +402,8 @@ ISAM_API int ispop(int fd, int index, long recnum);
  * and ISPREV with ISPREV, the greater modes with ISGREAT from the record's
  * key, ISCURR and ISEQUAL fail with 111. A filter that returns 0 and leaves
  * iserrno not 0 ends the read with that error. With ISLOCK the records passed
- * over stay locked. Sets no globals but iserrno for a bad descriptor. */
+ * over stay locked. No lock; no global is set but iserrno by a failure.
+ * Error: 101. */
 ISAM_API int isfilter(int fd, int (*filter)(int fd, char *record, int mode));
 
 /* Stores the highest record number used so far [read]. */
@@ -404,74 +425,85 @@ ISAM_API int islastrec(int fd, long *recnum);
  * a file without records the key in record is added with the number isrecnum.
  * Under ISTRANS and a log the record is locked, until the transaction ends;
  * outside transactions until it is released.
- * Errors: 100 a unique index holds the key, 131 no record number is left; in a
- * file without records 102 isrecnum outside 0..2147483647, 127 no index; of a
- * variable-length record 132 longer than the maximum; with a log 121 the
- * record does not fit a log record (more than 65507 bytes) or the log cannot be
- * written, under ISTRANS 107 somebody's islock covers the new number. When the
- * system refuses the log record of a write, the record has been added all the
- * same. */
+ * Errors: 100 a unique index holds the key; 102 isrecnum outside 0..2147483647
+ * in a file without records; 107 under ISTRANS and a log, somebody's islock
+ * covers the new number; 121 the log cannot be written, or the record does not
+ * fit a log record (more than 65507 bytes); 127 a file without records that has
+ * no index; 131 no record or node number is left; 132 variable-length record
+ * longer than the maximum; 134 under ISTRANS and a log, no room to note one
+ * lock more. When the system refuses the log record of a write, the record has
+ * been added all the same. */
 ISAM_API int iswrite(int fd, char *record);
 
-/* The same, and the new record stays locked. Errors: also 102 in a file
- * without records, 107 somebody's islock covers the new number, 134. */
+/* The same, and the new record stays locked. Errors: 100, 121, 131 and 132 as
+ * for iswrite; 102 file without records; 107 somebody's islock covers the new
+ * number; 134 no room to note one lock more. */
 ISAM_API int iswrlock(int fd, char *record);
 
-/* The same as iswrite, then isgoto to the new record. Errors: also 102 in a
- * file without records, 111 when the current index leaves the record out; the
- * record is then written all the same. */
+/* The same as iswrite, then isgoto to the new record. Errors: 100, 107, 121,
+ * 131, 132 and 134 as for iswrite; 102 file without records; 111 the current
+ * index leaves the record out: it has been written all the same. */
 ISAM_API int iswrcurr(int fd, char *record);
 
 /* Replaces the record whose key in the first index equals that in record
  * [write]; isrecnum becomes its number. The position stays. Under ISTRANS and
  * a log the record is locked, until the transaction ends.
- * Errors: 100; 102 file without records; 107 locked by somebody else; 111 no
- * such key; 112 lock checking is on and this handle has no lock on it; 127
- * the first index is missing or allows duplicates; 132 as for iswrite; with a
- * log 121 as for iswrite, where both records together have more than 65505
- * bytes. */
+ * Errors: 100 another record has the key in a unique index; 102 file without
+ * records; 107 locked by somebody else; 111 no such key, or an index does not
+ * have the record (it is damaged, or isaddindex left the record out for a
+ * mask); 112 lock checking is on and this handle has no lock on it; 121 the log
+ * cannot be written, or both records do not fit a log record (together more
+ * than 65505 bytes); 127 the first index is missing or allows duplicates;
+ * 131 no node number is left; 132 and 134 as for iswrite. */
 ISAM_API int isrewrite(int fd, char *record);
 
-/* Replaces record number recnum [write]; isrecnum becomes recnum. Errors: 100,
- * 102 file without records, 107, 112 no such record or not locked; 121 and 132
- * as for isrewrite. */
+/* Replaces record number recnum [write]; isrecnum becomes recnum.
+ * Errors: 100, 102, 107, 121, 131, 132 and 134 as for isrewrite; 111 an index
+ * does not have the record; 112 no such record, or it is not locked while lock
+ * checking is on. */
 ISAM_API int isrewrec(int fd, long recnum, char *record);
 
 /* Replaces the record at the position of the current index [write]; isrecnum
  * becomes its number. In a file without records the first index's entry is
  * replaced by the key in record with the number isrecnum.
- * Errors: 100, 102 isrecnum as for iswrite, 107, 112 no current record, or it
- * is gone; 121 and 132 as for isrewrite. */
+ * Errors: 100, 107, 121, 131, 132 and 134 as for isrewrite; 102 as for iswrite;
+ * 111 as for isrewrec; 112 no record is current, or it is gone, or it is not
+ * locked while lock checking is on. */
 ISAM_API int isrewcurr(int fd, char *record);
 
 /* Moves to the next record, then replaces the one it came from [read, write].
  * In a file without records it is the entry moved to that is replaced, with the
  * record number it has.
- * Errors: as isrewcurr, the position having moved all the same; 110 there is no
- * next record: the record has been replaced all the same. */
+ * Errors: as for isrewcurr; 110 there is no next record: the record has been
+ * replaced all the same. After any other failure the position has moved all the
+ * same. */
 ISAM_API int isrewnxt(int fd, char *record);
 
 /* Deletes the record whose key in the first index equals that in record
  * [write]. Its number is used again first; a lock of this handle on it is
  * released. The position stays: ISNEXT finds what followed.
- * Errors: 107, 111, 112, 127 as for isrewrite; with a log 121 as for iswrite,
- * here and in the calls below. */
+ * Errors: 107, 111, 112 and 127 as for isrewrite; 121 as for iswrite; 131 no
+ * node is left for the list of free numbers. */
 ISAM_API int isdelete(int fd, char *record);
 
-/* Deletes record number recnum [write]. Errors: 102 file without records,
- * 107, 112. */
+/* Deletes record number recnum [write]. Errors: 102 file without records; 107,
+ * 121 and 131 as for isdelete; 111 and 112 as for isrewrec. */
 ISAM_API int isdelrec(int fd, long recnum);
 
-/* Deletes the record at the position [write]. Errors: 107; 112 no record is
- * current, also after isstart with ISFIRST or ISLAST until a record has been
- * read or isstart has been called with another mode. */
+/* Deletes the record at the position [write]. Errors: 107, 121 and 131 as for
+ * isdelete; 111 as for isrewrec; 112 as for isrewcurr, and after isstart with
+ * ISFIRST or ISLAST until a record has been read or isstart has been called
+ * with another mode. */
 ISAM_API int isdelcurr(int fd);
 
-/* Sets the file's unique-id counter, low 32 bits [write]. */
+/* Sets the file's unique-id counter, low 32 bits [write]. Error: 121 the log
+ * cannot be written: the counter is set all the same. */
 ISAM_API int issetunique(int fd, long value);
 
-/* Stores the counter's value in *id and adds 1 to it; after 2147483647 comes
- * 1 [write]. */
+/* Stores the counter's value in *id and adds 1 to it; after 2147483647 comes 1
+ * [write].
+ * Error: 121 the log cannot be written: the value has been taken all the
+ * same. */
 ISAM_API int isuniqueid(int fd, long *id);
 
 /* ------------------------------------------------------------------ locks */
@@ -480,7 +512,7 @@ ISAM_API int isuniqueid(int fd, long *id);
  * waiting [read]. Rewriting or deleting a record, releasing it, or testing its
  * lock by a read opens the lock at that record.
  * Errors: 107 somebody holds a record, also another descriptor of the process;
- * EBADF with iserrio 0x62 in a file without records. */
+ * EBADF with iserrio 0x62 file without records. */
 ISAM_API int islock(int fd);
 
 /* Release islock's lock and every record lock of the handle [read]. */
@@ -516,7 +548,7 @@ ISAM_API int isrelcurr(int fd);
  * open already, nothing happens. Every later change of files without ISNOLOG
  * is logged, also of those that are open already; but recovery needs a file's
  * opening in the log, so open the log first.
- * Errors: 102 null path, 120 the log cannot be opened. */
+ * Errors: 102 null path; 120 the log cannot be opened. */
 ISAM_API int islogopen(const char *path);
 
 /* Ends logging. A transaction that is still open can then only be ended, by
@@ -525,7 +557,7 @@ ISAM_API int islogopen(const char *path);
 ISAM_API int islogclose(void);
 
 /* Begins a transaction, or goes on with the one that is open: they do not
- * nest. Errors: 121 the log cannot be written, 128 no log is open. */
+ * nest. Errors: 121 the log cannot be written; 128 no log is open. */
 ISAM_API int isbegin(void);
 
 /* Ends the transaction and keeps its changes. The locks of the records that it
@@ -539,9 +571,10 @@ ISAM_API int iscommit(void);
  * Locks and files as in iscommit. Later changes through the descriptors that
  * changes were undone through are not logged any more, and so not undone by a
  * later rollback, until they have been closed and opened again.
- * Errors: 118 and 119 damaged log, 121, 122; or that of a change that cannot
- * be undone, as 100 or 107: those before it then stay. The transaction has
- * ended all the same. */
+ * Errors: 100, 105, 107, 111, 112 and 131 a change cannot be undone, as after a
+ * failed system call: those before it then stay; 118 damaged or closed log, or
+ * the descriptor of a change means another file by now; 119 damaged log;
+ * 121 and 122 as for iscommit. The transaction has ended all the same. */
 ISAM_API int isrollback(void);
 
 /* Does everything in the open log again, from its beginning, and undoes the
@@ -550,9 +583,10 @@ ISAM_API int isrollback(void);
  * must be as they were when the log was begun, under the names that the log
  * has, and nobody may be working on them. At the end they are closed. Audit
  * trails that are on get their entries again.
- * Errors: 118 a log record is cut off, or belongs to a file that was not
- * opened in the log; 119 a log record is damaged; 128 no log is open; or that
- * of the change that failed: recovery stops there. */
+ * Errors: 100, 102, 103, 105, 107 to 109, 111 to 114, 131 and 132 a change
+ * failed, as after a failed system call: recovery stops there; 118 a log record
+ * is cut off, or belongs to a file that was not opened in the log; 119 a log
+ * record is damaged; 128 no log is open. */
 ISAM_API int isrecover(void);
 
 /* Tells whose transaction a call belongs to, where one process has several:
@@ -577,8 +611,8 @@ ISAM_API int isTxnInit(short (*identity)(void));
  * the record; of a variable-length record its stored length (2), its fixed
  * part and its tail as stored, or nothing where it has no tail. Numbers stand
  * most significant byte first.
- * Errors: 102 no name has been set yet; 114 name too long. A mode above 4
- * ends the process, see isfatal.
+ * Errors: 102 mode below 0, or no name has been set yet; 114 name too long;
+ * 131 no node number is left. A mode above 4 ends the process, see isfatal.
  * Every change opens the trail by its name, from the directory of the moment.
  * While that fails, or the trail cannot be written, changes of the file fail
  * with the system's error and iserrio 0x23 or 0x53. */
@@ -587,13 +621,100 @@ ISAM_API int isaudit(int fd, char *buffer, int mode);
 /* ------------------------------------------------------------- whole files */
 
 /* Removes a file set by its base path. Nobody may have it open.
- * Errors: 102 empty name, 113 file in use, 114; ENOENT with iserrio 0x11 or
- * 0x12 for a file that is missing. */
+ * Errors: 102 empty name; 105 damaged header; 113 file in use; 114 name too
+ * long; 121 the log cannot be written; ENOENT with iserrio 0x11 or 0x12 the
+ * file is missing. */
 ISAM_API int iserase(const char *name);
 
 /* Renames a file set; no existing file is overwritten, and either both files
- * are renamed or none. Errors: as iserase; EEXIST with iserrio 1 or 2. */
+ * are renamed or none. Errors: as for iserase; EEXIST with iserrio 1 or 2 a
+ * file has the new name. */
 ISAM_API int isrename(const char *from, const char *to);
+
+/* Makes an empty file set of the same shape and opens it [any]: the same record
+ * lengths, indexes, mode and masks; with or without primary key. Unique id,
+ * user information, precious mode and audit trail are not taken along.
+ *
+ * name: base path of the new file set. Returns its descriptor; isrecnum and
+ * isreclen become as after isbuild. Errors: 113, 114, 121 and EEXIST as for
+ * isbuild. Files made before the failure are removed again. */
+ISAM_API int isclone(int fd, const char *name);
+
+/* Copies all records of one open file into another, in the order of an index
+ * [from: read, to: write].
+ *
+ * key: an index of the file copied from; no parts for record-number order; null
+ * for its current order. Records that the index leaves out, for their mask or
+ * for a null key, follow in record-number order. Each record gets a number of
+ * its own in the new file, and goes into the indexes of that file; masks are
+ * carried over between files that both have them. In files without records the
+ * keys are copied with the numbers that they have. Positions stay, those of
+ * both files. Neither log nor audit trail learns of the copy.
+ * Errors: 100 the destination has a key of a unique index already; 102 both are
+ * one file, or their record lengths differ; 103 no such index; 105 the index
+ * does not fit the records; 131 as for iswrite. What was copied before the
+ * failure stays. isrecnum stays. */
+ISAM_API int iscopy(int to, int from, KeyDesc *key);
+
+/* Rewrites a file physically in the order of an index [read, write]. The file
+ * must be open with ISLOCKEXCL and not be part of an open transaction.
+ *
+ * key: an index, or null, as for iscopy. The records go into a file "istNNNNN"
+ * beside the old one, NNNNN being the process id, which then takes its place
+ * under its name; link files stay. Record numbers change. Unique id, user
+ * information, precious mode and audit trail stay.
+ * Returns the descriptor of the file, opened again with the same mode and
+ * positioned as by isopen; it may be another number, and fd is closed. After a
+ * failure fd is as before and the temporary file is gone, but for one case: when
+ * the new file cannot be given the name, fd is closed, and all records are in
+ * the temporary file.
+ * The log gets a build, closings, an erasing and a renaming, but not the
+ * records: recovery does not lead over a clustering. Begin a new log behind it.
+ * Errors: 102 file without records; 103 no such index; 105 and 131 as for
+ * iscopy; 106 not open with ISLOCKEXCL; 113 the file is part of an open
+ * transaction; 114 temporary name too long; 121 the log cannot be written;
+ * EEXIST with iserrio 0x21 or 0x22 a file with the temporary name exists;
+ * EXDEV it would be in another file system. */
+ISAM_API int iscluster(int fd, KeyDesc *key);
+
+/* ----------------------------------------------------------------- checks */
+
+/* What the checks find, bits of their result. */
+#define ISCHK_DATAREAD 0x0001  /* data file cannot be read, or has none */
+#define ISCHK_RECORD 0x0002    /* a slot is neither a record nor free */
+#define ISCHK_FREELIST 0x0004  /* free list and deleted records differ */
+#define ISCHK_INDEXREAD 0x0008 /* index cannot be read, or is damaged */
+#define ISCHK_KEYORDER 0x0010  /* a key sorts after its successor */
+#define ISCHK_KEYCOUNT 0x0020  /* keys and records differ in number */
+#define ISCHK_MAGIC 0x0040     /* a tail's node is none */
+#define ISCHK_MISMATCH 0x0080  /* key in index and key in record differ */
+#define ISCHK_BUCKET0 0x0800   /* something is filed as having no space */
+#define ISCHK_MISFILED 0x1000  /* a tail's node is filed under a wrong space */
+#define ISCHK_LINK 0x2000      /* a list of tails' nodes is broken */
+#define ISCHK_LOST 0x4000      /* tails' nodes filed and found differ in number */
+#define ISCHK_LENGTH 0x8000    /* a tail's pieces do not make its length */
+
+/* The checks read a file under the shared phase lock and return what they have
+ * found, 0 when all is well; isCheckMsg has a message for each bit. Whatever
+ * the damage, a check ends, and says so in its result. A descriptor that is not
+ * open gives -1 and iserrno 101; else no global is set. Positions stay. */
+
+/* Checks the records' status and the list of free record numbers [read]. A file
+ * without records, or opened ISOUTPUT, gives ISCHK_DATAREAD.
+ * Error: 101. */
+ISAM_API int ischeckdata(int fd);
+
+/* Checks one index against itself and the records [read]. index: 1 for the
+ * first; any other than the file has, or ISOUTPUT, gives ISCHK_INDEXREAD.
+ * Error: 101. */
+ISAM_API int ischeckindex(int fd, int index);
+
+/* Checks the tails of variable-length records, and the lists of nodes that have
+ * room for more [read]. stats: null, or six numbers to be filled: nodes in
+ * those lists and their free bytes, nodes of tails in no list and their free
+ * bytes, nodes of tails and their free bytes. ISCHK_LOST is found only with it.
+ * Error: 101. */
+ISAM_API int ischeckvarlen(int fd, long *stats);
 
 /* ------------------------------------------------------------ information */
 
@@ -631,7 +752,8 @@ ISAM_API void *isseekey(int fd);
 ISAM_API long isgetmask(int fd);
 
 /* Sets the mask that the next write or rewrite stores with its record, low 32
- * bits: bit i set keeps the record out of index i, counted from 0. */
+ * bits: bit i set keeps the record out of index i, counted from 0. A bad
+ * descriptor gives -1; no global is set. */
 ISAM_API int issetmask(int fd, long mask);
 
 /* Nothing is held back, so there is nothing to do: 0 for a descriptor of 0 or

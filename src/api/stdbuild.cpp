@@ -6,22 +6,16 @@
 #include "records/isbuild.h"
 #include "records/isopen.h"
 
-namespace {
-
-int found(IsamFile *h) { return h != nullptr ? isWrapFind(h) : isWrapRet(0); }
-
-}  // namespace
-
 int isbuild(const char *name, int reclen, KeyDesc *key, int mode) {
-    if ((mode & ISVARLEN) != 0) return found(isBuild(name, isreclen, reclen, key, mode));
-    return found(isBuild(name, reclen, 0, key, mode));
+    if ((mode & ISVARLEN) != 0) return isWrapFound(isBuild(name, isreclen, reclen, key, mode));
+    return isWrapFound(isBuild(name, reclen, 0, key, mode));
 }
 
 int isvbuild(const char *name, int minlen, int maxlen, KeyDesc *key, int mode) {
-    return found(isBuild(name, minlen, maxlen, key, mode));
+    return isWrapFound(isBuild(name, minlen, maxlen, key, mode));
 }
 
-int isopen(const char *name, int mode) { return found(isOpen(name, mode)); }
+int isopen(const char *name, int mode) { return isWrapFound(isOpen(name, mode)); }
 
 int isclose(int fd) {
     IsamFile *h = isWrapInit(fd);

@@ -1,8 +1,31 @@
-// Whole file sets by name.
+// Whole file sets.
 
 #include "api/stdwrap.h"
 #include "isam.h"
+#include "maint/iscluster.h"
+#include "maint/iscopy.h"
 #include "maint/iserase.h"
 
 int iserase(const char *name) { return isWrapRet(isErase(name)); }
 int isrename(const char *from, const char *to) { return isWrapRet(isRename(from, to)); }
+
+int isclone(int fd, const char *name) {
+    IsamFile *h = isWrapInit(fd);
+    if (h == nullptr) return -1;
+    IsamFile *made = isClone(h, name);
+    return made != nullptr ? isWrapFind(made) : isWrapDone(h, 0);
+}
+
+int iscopy(int to, int from, KeyDesc *key) {
+    IsamFile *source = isFileOf(from);
+    if (source == nullptr) {
+        iserrno = ISERR_NOTOPEN;
+        return -1;
+    }
+    return isWrapped(to, [=](IsamFile *h) { return isCopy(h, source, key); });
+}
+
+int iscluster(int fd, KeyDesc *key) {
+    IsamFile *h = isWrapInit(fd);
+    return h != nullptr ? isWrapFound(isCluster(h, key)) : -1;
+}

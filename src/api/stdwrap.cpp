@@ -43,6 +43,8 @@ int isWrapFind(IsamFile *h) {
     return isAdmDtoI(h);
 }
 
+int isWrapFound(IsamFile *h) { return h != nullptr ? isWrapFind(h) : isWrapRet(0); }
+
 int isWrapTxn(int success) {
     // Its error would be that of whatever it did last.
     const int code = success != 0 ? 0 : errno;

@@ -22,6 +22,9 @@ int isWrapRet(int success);
 // After a build or open: the descriptor, isrecnum and isreclen from the handle.
 int isWrapFind(IsamFile *h);
 
+// The same where the handle may be null, after a failure.
+int isWrapFound(IsamFile *h);
+
 // For calls on transactions: iserrno as by isWrapRet; the other globals from the
 // handle that recovery mapped last, where there is one.
 int isWrapTxn(int success);

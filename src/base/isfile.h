@@ -135,6 +135,13 @@ struct IsamFile {
     bool descEntered;         // the new index stands in the chain
     std::uint32_t takenDesc;  // description node that it took, 0 = none
     bool noteTaken;           // isGetFree notes what it takes from the index list
+
+    // What work on a whole file needs.
+    bool damageFails;       // damage that is a fatal stop elsewhere fails with 105
+    int findings;           // of the check in progress
+    std::uint8_t *numbers;  // a set of record or node numbers, see storage/isnumbers
+    std::uint32_t numbersLast;
+    std::uint8_t filesMade;  // what a build has done so far
 };
 
 inline bool hasData(const IsamFile *h) { return h->recordLength != 0; }

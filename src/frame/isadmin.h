@@ -10,6 +10,7 @@
 
 #include "base/isfile.h"
 #include "base/isglobal.h"
+#include "isam_maint.h"  // isAdmItoD
 
 // Registers the handle in the lowest free slot, growing the table by ten slots
 // when there is none. Returns the slot's index; the slot has no token yet.
@@ -33,8 +34,7 @@ int isAdmShareCount(const IsamFile *h);
 // 1 if the pointer is a registered handle.
 int isAdmCheck(const IsamFile *h);
 
-// Handle of a descriptor, or null; descriptor of a handle, or -1.
-IsamFile *isAdmItoD(int fd);
+// Descriptor of a handle, or -1.
 int isAdmDtoI(const IsamFile *h);
 
 // 1 if another handle of this process on the same file holds a lock that

@@ -37,6 +37,7 @@ bool isEntry(IsamFile *h, int entryClass) {
     h->errio = h->errcode = 0;
     h->newLock = 0;
     h->changeLogged = false;
+    h->damageFails = false;
     h->activeClass = entryClass;
     return true;
 }

@@ -28,12 +28,19 @@ struct Counts {
     int size;  // bytes of the counts themselves
 };
 
-Counts readCounts(const IndexPath *path, const std::uint8_t *entry) {
+Counts countsAt(const IndexPath *path, const std::uint8_t *entry) {
     Counts c = {};
     if ((path->keyDesc.flags & ISLEADCOMP) != 0) c.leading = ld_signed(entry + c.size++);
     if ((path->keyDesc.flags & ISTRAILCOMP) != 0) c.trailing = ld_signed(entry + c.size++);
     c.middle = keyLength(path) - c.leading - c.trailing;
-    if (c.leading < 0 || c.trailing < 0 || c.middle < 0) isBroken(kModule, kCountLine);
+    return c;
+}
+
+bool possible(const Counts &c) { return c.leading >= 0 && c.trailing >= 0 && c.middle >= 0; }
+
+Counts readCounts(const IndexPath *path, const std::uint8_t *entry) {
+    const Counts c = countsAt(path, entry);
+    if (!possible(c)) isBroken(kModule, kCountLine);
     return c;
 }
 
@@ -76,12 +83,16 @@ int isCompNext(const IndexPath *path, const std::uint8_t *buffer, int used, std:
     return offset + counts.middle + tail;
 }
 
-bool compsound(const IndexPath *path, const NodeBuf *n) {
+bool compsound(const IndexPath *path, const NodeBuf *n, bool stops) {
     int offset = node::kTreeStart;
     while (offset < n->used) {
         int length = path->dupWidth + kPointerSize;
         if (!isKeyless(n->buffer, offset)) {
-            const Counts counts = readCounts(path, n->buffer + offset);
+            const Counts counts = countsAt(path, n->buffer + offset);
+            if (!possible(counts)) {
+                if (stops) isBroken(kModule, kCountLine);
+                return false;
+            }
             length += counts.size + counts.middle;
         }
         offset += length;

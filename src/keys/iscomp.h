@@ -17,8 +17,8 @@
 inline constexpr int kMaxEncoded = 2 + ISMAXKEYLEN;
 
 // Do the entries end where the used length says? A count beyond the key is a
-// fatal stop.
-bool compsound(const IndexPath *path, const NodeBuf *n);
+// fatal stop, or with stops false just another no.
+bool compsound(const IndexPath *path, const NodeBuf *n, bool stops);
 
 bool compmatch(const IndexPath *path, NodeBuf *n, const std::uint8_t *key);
 bool compgreat(const IndexPath *path, NodeBuf *n, const std::uint8_t *key);

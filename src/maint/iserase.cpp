@@ -35,7 +35,14 @@ template <typename Body> int onWholeSet(const char *name, Body &&body) {
     return done;
 }
 
-void renameBoth(IsamFile *h, const char *from, const char *to) {
+}  // namespace
+
+void isRemoveFiles(IsamFile *h, const char *name) {
+    is_unlink(h, ISKIND_INDEX, name);
+    if (hasData(h)) is_unlink(h, ISKIND_DATA, name);
+}
+
+void isRenameFiles(IsamFile *h, const char *from, const char *to) {
     is_rename(h, ISKIND_INDEX, from, to);
     if (!hasData(h) || isAttempt(h, [=] { is_rename(h, ISKIND_DATA, from, to); })) return;
     const int code = h->errcode, io = h->errio;
@@ -43,12 +50,9 @@ void renameBoth(IsamFile *h, const char *from, const char *to) {
     isFail(h, code, io);
 }
 
-}  // namespace
-
 int isErase(const char *name) {
     return onWholeSet(name, [name](IsamFile *h) {
-        is_unlink(h, ISKIND_INDEX, name);
-        if (hasData(h)) is_unlink(h, ISKIND_DATA, name);
+        isRemoveFiles(h, name);
         if (isLGtest(nullptr)) isNeedLogged(h, isLGerase(logtype::kErase, name));
     });
 }
@@ -59,7 +63,7 @@ int isRename(const char *from, const char *to) {
         return 0;
     }
     return onWholeSet(from, [from, to](IsamFile *h) {
-        renameBoth(h, from, to);
+        isRenameFiles(h, from, to);
         if (isLGtest(nullptr)) isNeedLogged(h, isLGrename(logtype::kRename, from, to));
     });
 }

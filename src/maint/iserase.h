@@ -2,5 +2,12 @@
 // that happens. 1 on success; 0 with the code in errno and iserrio.
 #pragma once
 
+#include "base/isfile.h"
+
+// Bodies, for a file set that the handle has to itself. When the data file cannot
+// be renamed, the index file gets its old name back.
+void isRemoveFiles(IsamFile *h, const char *name);
+void isRenameFiles(IsamFile *h, const char *from, const char *to);
+
 int isErase(const char *name);
 int isRename(const char *from, const char *to);

@@ -8,6 +8,7 @@
 #include "frame/isentry.h"
 #include "keys/isindex.h"
 #include "keys/iskey.h"
+#include "records/ischange.h"
 #include "storage/isdatio.h"
 #include "storage/isfree.h"
 #include "storage/ishead.h"
@@ -16,8 +17,6 @@
 #include "txn/islog.h"
 
 namespace {
-
-constexpr int kMaskBits = 32;
 
 // The exclusive open lock for the time of this operation.
 void excludeOthers(IsamFile *h) {
@@ -89,15 +88,13 @@ void takeBack(IsamFile *h, int index, std::uint32_t lastNode, bool sound) {
 
 }  // namespace
 
-void isFillIdx(IsamFile *h, int n) {
+void isFillIdx(IsamFile *h, int n, int maskBit, std::uint32_t last) {
     IndexPath *path = h->indexes[n];
     std::uint8_t key[ISMAXKEYLEN];
-    // One bit below the one that writes use.
-    const std::uint32_t maskBit = 1U << ((n + kMaskBits - 1) % kMaskBits);
-    for (std::uint32_t number = 1; number <= h->dataFree.last; ++number) {
+    for (std::uint32_t number = 1; number <= last; ++number) {
         isGetData(h, nullptr, static_cast<long>(number));
         if (slot::status(h) != slot::kPresent) continue;
-        if (hasMasks(h) && (slot::mask(h) & maskBit) != 0) continue;
+        if (hasMasks(h) && isMasked(h, slot::mask(h), maskBit)) continue;
         isKeyMake(path, key, h->recordBuffer);
         if (isKeyNull(path, key)) continue;
         isTreeInsert(h, path, key, number);
@@ -120,7 +117,8 @@ int isAddIndex(IsamFile *h, const KeyDesc *key) {
         const bool added = isAttempt(h, [h, key, index] {
             const DescPlace place = isReserveIndex(h, key);
             h->takenDesc = place.added;
-            isFillIdx(h, index);
+            // One bit below the one that writes use.
+            isFillIdx(h, index, index + kMaskBits - 1, h->dataFree.last);
             isFreeWrite(h);
             isEnterIndex(h, key, place);
             h->descEntered = true;

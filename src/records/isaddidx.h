@@ -7,6 +7,7 @@
 int isAddIndex(IsamFile *h, const KeyDesc *key);
 int isDelIndex(IsamFile *h, const KeyDesc *key);
 
-// Inserts the keys of all records into index n, which is empty. 100 at the
-// first duplicate in a unique index; what was inserted before it is on disk.
-void isFillIdx(IsamFile *h, int n);
+// Inserts the keys of records 1..last into index n, which is empty, but for those
+// whose mask has bit maskBit (modulo 32). 100 at the first duplicate in a unique
+// index; what was inserted before it is on disk.
+void isFillIdx(IsamFile *h, int n, int maskBit, std::uint32_t last);

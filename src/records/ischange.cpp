@@ -5,13 +5,10 @@
 #include "keys/iskey.h"
 #include "lock/islock.h"
 #include "storage/isdatio.h"
+#include "tree/isgrow.h"
 #include "tree/islocate.h"
 #include "tree/istree.h"
 #include "txn/isaudit.h"
-
-namespace {
-constexpr int kMaskBits = 32;
-}
 
 int isImageLength(const IsamFile *h) {
     return hasTails(h) && h->reclen > h->recordLength ? h->reclen : h->recordLength;
@@ -41,6 +38,16 @@ void isFetchForChange(IsamFile *h, long recnum) {
     if (!isLockTest(h, recnum)) isFail(h, ISERR_LOCKED);
     isGetData(h, nullptr, recnum);
     if (slot::status(h) != slot::kPresent) isFail(h, ISERR_NOCURRENT);
+}
+
+void isInsertKeys(IsamFile *h, const char *record, std::uint32_t number) {
+    std::uint8_t key[ISMAXKEYLEN];
+    for (int i = 0; i < h->keyCount; ++i) {
+        if (isMasked(h, h->mask, i)) continue;
+        IndexPath *path = isWholePath(h, i);
+        isKeyMake(path, key, record);
+        if (!isKeyNull(path, key)) isTreeInsert(h, path, key, number);
+    }
 }
 
 IndexPath *isWholePath(IsamFile *h, int i) {

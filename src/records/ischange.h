@@ -33,10 +33,16 @@ void isNeedData(IsamFile *h);
 // returns its record number. 127 unless that index is unique, 111 for no entry.
 long isFindPrimary(IsamFile *h, const char *record);
 
+// Inserts the record's keys into all indexes that the handle's mask does not keep
+// it out of, in memory; null keys are left out. 100 where a unique index has the
+// key.
+void isInsertKeys(IsamFile *h, const char *record, std::uint32_t number);
+
 // The path of index i at full search length.
 IndexPath *isWholePath(IsamFile *h, int i);
 
-// Is a record with this mask left out of index i?
+// Is a record with this mask left out of index i? Bits are counted modulo 32.
+inline constexpr int kMaskBits = 32;
 bool isMasked(const IsamFile *h, std::uint32_t mask, int i);
 
 // In a file without records: the record number that the caller gave, 102 when

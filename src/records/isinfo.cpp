@@ -1,9 +1,11 @@
 #include "records/isinfo.h"
 
+#include <cerrno>
 #include <cstring>
 
 #include "base/isfail.h"
 #include "frame/isentry.h"
+#include "isam_maint.h"
 #include "keys/ispathdef.h"
 #include "storage/header_layout.h"
 #include "storage/isfree.h"
@@ -64,3 +66,8 @@ int isUserInfo(IsamFile *h, int direction, void *buffer) {
         return 1;
     });
 }
+
+int isErrno(IsamFile *h) { return h != nullptr ? h->errcode : errno; }
+int isErrio(IsamFile *h) { return h != nullptr ? h->errio : 0; }
+long isRecnum(IsamFile *h) { return h != nullptr ? h->recnum : -1; }
+int isReclen(IsamFile *h) { return h != nullptr ? h->reclen : -1; }

@@ -14,6 +14,7 @@
 #include "storage/isdatio.h"
 #include "storage/isfree.h"
 #include "storage/ishead.h"
+#include "storage/isnumbers.h"
 #include "storage/isvarlen.h"
 #include "tree/islocate.h"
 #include "txn/islog.h"
@@ -37,6 +38,17 @@ void settleLengths(IsamFile *h, bool takeVarlen) {
     if (hasTails(h)) isVLinit(h);
 }
 
+// A file whose first index is damaged is opened all the same, to be checked and
+// mended. Without a position the first read looks for it again.
+void goToFirst(IsamFile *h) {
+    h->damageFails = true;
+    if (!isAttempt(h, [h] { isLocate(h, nullptr, ISFIRST); })) {
+        if (h->errcode != ISERR_CORRUPT) isFail(h, h->errcode, h->errio);
+        h->errcode = h->errio = 0;
+    }
+    h->damageFails = false;
+}
+
 void settlePosition(IsamFile *h) {
     if ((h->state & ISSTATE_NOPRIMARY) != 0) {
         h->lastNumber = 1;
@@ -44,9 +56,23 @@ void settlePosition(IsamFile *h) {
         h->currentIndex = h->keyCount;
     } else {
         h->currentIndex = 0;
-        isLocate(h, nullptr, ISFIRST);
+        goToFirst(h);
     }
     h->state |= ISSTATE_NEXTCURR;
+}
+
+// What an open does once the files are open and locked.
+void getReady(IsamFile *h, bool takeVarlen) {
+    // No half-made change of another process may be seen here either.
+    isLockRead(h);
+    isLoadHead(h);
+    isCheckHead(h);
+    isLoadIndexes(h);
+    settleLengths(h, takeVarlen);
+    settlePosition(h);
+    isDropLock(h);
+    isLGmark(h);
+    if (isLGtest(h)) isNeedLogged(h, isLGfile(logtype::kFileOpen, h));
 }
 
 }  // namespace
@@ -75,6 +101,7 @@ void isDispose(IsamFile *h) {
     is_free(h->auditEntry);
     is_free(h->oldImage);
     is_free(h->takenNodes);
+    isNumbersFree(h);
     is_free(h->name);
     is_free(h);
 }
@@ -98,16 +125,24 @@ IsamFile *isOpen(const char *name, int mode) {
     IsamFile *h = isNewHandle(name, mode);
     const int opened = isOperation(h, ISCLASS_OPEN, [h, mode] {
         isAdmOpen(h);
-        // No half-made change of another process may be seen here either.
-        isLockRead(h);
-        isLoadHead(h);
-        isCheckHead(h);
-        isLoadIndexes(h);
-        settleLengths(h, (mode & ISVARAUTO) != 0);
-        settlePosition(h);
-        isDropLock(h);
-        isLGmark(h);
-        if (isLGtest(h)) isNeedLogged(h, isLGfile(logtype::kFileOpen, h));
+        getReady(h, (mode & ISVARAUTO) != 0);
+        return 1;
+    });
+    if (opened) return h;
+    isAbandon(h);
+    return nullptr;
+}
+
+IsamFile *isOpenAs(const char *name, IsamFile *from) {
+    IsamFile *h = isNewHandle(name, from->mode);
+    h->indexFd = from->indexFd;
+    h->dataFd = from->dataFd;
+    from->indexFd = from->dataFd = -1;
+    isDispose(from);
+    const int opened = isOperation(h, ISCLASS_OPEN, [h] {
+        isAdmRegister(h);
+        isAdmNewToken(h);
+        getReady(h, false);
         return 1;
     });
     if (opened) return h;

@@ -7,6 +7,11 @@
 // in iserrio, and nothing that was taken is kept.
 IsamFile *isOpen(const char *name, int mode);
 
+// Opens the files of a handle that has them to itself anew, as those of a name
+// that they have been given since; locks and files are never let go of. The handle
+// is gone in any case. Null on failure, as isOpen.
+IsamFile *isOpenAs(const char *name, IsamFile *from);
+
 // Closes a handle, or parks it inside a transaction. A handle that is not parked
 // is gone even when the result is 0 because a lock could not be released or the
 // log could not be written.

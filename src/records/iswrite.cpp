@@ -18,16 +18,6 @@
 
 namespace {
 
-void insertKeys(IsamFile *h, const char *record, std::uint32_t number) {
-    std::uint8_t key[ISMAXKEYLEN];
-    for (int i = 0; i < h->keyCount; ++i) {
-        if (isMasked(h, h->mask, i)) continue;
-        IndexPath *path = isWholePath(h, i);
-        isKeyMake(path, key, record);
-        if (!isKeyNull(path, key)) isTreeInsert(h, path, key, number);
-    }
-}
-
 // What can be refused is refused before anything changes.
 void foresee(IsamFile *h, long recnum) {
     if (hasTails(h)) {
@@ -44,7 +34,7 @@ void insert(IsamFile *h, const char *record) {
     const std::uint32_t number = isGetFree(h, ISKIND_DATA);
     const long recnum = static_cast<long>(number);
     if ((h->state & ISSTATE_LOCKNEW) != 0) isLockNew(h, recnum);
-    insertKeys(h, record, number);
+    isInsertKeys(h, record, number);
     foresee(h, recnum);
 
     isAuditRecord(h, audit::kAdded, recnum, record, hasTails(h) ? isVLcode(h, record) : StoredTail{});

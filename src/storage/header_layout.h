@@ -64,6 +64,8 @@ inline constexpr int kMinNodeSize = 128;
 inline constexpr int kMaxNodeSize = 65536;
 static_assert(kMinNodeSize >= kFixedEnd + kUserInfoBack);
 
+inline std::uint32_t hashHead(const std::uint8_t *header, int i) { return ld_long(header + kHashHeadsOffset + 4 * i); }
+
 enum Flag : unsigned { kFlagMasks = 1, kFlagPrecious = 2, kFlagCompressed = 4 };
 
 }  // namespace header

@@ -13,6 +13,11 @@ std::int64_t slotOffset(const IsamFile *h, long recnum) {
 
 }  // namespace
 
+std::uint32_t isSlotCount(IsamFile *h) {
+    const std::int64_t slots = is_size(h, ISKIND_DATA) / h->bufferLength;
+    return slots < h->dataFree.last ? static_cast<std::uint32_t>(slots) : h->dataFree.last;
+}
+
 void isGetData(IsamFile *h, char *buffer, long recnum) {
     if (!isSlotNumber(h, recnum)) isFail(h, ISERR_NOCURRENT);
     is_read(h, ISKIND_DATA, h->recordBuffer, h->bufferLength, slotOffset(h, recnum));

@@ -38,6 +38,9 @@ inline bool isSlotNumber(const IsamFile *h, long recnum) {
     return recnum > 0 && static_cast<unsigned long>(recnum) <= h->dataFree.last;
 }
 
+// Slots that the data file has, at most the highest.
+std::uint32_t isSlotCount(IsamFile *h);
+
 // Reads slot recnum into the slot buffer and, where buffer is not null, copies
 // the record from there. 112 outside 1..highest. The status is not looked at.
 void isGetData(IsamFile *h, char *buffer, long recnum);

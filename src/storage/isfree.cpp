@@ -16,7 +16,6 @@ constexpr int kCountDirtyLine = 147;
 constexpr int kFreeDirtyIndexLine = 197;
 constexpr int kFreeDirtyDataLine = 198;
 
-constexpr int kNumberSize = 4;
 constexpr int kGrowthOfTaken = 64;
 
 FreeCache &cacheOf(IsamFile *h, int kind) { return kind == ISKIND_INDEX ? h->indexFree : h->dataFree; }
@@ -31,12 +30,8 @@ void refresh(IsamFile *h, FreeCache &cache, std::uint32_t number) {
     allocate(h, cache);
     cache.state = ISBUF_EMPTY;
     isGetNode(h, cache.buffer, number);
-    const int used = node::used(cache.buffer);
-    if (node::mark(cache.buffer, h->nodeSize) != node::kListMark ||
-        node::level(cache.buffer, h->nodeSize) != node::kFreeLevel || used < node::kListStart ||
-        used > h->nodeSize - node::kTrailerSize || (used - node::kListStart) % kNumberSize != 0)
-        isFail(h, ISERR_CORRUPT);
-    cache.used = static_cast<std::uint32_t>(used);
+    if (!isListNode(h, cache.buffer)) isFail(h, ISERR_CORRUPT);
+    cache.used = static_cast<std::uint32_t>(node::used(cache.buffer));
     cache.state = ISBUF_CLEAN;
 }
 
@@ -105,6 +100,25 @@ std::uint32_t takeListed(IsamFile *h, int kind, FreeCache &cache) {
         cache.state = ISBUF_DIRTY;
     }
     return number;
+}
+
+// Gives the data list's first nodes to the index list.
+void handOver(IsamFile *h, std::uint32_t nodes) {
+    FreeCache &cache = h->dataFree;
+    for (; cache.head != 0 && nodes > 0; --nodes) {
+        load(h, cache);
+        const std::uint32_t link = node::link(cache.buffer);
+        isPutFree(h, ISKIND_INDEX, cache.head);
+        cache.head = link;
+        cache.state = ISBUF_EMPTY;
+    }
+}
+
+// The highest record number becomes that of the data file's last slot.
+void takeLast(IsamFile *h) {
+    const std::int64_t records = is_size(h, ISKIND_DATA) / h->bufferLength;
+    if (records > kMaxNumber) isFail(h, ISERR_CORRUPT);
+    h->dataFree.last = static_cast<std::uint32_t>(records);
 }
 
 }  // namespace
@@ -180,17 +194,21 @@ void isFreeFree(IsamFile *h) {
 
 void isFreeDrop(IsamFile *h, int kind) {
     if (kind != ISKIND_DATA) isFail(h, ISERR_ARGUMENT);
-    FreeCache &cache = h->dataFree;
-    const std::uint32_t limit = cache.head != 0 ? isNodeLimit(h) : 0;
-    for (std::uint32_t nodes = 0; cache.head != 0; ++nodes) {
-        if (nodes >= limit) isFail(h, ISERR_CORRUPT);
-        load(h, cache);
-        const std::uint32_t link = node::link(cache.buffer);
-        isPutFree(h, ISKIND_INDEX, cache.head);
-        cache.head = link;
-        cache.state = ISBUF_EMPTY;
-    }
-    const std::int64_t records = is_size(h, ISKIND_DATA) / h->bufferLength;
-    if (records > kMaxNumber) isFail(h, ISERR_CORRUPT);
-    cache.last = static_cast<std::uint32_t>(records);
+    if (h->dataFree.head != 0) handOver(h, isNodeLimit(h));
+    if (h->dataFree.head != 0) isFail(h, ISERR_CORRUPT);
+    takeLast(h);
+}
+
+void isFreeSalvage(IsamFile *h, std::uint32_t nodes) {
+    handOver(h, nodes);
+    h->dataFree.head = 0;
+    h->dataFree.state = ISBUF_EMPTY;
+    takeLast(h);
+}
+
+bool isListNode(const IsamFile *h, const std::uint8_t *bytes) {
+    const int used = node::used(bytes);
+    return node::mark(bytes, h->nodeSize) == node::kListMark && node::level(bytes, h->nodeSize) == node::kFreeLevel &&
+           used >= node::kListStart && used <= h->nodeSize - node::kTrailerSize &&
+           (used - node::kListStart) % kNumberSize == 0;
 }

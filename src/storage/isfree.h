@@ -39,3 +39,12 @@ void isFreeFree(IsamFile *h);
 // Data list only (else 102): hands its nodes to the index list, leaves it
 // empty and takes the highest record number from the data file's length.
 void isFreeDrop(IsamFile *h, int kind);
+
+// The same with the data list's first nodes, which are sound; what comes behind
+// them is left alone.
+void isFreeSalvage(IsamFile *h, std::uint32_t nodes);
+
+// Are these the bytes of a list node?
+inline constexpr int kNumberSize = 4;  // of a number in a list node
+
+bool isListNode(const IsamFile *h, const std::uint8_t *bytes);

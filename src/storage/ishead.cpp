@@ -84,7 +84,10 @@ void isLoadHead(IsamFile *h) {
     }
     is_read(h, ISKIND_INDEX, h->header, h->nodeSize, 0);
     if (first) loadOnce(h);
+    isHeadTake(h);
+}
 
+void isHeadTake(IsamFile *h) {
     const std::uint8_t *p = h->header;
     h->dataFree.head = ld_long(p + kDataFreeOffset);
     h->dataFree.last = ld_long(p + kLastRecordOffset);
@@ -103,7 +106,7 @@ void isCheckHead(IsamFile *h) {
         isFail(h, ISERR_CORRUPT);
 }
 
-void isHeadWrite(IsamFile *h) {
+void isHeadStore(IsamFile *h) {
     std::uint8_t *p = h->header;
     isHeadKdsc(h);
     st_long(h->indexFree.last, p + kLastNodeOffset);
@@ -112,9 +115,13 @@ void isHeadWrite(IsamFile *h) {
     st_long(h->dataFree.head, p + kDataFreeOffset);
     st_long(static_cast<std::uint32_t>(h->uniqueId), p + kUniqueIdOffset);
     st_long(h->auditNode, p + kAuditNodeOffset);
-    st_long(++h->headerStamp, p + kStampOffset);
     saveflags(h);
-    is_write(h, ISKIND_INDEX, p, h->nodeSize, 0);
+}
+
+void isHeadWrite(IsamFile *h) {
+    isHeadStore(h);
+    st_long(++h->headerStamp, h->header + kStampOffset);
+    is_write(h, ISKIND_INDEX, h->header, h->nodeSize, 0);
 }
 
 void isHeadKdsc(IsamFile *h) {

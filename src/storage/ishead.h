@@ -12,11 +12,17 @@ void isMakeHead(IsamFile *h);
 // other handles may change.
 void isLoadHead(IsamFile *h);
 
+// Takes those that other handles may change from the header copy.
+void isHeadTake(IsamFile *h);
+
 // 105 when a counter that isLoadHead took is beyond what the file can hold.
 void isCheckHead(IsamFile *h);
 
-// Stores the handle's fields, isHeadKdsc's among them, and writes the header, its change counter raised
-// by one.
+// Stores the handle's fields, isHeadKdsc's among them, in the header copy; all
+// but the change counter.
+void isHeadStore(IsamFile *h);
+
+// The same, and writes the header, its change counter raised by one.
 void isHeadWrite(IsamFile *h);
 
 // Stores the catalogue's fields in the header copy alone.

@@ -9,8 +9,6 @@ using namespace remnant;
 
 namespace {
 
-std::uint8_t *headAt(IsamFile *h, int i) { return h->header + header::kHashHeadsOffset + 4 * i; }
-
 void unlink(IsamFile *h, RemStage *stage, const std::uint8_t *node, std::uint32_t number) {
     const std::uint32_t older = next(node), newer = previous(node);
     std::uint32_t &head = h->hashHeads[bucket(node)];
@@ -45,13 +43,13 @@ void linkInFront(IsamFile *h, RemStage *stage, std::uint8_t *node, std::uint32_t
 void isLoadHeads(IsamFile *h) {
     if (h->hashStale == 0) return;
     for (int i = 0; i < header::kHashHeadCount; ++i)
-        h->hashHeads[i] = ld_long(headAt(h, i));
+        h->hashHeads[i] = header::hashHead(h->header, i);
     h->hashStale = 0;
 }
 
 void isStoreHeads(IsamFile *h) {
     for (int i = 0; i < header::kHashHeadCount; ++i)
-        st_long(h->hashHeads[i], headAt(h, i));
+        st_long(h->hashHeads[i], h->header + header::kHashHeadsOffset + 4 * i);
 }
 
 std::uint32_t findSpace(IsamFile *h, RemStage *stage, int need) {

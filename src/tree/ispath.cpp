@@ -6,6 +6,7 @@
 #include "base/ismemory.h"
 #include "keys/isnode.h"
 #include "storage/isfree.h"
+#include "storage/ishead.h"
 #include "storage/isidxio.h"
 #include "storage/node_layout.h"
 
@@ -127,7 +128,7 @@ NodeBuf *isPathSplit(IsamFile *h, IndexPath *path) {
 }
 
 void isPathAdd(IsamFile *h, IndexPath *path, std::uint32_t number) {
-    if (number == 0) isBroken(kModule, kPushLine);
+    if (number == 0 && !h->damageFails) isBroken(kModule, kPushLine);
     isCheckNodeNumber(h, number);
     NodeBuf *n = findnode(path, number);
     if (n == nullptr) {
@@ -196,6 +197,16 @@ void isPathWrite(IsamFile *h, int i) {
     }
     for (int k = h->keyCount - 1; k >= 0; --k)
         pathwrite(h, h->indexes[k]);
+}
+
+void isPathWriteNew(IsamFile *h) {
+    const std::uint32_t last = isHeadLastNode(h);
+    for (int k = h->keyCount - 1; k >= 0; --k) {
+        IndexPath *path = h->indexes[k];
+        popAll(h, path);
+        for (int i = path->cacheCount - 1; i >= 0; --i)
+            if (path->cache[i]->number > last) isUpdNode(h, path->cache[i]);
+    }
 }
 
 void isPathFree(IsamFile *h, IndexPath *path) {

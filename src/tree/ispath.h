@@ -40,5 +40,9 @@ void isPathClear1(IndexPath *path, int entryClass);
 // keyCount or more: the cache newest first, then the root.
 void isPathWrite(IsamFile *h, int i);
 
+// Writes those changed nodes of all paths that the index file is not long enough
+// for yet, by the header copy: a full disk shows before anything is overwritten.
+void isPathWriteNew(IsamFile *h);
+
 // Frees all nodes of a path. A dirty one is a fatal stop.
 void isPathFree(IsamFile *h, IndexPath *path);

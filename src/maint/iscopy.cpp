@@ -1,0 +1,230 @@
+#include "maint/iscopy.h"
+
+#include <cerrno>
+#include <cstring>
+
+#include "base/isfail.h"
+#include "base/isglobal.h"
+#include "base/ismemory.h"
+#include "base/issystem.h"
+#include "frame/isentry.h"
+#include "keys/isindex.h"
+#include "keys/iskey.h"
+#include "records/isbuild.h"
+#include "records/ischange.h"
+#include "storage/header_layout.h"
+#include "storage/isdatio.h"
+#include "storage/isfree.h"
+#include "storage/ishead.h"
+#include "storage/isnumbers.h"
+#include "storage/issquash.h"
+#include "storage/isvarlen.h"
+#include "tree/ispath.h"
+#include "tree/isscan.h"
+
+namespace {
+
+// Parts begin at 0..32767.
+constexpr int kMostKeyRecord = 32768 + ISMAXKEYLEN;
+
+struct Copying {
+    IsamFile *to, *from;
+    int index;                                       // of the order, from's keyCount: by record number
+    bool begun;                                      // at least one record has been copied
+    std::uint8_t heads[4 * header::kHashHeadCount];  // as in its header copy after the last record
+};
+
+std::uint8_t *headsIn(IsamFile *h) { return h->header + header::kHashHeadsOffset; }
+
+// The destination's header copy becomes that of a file with all records so far.
+void settleRecord(Copying *c) {
+    isHeadStore(c->to);
+    std::memcpy(c->heads, headsIn(c->to), sizeof c->heads);
+    c->begun = true;
+}
+
+// Forgets the record that could not be copied, and makes those before it count.
+void settleFailure(Copying *c) {
+    IsamFile *h = c->to;
+    const int code = h->errcode, io = h->errio;
+    isAttempt(h, [h, c] {
+        isPathClear(h, ISCLASS_WRITE);
+        isFreeClear(h, ISCLASS_READ);
+        std::memcpy(headsIn(h), c->heads, sizeof c->heads);
+        h->hashStale = 1;
+        isHeadTake(h);
+        isHeadWrite(h);
+    });
+    isFail(h, code, io);
+}
+
+// Everything that makes the files longer is written first: what the system
+// refuses leaves no trace.
+void addRecord(Copying *c, const char *record) {
+    IsamFile *h = c->to;
+    h->mask = hasMasks(h) && hasMasks(c->from) ? slot::mask(c->from) : 0;
+    const std::uint32_t number = isGetFree(h, ISKIND_DATA);
+    isInsertKeys(h, record, number);
+    if (hasTails(h)) {
+        h->reclen = c->from->reclen;
+        isVLforget(h);
+        isVLcode(h, record);
+        isVLwrite(h);
+    }
+    isPathWriteNew(h);
+    isPutData(h, record, static_cast<long>(number));
+    if (hasTails(h)) isVLput(h);
+    isPathWrite(h, h->keyCount);
+    isFreeWrite(h);
+    settleRecord(c);
+}
+
+// Copies the record in the source's slot buffer.
+void copySlot(Copying *c) {
+    IsamFile *h = c->from;
+    if (!hasTails(h)) {
+        addRecord(c, reinterpret_cast<const char *>(h->recordBuffer));
+        return;
+    }
+    if (h->oldImage == nullptr) h->oldImage = is_new<char>(static_cast<std::size_t>(h->varlenInfo));
+    std::memcpy(h->oldImage, h->recordBuffer, static_cast<std::size_t>(h->recordLength));
+    isVLread(h, h->oldImage);
+    addRecord(c, h->oldImage);
+}
+
+// A record is copied once, whatever the index says.
+void copyEntry(Copying *c, std::uint32_t number) {
+    if (!isNumbersAdd(c->from, number)) isFail(c->from, ISERR_CORRUPT);
+    isGetData(c->from, nullptr, static_cast<long>(number));
+    if (slot::status(c->from) == slot::kDeleted) isFail(c->from, ISERR_CORRUPT);
+    copySlot(c);
+}
+
+// Does the index leave out the record in the source's slot buffer?
+bool isLeftOut(const Copying *c) {
+    IsamFile *h = c->from;
+    std::uint8_t key[ISMAXKEYLEN];
+    const IndexPath *path = h->indexes[c->index];
+    isKeyMake(path, key, h->recordBuffer);
+    return (hasMasks(h) && isMasked(h, slot::mask(h), c->index)) || isKeyNull(path, key);
+}
+
+void copyByIndex(Copying *c) {
+    IsamFile *h = c->from;
+    isNumbersMake(h, isSlotCount(h));
+    TreeScan scan;
+    IndexPath *path = isWholePath(h, c->index);
+    for (bool more = isScanFirst(h, &scan, path); more; more = isScanNext(h, &scan))
+        copyEntry(c, path->top->pointer);
+    for (std::uint32_t number = 1; number <= h->numbersLast; ++number) {
+        if (isNumbersHas(h, number)) continue;
+        isGetData(h, nullptr, static_cast<long>(number));
+        if (slot::status(h) != slot::kPresent) continue;
+        if (!isLeftOut(c)) isFail(h, ISERR_CORRUPT);
+        copySlot(c);
+    }
+}
+
+void copyByNumber(Copying *c) {
+    const std::uint32_t last = isSlotCount(c->from);
+    for (std::uint32_t number = 1; number <= last; ++number) {
+        isGetData(c->from, nullptr, static_cast<long>(number));
+        if (slot::status(c->from) != slot::kDeleted) copySlot(c);
+    }
+}
+
+// In files without records, keys are copied with the numbers that they have.
+void copyKeys(Copying *c) {
+    IsamFile *from = c->from, *to = c->to;
+    auto *record = reinterpret_cast<char *>(isDbuffer(from, kMostKeyRecord));
+    std::memset(record, 0, kMostKeyRecord);
+    TreeScan scan;
+    IndexPath *path = from->indexes[c->index];
+    for (bool more = isScanFirst(from, &scan, path); more; more = isScanNext(from, &scan)) {
+        isKeyLoad(path, record, path->top->key);
+        isInsertKeys(to, record, path->top->pointer);
+        isPathWriteNew(to);
+        isPathWrite(to, to->keyCount);
+        isFreeWrite(to);
+        settleRecord(c);
+    }
+}
+
+void copyAll(Copying *c, const KeyDesc *key) {
+    IsamFile *from = c->from;
+    from->damageFails = true;
+    c->index = key != nullptr ? isFindIndex(from, key) : from->currentIndex;
+    if (c->index < 0) isFail(from, ISERR_KEYDESC);
+    if (c->index < from->keyCount) {
+        if (hasData(from))
+            copyByIndex(c);
+        else
+            copyKeys(c);
+    } else if (hasData(from)) {
+        copyByNumber(c);
+    }
+    isHeadWrite(c->to);
+}
+
+// The body under the source's recovery point. Two copies in opposite directions
+// must not wait for each other: both take the locks in the files' own order.
+int readAndCopy(Copying *c, const KeyDesc *key) {
+    const bool sourceFirst = is_identity(c->from, ISKIND_INDEX) < is_identity(c->to, ISKIND_INDEX);
+    if (sourceFirst) isLockRead(c->from);
+    isLockWrite(c->to);
+    if (!sourceFirst) isLockRead(c->from);
+    isDelta(c->from);
+    isDelta(c->to);
+    copyAll(c, key);
+    isDropLock(c->from);
+    return 1;
+}
+
+void copyLocked(Copying *c, const KeyDesc *key) {
+    IsamFile *to = c->to, *from = c->from;
+    if (is_identity(to, ISKIND_INDEX) == is_identity(from, ISKIND_INDEX) || to->recordLength != from->recordLength ||
+        to->varlenInfo != from->varlenInfo)
+        isFail(to, ISERR_ARGUMENT);
+    const bool copied = isAttempt(to, [=] {
+        if (!isOperation(from, ISCLASS_READ, [=] { return readAndCopy(c, key); }))
+            isFail(to, from->errcode, from->errio);
+    });
+    if (copied) return;
+    const int code = to->errcode, io = to->errio;
+    // A failure of the destination has left the source as it was.
+    isOperation(from, ISCLASS_OPEN, [from] {
+        isDropLock(from);
+        return 1;
+    });
+    if (c->begun) settleFailure(c);
+    isFail(to, code, io);
+}
+
+}  // namespace
+
+IsamFile *isClone(IsamFile *h, const char *name) {
+    IsamFile *made = nullptr;
+    isOperation(h, ISCLASS_ANY, [h, name, &made] {
+        if (name == nullptr) isFail(h, ISERR_ARGUMENT);
+        made = isBuildLike(h, name);
+        if (made == nullptr) isFail(h, errno, iserrio);
+        return 1;
+    });
+    return made;
+}
+
+int isCopy(IsamFile *to, IsamFile *from, const KeyDesc *key) {
+    const std::uint32_t mask = to->mask;
+    const int toLength = to->reclen, fromLength = from->reclen;
+    Copying copying = {to, from, 0, false, {}};
+    const int done = isOperation(to, ISCLASS_WRITE, [&copying, to, key] {
+        copyLocked(&copying, key);
+        isDropLock(to);
+        return 1;
+    });
+    isNumbersFree(from);
+    to->mask = mask;
+    to->reclen = toLength;
+    from->reclen = fromLength;
+    return done;
+}

@@ -1,0 +1,132 @@
+#include "maint/isowners.h"
+
+#include "base/isfail.h"
+#include "frame/isentry.h"
+#include "keys/isnode.h"
+#include "storage/isfree.h"
+#include "storage/isidxio.h"
+#include "storage/isnumbers.h"
+#include "storage/node_layout.h"
+#include "storage/remnant_layout.h"
+#include "tree/ispath.h"
+
+namespace {
+
+constexpr std::uint32_t kHeaderNode = 1;
+
+// A node that stands in the set already belongs to two.
+void own(IsamFile *h, std::uint32_t number) {
+    if (!isNumbersAdd(h, number)) isFail(h, ISERR_CORRUPT);
+}
+
+void ownDescriptions(IsamFile *h) {
+    std::uint8_t *bytes = isScratchNode(h);
+    for (std::uint32_t number = h->keyDescNode; number != 0; number = node::link(bytes)) {
+        own(h, number);
+        isGetLinked(h, bytes, number);
+    }
+}
+
+void ownNext(IsamFile *h, const std::uint8_t *bytes) {
+    if (node::link(bytes) != 0) own(h, node::link(bytes));
+}
+
+// A list node of nodes: what it holds, and the list node behind it. Numbers
+// beyond the file's end may be free, too.
+void ownFreeNodes(const std::uint8_t *bytes, void *context) {
+    auto *h = static_cast<IsamFile *>(context);
+    for (int at = node::kListStart; at < node::used(bytes); at += kNumberSize) {
+        const std::uint32_t number = ld_long(bytes + at);
+        isCheckNodeNumber(h, number);
+        if (number <= h->numbersLast) own(h, number);
+    }
+    ownNext(h, bytes);
+}
+
+void ownListNode(const std::uint8_t *bytes, void *context) { ownNext(static_cast<IsamFile *>(context), bytes); }
+
+// Runs body and tells whether there was no damage in its way.
+template <typename Body> bool isUndamaged(IsamFile *h, Body &&body) {
+    if (isAttempt(h, body)) return true;
+    if (h->errcode != ISERR_CORRUPT) isFail(h, h->errcode, h->errio);
+    return false;
+}
+
+void giveUpTop(IsamFile *h, IndexPath *path) {
+    NodeBuf *n = path->top;
+    const std::uint32_t number = n->number;
+    n->state = ISBUF_EMPTY;
+    path->top = n->parent;
+    isFreeNode(path, n);
+    isPutFree(h, ISKIND_INDEX, number);
+}
+
+bool ownChild(IsamFile *h, IndexPath *path, std::uint32_t number, bool giveUp) {
+    const NodeBuf *parent = path->top;
+    if (!isNumbersAdd(h, number)) return false;
+    if (!isUndamaged(h, [=] { isPathAdd(h, path, number); })) {
+        while (path->top != parent)
+            isPathDown(h, path);
+        return false;
+    }
+    const bool whole = isOwnTree(h, path, giveUp);
+    if (giveUp)
+        giveUpTop(h, path);
+    else
+        isPathDown(h, path);
+    return whole;
+}
+
+bool isTailNode(const IsamFile *h, const std::uint8_t *bytes) {
+    return hasTails(h) && bytes[h->nodeSize - remnant::kMarkBack] == remnant::kMark &&
+           ld_int(bytes + remnant::kMagicOffset) == remnant::kMagic;
+}
+
+}  // namespace
+
+void isOwnNodes(IsamFile *h) {
+    isNumbersMake(h, isNodeLimit(h));
+    own(h, kHeaderNode);
+    ownDescriptions(h);
+    if (h->auditNode != 0) own(h, h->auditNode);
+    if (h->indexFree.head != 0) own(h, h->indexFree.head);
+    isFreeCount(h, ISKIND_INDEX, ownFreeNodes, h);
+}
+
+bool isOwnLists(IsamFile *h) {
+    return isUndamaged(h, [h] {
+        if (h->dataFree.head != 0) own(h, h->dataFree.head);
+        isFreeCount(h, ISKIND_DATA, ownListNode, h);
+    });
+}
+
+bool isOwnTrees(IsamFile *h, int except) {
+    bool whole = true;
+    for (int i = 0; i < h->keyCount; ++i) {
+        IndexPath *path = h->indexes[i];
+        if (i == except) continue;
+        const bool sound =
+            isNumbersAdd(h, path->keyDesc.rootNode) && isUndamaged(h, [h, path] { isPathRoot(h, path); });
+        whole = sound && isOwnTree(h, path, false) && whole;
+    }
+    return whole;
+}
+
+bool isOwnTree(IsamFile *h, IndexPath *path, bool giveUp) {
+    NodeBuf *n = path->top;
+    bool whole = true;
+    if (n->level == 0) return true;
+    n->position = 0;
+    for (bool more = isNodeWalk(path, kWalkFirst); more; more = isNodeWalk(path, kWalkNext))
+        whole = ownChild(h, path, n->pointer, giveUp) && whole;
+    return whole;
+}
+
+void isFreeLost(IsamFile *h) {
+    const std::uint32_t last = h->numbersLast;
+    for (std::uint32_t number = 2; number <= last; ++number) {
+        if (isNumbersHas(h, number)) continue;
+        isGetNode(h, isScratchNode(h), number);
+        if (!isTailNode(h, isScratchNode(h))) isPutFree(h, ISKIND_INDEX, number);
+    }
+}

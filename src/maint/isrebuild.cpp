@@ -1,0 +1,114 @@
+// Rebuilds: the free list of records and an index, made anew from the data.
+
+#include <cstring>
+
+#include "base/isfail.h"
+#include "frame/isadmin.h"
+#include "frame/isentry.h"
+#include "isam_maint.h"
+#include "keys/ispathdef.h"
+#include "maint/isowners.h"
+#include "records/isaddidx.h"
+#include "storage/isdatio.h"
+#include "storage/isfree.h"
+#include "storage/ishead.h"
+#include "storage/isidxio.h"
+#include "storage/isnumbers.h"
+#include "storage/node_layout.h"
+#include "tree/ispath.h"
+
+static_assert(ISFREE_INDEX == ISKIND_INDEX && ISFREE_DATA == ISKIND_DATA);
+
+namespace {
+
+constexpr const char *kModule = "ischeck.c";
+constexpr int kRootLine = 187;
+constexpr int kNoIndex = -1;
+
+// The list's nodes up to the first that is none, or belongs elsewhere.
+std::uint32_t soundNodes(IsamFile *h) {
+    std::uint8_t *bytes = isScratchNode(h);
+    std::uint32_t count = 0, number = h->dataFree.head;
+    while (number != 0 && isNumbersAdd(h, number)) {
+        isGetNode(h, bytes, number);
+        if (!isListNode(h, bytes)) break;
+        ++count;
+        number = node::link(bytes);
+    }
+    return count;
+}
+
+void refillFreeList(IsamFile *h) {
+    isPathClear(h, ISCLASS_READ);
+    isOwnNodes(h);
+    const std::uint32_t nodes = soundNodes(h);
+    const bool treesWhole = isOwnTrees(h, kNoIndex);
+    isFreeSalvage(h, nodes);
+    if (treesWhole) isFreeLost(h);
+    for (std::uint32_t number = h->dataFree.last; number > 0; --number)
+        if (isDelCheck(h, static_cast<long>(number))) isPutFree(h, ISKIND_DATA, number);
+}
+
+// Gives the index's nodes to the free list, the root last. Those that a damaged
+// tree has lost are found as nobody's, if that can be told.
+void wipe(IsamFile *h, int n) {
+    IndexPath *path = h->indexes[n];
+    const std::uint32_t root = path->keyDesc.rootNode;
+    isPathClear(h, ISCLASS_READ);
+    isOwnNodes(h);
+    const bool listsWhole = isOwnLists(h), treesWhole = isOwnTrees(h, n);
+    if (!isNumbersAdd(h, root)) isFail(h, ISERR_CORRUPT);
+    const bool rootSound = isAttempt(h, [h, path] { isPathRoot(h, path); });
+    if (!rootSound && h->errcode != ISERR_CORRUPT) isFail(h, h->errcode, h->errio);
+    if (rootSound) isOwnTree(h, path, true);
+    if (listsWhole && treesWhole) isFreeLost(h);
+    isPutFree(h, ISKIND_INDEX, root);
+}
+
+// The root keeps its number: it was freed last and is taken first.
+void startAnew(IsamFile *h, int n) {
+    IndexPath *path = h->indexes[n];
+    const std::uint32_t root = isGetFree(h, ISKIND_INDEX);
+    if (root != path->keyDesc.rootNode) isBroken(kModule, kRootLine);
+    std::uint8_t *bytes = isScratchNode(h);
+    std::memset(bytes, 0, static_cast<std::size_t>(h->nodeSize));
+    node::setUsed(bytes, node::kTreeStart);
+    isPutNode(h, bytes, root);
+    isPathClear1(path, ISCLASS_READ);
+}
+
+}  // namespace
+
+int isRebuildFree(IsamFile *h, int list) {
+    const int done = isChanging(h, [h, list] {
+        if (isPreciousFile(h)) return 1;
+        if (!hasData(h) || list != ISFREE_DATA) isFail(h, ISERR_ARGUMENT);
+        h->damageFails = true;
+        refillFreeList(h);
+        isFreeWrite(h);
+        isHeadWrite(h);
+        return 1;
+    });
+    if (isAdmCheck(h)) isNumbersFree(h);
+    return done;
+}
+
+int isRebuildIdx(IsamFile *h, int index) {
+    const int done = isChanging(h, [h, index] {
+        if (!hasData(h) || index < 1 || index > h->keyCount) isFail(h, ISERR_ARGUMENT);
+        const int n = index - 1;
+        h->damageFails = true;
+        wipe(h, n);
+        startAnew(h, n);
+        const bool filled = isAttempt(h, [h, n] { isFillIdx(h, n, n, isSlotCount(h)); });
+        const int code = h->errcode, io = h->errio;
+        if (!filled) isPathClear1(h->indexes[n], ISCLASS_WRITE);
+        // After a failure, too: who has which node must be true.
+        isFreeWrite(h);
+        isHeadWrite(h);
+        if (!filled) isFail(h, code, io);
+        return 1;
+    });
+    if (isAdmCheck(h)) isNumbersFree(h);
+    return done;
+}
