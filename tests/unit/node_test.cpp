@@ -135,7 +135,7 @@ TEST(FlatNode, WalkStopsAtBothEndsAndStaysThere) {
 TEST(CompressedNode, RepeatedKeyIsSerialAndPointerAloneBehindAShareBit) {
     Node n(3, ISDUPS | ISDUPCOMP);
     n.add("abc" + pointer(0) + pointer(5, true)).add(pointer(1) + pointer(6)).add("abd" + pointer(0) + pointer(7));
-    EXPECT_TRUE(compsound(n.path(), &n.node()));
+    EXPECT_TRUE(compsound(n.path(), &n.node(), true));
     ASSERT_TRUE(isNodeWalk(n.path(), kWalkFirst));
     EXPECT_EQ(n.node().pointer, 5U) << "the share bit is no part of the number";
     ASSERT_TRUE(isNodeWalk(n.path(), kWalkNext));
@@ -249,7 +249,7 @@ TEST(CompressedNode, CountsBeyondTheKeyAreAFatalStop) {
 TEST(CompressedNode, EntryBeyondTheUsedLengthIsUnsound) {
     Node n(4, ISLEADCOMP);
     n.add(bytes({0}) + "abcd" + pointer(1)).add(bytes({0}) + "x");
-    EXPECT_FALSE(compsound(n.path(), &n.node()));
+    EXPECT_FALSE(compsound(n.path(), &n.node(), true));
 }
 
 }  // namespace
