@@ -243,8 +243,8 @@ extern ISAM_API const char *isversnumber;         /* "6.11" */
  * disk. */
 ISAM_API int isbuild(const char *name, int reclen, KeyDesc *key, int mode);
 
-/* The same with both lengths as arguments, in bytes. Without ISVARLEN, maxlen
- * is ignored.
+/* The same as isbuild with both lengths as arguments, in bytes. Without
+ * ISVARLEN, maxlen is ignored.
  * Errors: as for isbuild. */
 ISAM_API int isvbuild(const char *name, int minlen, int maxlen, KeyDesc *key, int mode);
 
@@ -435,14 +435,15 @@ ISAM_API int islastrec(int fd, long *recnum);
  * been added all the same. */
 ISAM_API int iswrite(int fd, char *record);
 
-/* The same, and the new record stays locked. Errors: 100, 121, 131 and 132 as
- * for iswrite; 102 file without records; 107 somebody's islock covers the new
- * number; 134 no room to note one lock more. */
+/* The same as iswrite, and the new record stays locked [write].
+ * Errors: 100, 121, 131 and 132 as for iswrite; 102 file without records;
+ * 107 somebody's islock covers the new number; 134 no room to note one lock
+ * more. */
 ISAM_API int iswrlock(int fd, char *record);
 
-/* The same as iswrite, then isgoto to the new record. Errors: 100, 107, 121,
- * 131, 132 and 134 as for iswrite; 102 file without records; 111 the current
- * index leaves the record out: it has been written all the same. */
+/* The same as iswrite, then isgoto to the new record [write]. Errors: 100, 107,
+ * 121, 131, 132 and 134 as for iswrite; 102 file without records; 111 the
+ * current index leaves the record out: it has been written all the same. */
 ISAM_API int iswrcurr(int fd, char *record);
 
 /* Replaces the record whose key in the first index equals that in record
@@ -571,10 +572,11 @@ ISAM_API int iscommit(void);
  * Locks and files as in iscommit. Later changes through the descriptors that
  * changes were undone through are not logged any more, and so not undone by a
  * later rollback, until they have been closed and opened again.
- * Errors: 100, 105, 107, 111, 112 and 131 a change cannot be undone, as after a
- * failed system call: those before it then stay; 118 damaged or closed log, or
- * the descriptor of a change means another file by now; 119 damaged log;
- * 121 and 122 as for iscommit. The transaction has ended all the same. */
+ * Errors: 100, 105, 107, 111, 112 and 131 a change cannot be undone;
+ * 118 damaged or closed log, or the descriptor of a change means another file
+ * by now; 119 damaged log; 121 and 122 as for iscommit. A change that cannot be
+ * undone, also for a failed system call, leaves those before it as they are.
+ * The transaction has ended all the same. */
 ISAM_API int isrollback(void);
 
 /* Does everything in the open log again, from its beginning, and undoes the
@@ -584,9 +586,9 @@ ISAM_API int isrollback(void);
  * has, and nobody may be working on them. At the end they are closed. Audit
  * trails that are on get their entries again.
  * Errors: 100, 102, 103, 105, 107 to 109, 111 to 114, 131 and 132 a change
- * failed, as after a failed system call: recovery stops there; 118 a log record
- * is cut off, or belongs to a file that was not opened in the log; 119 a log
- * record is damaged; 128 no log is open. */
+ * failed; 118 a log record is cut off, or belongs to a file that was not opened
+ * in the log; 119 a log record is damaged; 128 no log is open. Recovery stops
+ * at the first failure, also of a system call. */
 ISAM_API int isrecover(void);
 
 /* Tells whose transaction a call belongs to, where one process has several:
@@ -670,11 +672,11 @@ ISAM_API int iscopy(int to, int from, KeyDesc *key);
  * the temporary file.
  * The log gets a build, closings, an erasing and a renaming, but not the
  * records: recovery does not lead over a clustering. Begin a new log behind it.
- * Errors: 102 file without records; 103 no such index; 105 and 131 as for
- * iscopy; 106 not open with ISLOCKEXCL; 113 the file is part of an open
- * transaction; 114 temporary name too long; 121 the log cannot be written;
- * EEXIST with iserrio 0x21 or 0x22 a file with the temporary name exists;
- * EXDEV it would be in another file system. */
+ * Errors: 100 as for isaddindex; 102 file without records; 103 no such index;
+ * 105 and 131 as for iscopy; 106 not open with ISLOCKEXCL; 113 the file is part
+ * of an open transaction; 114 temporary name too long; 121 the log cannot be
+ * written; EEXIST with iserrio 0x21 or 0x22 a file with the temporary name
+ * exists; EXDEV it would be in another file system. */
 ISAM_API int iscluster(int fd, KeyDesc *key);
 
 /* ----------------------------------------------------------------- checks */

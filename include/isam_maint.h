@@ -12,7 +12,8 @@
  *
  * isopen opens a file although its first index is damaged; the damage shows
  * when it is read. The rebuilds take the file under its exclusive phase lock and
- * write neither log nor audit trail.
+ * write neither log nor audit trail. Since they change which record number is
+ * used next, a transaction log should be begun anew behind them.
  */
 #ifndef ISAM_MAINT_H
 #define ISAM_MAINT_H

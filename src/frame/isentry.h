@@ -9,6 +9,7 @@
 #include <csetjmp>
 #include <cstring>
 
+#include "base/isfail.h"
 #include "base/isfile.h"
 #include "lock/islock.h"
 
@@ -52,6 +53,15 @@ template <typename Body> bool isAttempt(IsamFile *h, Body &&body) {
     }
     std::memcpy(&h->recoveryPoint, &outer, sizeof outer);
     h->activeClass = h->failedClass;
+    return false;
+}
+
+// Runs body inside an operation and tells whether there was no damage in its way.
+// Any other failure is raised again.
+template <typename Body> bool isUndamaged(IsamFile *h, Body &&body) {
+    if (isAttempt(h, body)) return true;
+    if (h->errcode != ISERR_CORRUPT) isFail(h, h->errcode, h->errio);
+    h->errcode = h->errio = 0;
     return false;
 }
 

@@ -16,7 +16,8 @@
 
 namespace {
 
-// Every number of the list must be that of a free slot, and be there once.
+// Every number of the list must be that of a slot without record, and be there
+// once.
 void crossOff(const std::uint8_t *bytes, void *context) {
     auto *h = static_cast<IsamFile *>(context);
     for (int at = node::kListStart; at < node::used(bytes); at += kNumberSize)
@@ -25,12 +26,8 @@ void crossOff(const std::uint8_t *bytes, void *context) {
 
 void checkFreeList(IsamFile *h, std::uint32_t expected) {
     std::uint32_t count = 0;
-    if (!isAttempt(h, [h, &count] { count = isFreeCount(h, ISKIND_DATA, crossOff, h); })) {
-        if (h->errcode != ISERR_CORRUPT) isFail(h, h->errcode, h->errio);
-        isFound(h, ISCHK_FREELIST);
-    } else if (count != expected) {
-        isFound(h, ISCHK_FREELIST);
-    }
+    const bool counted = isUndamaged(h, [h, &count] { count = isFreeCount(h, ISKIND_DATA, crossOff, h); });
+    if (!counted || count != expected) isFound(h, ISCHK_FREELIST);
 }
 
 // The key of the record that the entry leads to is the entry's.
@@ -73,12 +70,12 @@ int isCheckData(IsamFile *h) {
             // Made once it is known that the file has so many slots.
             if (number == last && keepsList) isNumbersMake(h, last);
             const std::uint8_t status = slot::status(h);
-            if (status == slot::kPresent)
+            if (status == slot::kPresent) {
                 ++live;
-            else if (status != slot::kDeleted)
-                isFound(h, ISCHK_RECORD);
-            else if (keepsList)
-                isNumbersAdd(h, number);
+                continue;
+            }
+            if (status != slot::kDeleted) isFound(h, ISCHK_RECORD);
+            if (keepsList) isNumbersAdd(h, number);
         }
         if (keepsList) checkFreeList(h, last - live);
     });

@@ -34,13 +34,15 @@ const std::uint8_t *loadNode(IsamFile *h, std::uint32_t number) {
 
 void checkBucket(IsamFile *h, int bucket, long *stats) {
     const int least = bucket * kBucketWidth;
-    std::uint32_t visited = 0, nodes = isNodeLimit(h);
+    std::uint32_t visited = 0;
+    isNumbersMake(h, isNodeLimit(h));
     for (std::uint32_t number = header::hashHead(h->header, bucket); number != 0;) {
-        if (nodes-- == 0) {
+        const std::uint8_t *node = loadNode(h, number);
+        if (!isNumbersAdd(h, number)) {
+            // Round in a circle.
             isFound(h, ISCHK_LINK);
             return;
         }
-        const std::uint8_t *node = loadNode(h, number);
         if (freeBytes(node) < least || freeBytes(node) > least + kBucketWidth) isFound(h, ISCHK_MISFILED);
         if (previous(node) != visited) isFound(h, ISCHK_LINK);
         tally(stats, kFiled, node);

@@ -89,17 +89,19 @@ int takePlace(IsamFile *h, IsamFile *clone, Stage *stage) {
     const int done = isOperation(h, ISCLASS_OPEN, [=] {
         checkDevices(h, clone);
         // Recovery erases no file that it has open.
-        if (isLGtest(h)) isNeedLogged(h, isLGfile(logtype::kFileClose, h));
-        if (isLGtest(clone)) isNeedLogged(h, isLGfile(logtype::kFileClose, clone));
-        if (isLGtest(nullptr)) isLGhold();
+        const bool logged = isLGtest(h);
+        if (logged) {
+            isNeedLogged(h, isLGfile(logtype::kFileClose, h));
+            isNeedLogged(h, isLGfile(logtype::kFileClose, clone));
+            isLGhold();
+        }
         is_unlink(h, ISKIND_INDEX, h->name);
         *stage = kOldGone;
         is_unlink(h, ISKIND_DATA, h->name);
-        const bool erased = !isLGtest(nullptr) || isLGerase(logtype::kErase, h->name);
+        const bool erased = !logged || isLGerase(logtype::kErase, h->name);
         isRenameFiles(h, clone->name, h->name);
         *stage = kRenamed;
-        if (!erased || (isLGtest(nullptr) && !isLGrename(logtype::kRename, clone->name, h->name)))
-            isFail(h, ISERR_LOGWRITE);
+        if (!erased || (logged && !isLGrename(logtype::kRename, clone->name, h->name))) isFail(h, ISERR_LOGWRITE);
         return 1;
     });
     isLGletGo();

@@ -45,13 +45,6 @@ void ownFreeNodes(const std::uint8_t *bytes, void *context) {
 
 void ownListNode(const std::uint8_t *bytes, void *context) { ownNext(static_cast<IsamFile *>(context), bytes); }
 
-// Runs body and tells whether there was no damage in its way.
-template <typename Body> bool isUndamaged(IsamFile *h, Body &&body) {
-    if (isAttempt(h, body)) return true;
-    if (h->errcode != ISERR_CORRUPT) isFail(h, h->errcode, h->errio);
-    return false;
-}
-
 void giveUpTop(IsamFile *h, IndexPath *path) {
     NodeBuf *n = path->top;
     const std::uint32_t number = n->number;

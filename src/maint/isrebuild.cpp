@@ -29,9 +29,10 @@ constexpr int kNoIndex = -1;
 std::uint32_t soundNodes(IsamFile *h) {
     std::uint8_t *bytes = isScratchNode(h);
     std::uint32_t count = 0, number = h->dataFree.head;
-    while (number != 0 && isNumbersAdd(h, number)) {
+    while (number != 0 && number <= h->numbersLast && !isNumbersHas(h, number)) {
         isGetNode(h, bytes, number);
         if (!isListNode(h, bytes)) break;
+        isNumbersAdd(h, number);
         ++count;
         number = node::link(bytes);
     }
@@ -58,9 +59,7 @@ void wipe(IsamFile *h, int n) {
     isOwnNodes(h);
     const bool listsWhole = isOwnLists(h), treesWhole = isOwnTrees(h, n);
     if (!isNumbersAdd(h, root)) isFail(h, ISERR_CORRUPT);
-    const bool rootSound = isAttempt(h, [h, path] { isPathRoot(h, path); });
-    if (!rootSound && h->errcode != ISERR_CORRUPT) isFail(h, h->errcode, h->errio);
-    if (rootSound) isOwnTree(h, path, true);
+    if (isUndamaged(h, [h, path] { isPathRoot(h, path); })) isOwnTree(h, path, true);
     if (listsWhole && treesWhole) isFreeLost(h);
     isPutFree(h, ISKIND_INDEX, root);
 }

@@ -42,10 +42,7 @@ void settleLengths(IsamFile *h, bool takeVarlen) {
 // mended. Without a position the first read looks for it again.
 void goToFirst(IsamFile *h) {
     h->damageFails = true;
-    if (!isAttempt(h, [h] { isLocate(h, nullptr, ISFIRST); })) {
-        if (h->errcode != ISERR_CORRUPT) isFail(h, h->errcode, h->errio);
-        h->errcode = h->errio = 0;
-    }
+    isUndamaged(h, [h] { isLocate(h, nullptr, ISFIRST); });
     h->damageFails = false;
 }
 
