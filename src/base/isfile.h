@@ -137,7 +137,7 @@ struct IsamFile {
     bool noteTaken;           // isGetFree notes what it takes from the index list
 
     // What work on a whole file needs.
-    bool damageFails;       // damage that is a fatal stop elsewhere fails with 105
+    bool damageFails;       // damage that is a fatal stop or EIO elsewhere fails with 105
     int findings;           // of the check in progress
     std::uint8_t *numbers;  // a set of record or node numbers, see storage/isnumbers
     std::uint32_t numbersLast;

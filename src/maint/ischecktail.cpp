@@ -66,15 +66,15 @@ Piece pieceAt(const IsamFile *h, const std::uint8_t *node, int slot) {
 
 // Adds up the pieces of the tail of the record in the slot buffer.
 void checkTail(IsamFile *h, long *stats) {
-    const std::uint8_t *pointer = h->recordBuffer + h->recordLength + slot::kStatusSize;
+    const std::uint8_t *pointer = slot::tailPointer(h);
     const int length = ld_int(pointer);
     if (length == 0) return;
     Place at = place(pointer + 2);
     int sum = 0;
-    for (;;) {
+    for (int pieces = 1;; ++pieces) {
         const std::uint8_t *node = loadNode(h, at.node);
         const Piece piece = pieceAt(h, node, at.slot);
-        if (piece.length == 0) {
+        if (piece.length == 0 || pieces > kMaxPieces) {
             isFound(h, ISCHK_LENGTH);
             return;
         }
@@ -84,7 +84,7 @@ void checkTail(IsamFile *h, long *stats) {
             if (bucket(node) == 0) tally(stats, kUnfiled, node);
         }
         sum += piece.length;
-        if (!goesOn(node) || sum > length) break;
+        if (!goesOn(node)) break;
         at = onward(node);
     }
     if (sum != length) isFound(h, ISCHK_LENGTH);

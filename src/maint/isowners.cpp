@@ -3,6 +3,7 @@
 #include "base/isfail.h"
 #include "frame/isentry.h"
 #include "keys/isnode.h"
+#include "storage/isdatio.h"
 #include "storage/isfree.h"
 #include "storage/isidxio.h"
 #include "storage/isnumbers.h"
@@ -13,6 +14,7 @@
 namespace {
 
 constexpr std::uint32_t kHeaderNode = 1;
+constexpr std::uint32_t kMostBehind = 1U << 20;
 
 // A node that stands in the set already belongs to two.
 void own(IsamFile *h, std::uint32_t number) {
@@ -31,8 +33,7 @@ void ownNext(IsamFile *h, const std::uint8_t *bytes) {
     if (node::link(bytes) != 0) own(h, node::link(bytes));
 }
 
-// A list node of nodes: what it holds, and the list node behind it. Numbers
-// beyond the file's end may be free, too.
+// A list node of nodes: what it holds, and the list node behind it.
 void ownFreeNodes(const std::uint8_t *bytes, void *context) {
     auto *h = static_cast<IsamFile *>(context);
     for (int at = node::kListStart; at < node::used(bytes); at += kNumberSize) {
@@ -60,6 +61,7 @@ bool ownChild(IsamFile *h, IndexPath *path, std::uint32_t number, bool giveUp) {
     if (!isUndamaged(h, [=] { isPathAdd(h, path, number); })) {
         while (path->top != parent)
             isPathDown(h, path);
+        if (giveUp) isNumbersTake(h, number);
         return false;
     }
     const bool whole = isOwnTree(h, path, giveUp);
@@ -75,10 +77,44 @@ bool isTailNode(const IsamFile *h, const std::uint8_t *bytes) {
            ld_int(bytes + remnant::kMagicOffset) == remnant::kMagic;
 }
 
+// Are all nodes that the tail in the slot buffer leads to nodes of tails?
+bool isTailKnown(IsamFile *h, std::uint32_t inFile) {
+    const std::uint8_t *pointer = slot::tailPointer(h);
+    std::uint8_t *bytes = isScratchNode(h);
+    remnant::Place at = remnant::place(pointer + 2);
+    for (int pieces = 0; ld_int(pointer) != 0; ++pieces) {
+        if (pieces > remnant::kMaxPieces || at.node <= kHeaderNode || at.node > inFile) return false;
+        isGetNode(h, bytes, at.node);
+        if (!isTailNode(h, bytes)) return false;
+        if (!remnant::goesOn(bytes)) break;
+        at = remnant::onward(bytes);
+    }
+    return true;
+}
+
+bool areTailsKnown(IsamFile *h, std::uint32_t inFile) {
+    if (!hasTails(h)) return true;
+    for (std::uint32_t number = isSlotCount(h); number > 0; --number) {
+        isGetData(h, nullptr, static_cast<long>(number));
+        if (slot::status(h) == slot::kPresent && !isTailKnown(h, inFile)) return false;
+    }
+    return true;
+}
+
+// A node that nobody has, and that is not a tail's.
+bool isLost(IsamFile *h, std::uint32_t number, std::uint32_t inFile) {
+    if (isNumbersHas(h, number)) return false;
+    if (number > inFile) return true;
+    isGetNode(h, isScratchNode(h), number);
+    return !isTailNode(h, isScratchNode(h));
+}
+
 }  // namespace
 
 void isOwnNodes(IsamFile *h) {
-    isNumbersMake(h, isNodeLimit(h));
+    // Nodes behind the end of a file cut short count, a mad header does not.
+    const std::uint32_t inFile = isNodeLimit(h), last = h->indexFree.last;
+    isNumbersMake(h, last - inFile <= kMostBehind ? last : inFile);
     own(h, kHeaderNode);
     ownDescriptions(h);
     if (h->auditNode != 0) own(h, h->auditNode);
@@ -116,10 +152,13 @@ bool isOwnTree(IsamFile *h, IndexPath *path, bool giveUp) {
 }
 
 void isFreeLost(IsamFile *h) {
-    const std::uint32_t last = h->numbersLast;
+    const std::uint32_t inFile = isNodeLimit(h), last = h->numbersLast;
+    bool asked = false;
     for (std::uint32_t number = 2; number <= last; ++number) {
-        if (isNumbersHas(h, number)) continue;
-        isGetNode(h, isScratchNode(h), number);
-        if (!isTailNode(h, isScratchNode(h))) isPutFree(h, ISKIND_INDEX, number);
+        if (!isLost(h, number, inFile)) continue;
+        // It may still be a tail's that is not to be recognised any more.
+        if (!asked && !areTailsKnown(h, inFile)) return;
+        asked = true;
+        isPutFree(h, ISKIND_INDEX, number);
     }
 }

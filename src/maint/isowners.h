@@ -14,8 +14,9 @@ void isOwnNodes(IsamFile *h);
 bool isOwnLists(IsamFile *h);
 bool isOwnTrees(IsamFile *h, int except);
 
-// Gives the nodes that nobody has to the free list. Only when the set has
-// everything; nodes of tails tell themselves.
+// Gives the nodes that nobody has to the free list, but for those of tails. Only
+// when the set has everything else. Nothing when a tail leads to a node that is
+// none of a tail: it would be lost for good.
 void isFreeLost(IsamFile *h);
 
 // Visits the tree below the path's top node, children first and that node last,

@@ -29,6 +29,7 @@ inline int length(int recordLength, int mode) {
 
 // The fields of the slot in the handle's buffer.
 inline std::uint8_t status(const IsamFile *h) { return h->recordBuffer[h->recordLength]; }
+inline std::uint8_t *tailPointer(IsamFile *h) { return h->recordBuffer + h->recordLength + kStatusSize; }
 inline std::uint32_t mask(const IsamFile *h) { return ld_long(h->recordBuffer + h->bufferLength - kMaskSize); }
 
 }  // namespace slot

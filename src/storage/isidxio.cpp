@@ -14,7 +14,10 @@ std::int64_t nodeOffset(const IsamFile *h, std::uint32_t number) {
 }  // namespace
 
 void isGetNode(IsamFile *h, std::uint8_t *buffer, std::uint32_t number) {
-    is_read(h, ISKIND_INDEX, buffer, h->nodeSize, nodeOffset(h, number));
+    if (h->damageFails)
+        isGetLinked(h, buffer, number);
+    else
+        is_read(h, ISKIND_INDEX, buffer, h->nodeSize, nodeOffset(h, number));
 }
 
 void isGetLinked(IsamFile *h, std::uint8_t *buffer, std::uint32_t number) {

@@ -3,6 +3,8 @@
 
 #include "base/isfile.h"
 
+// Behind the file's end a read fails with EIO, or with 105 where damage is looked
+// for.
 void isGetNode(IsamFile *h, std::uint8_t *buffer, std::uint32_t number);
 void isPutNode(IsamFile *h, const std::uint8_t *buffer, std::uint32_t number);
 

@@ -23,8 +23,6 @@ struct TailPiece {
     int free;    // free bytes of its node
 };
 
-constexpr int kMaxPieces = ISMAXVARLEN / kMaxPiece + 2;
-
 // A tail being stored: its whole pieces and what they point to.
 struct NewTail {
     const std::uint8_t *bytes;
@@ -49,18 +47,16 @@ constexpr int kPieceGrowth = 40;  // more than the longest tail has
 bool isCompressed(const IsamFile *h) { return (h->mode & ISCOMPRESS) != 0; }
 int tailMaximum(const IsamFile *h) { return h->varlenInfo - h->recordLength; }
 
-std::uint8_t *pointerAt(IsamFile *h) { return h->recordBuffer + h->recordLength + slot::kStatusSize; }
-
 // Length of the tail in the slot buffer, as stored; 105 for one that cannot be.
 int storedLength(IsamFile *h) {
-    const int length = ld_int(pointerAt(h));
+    const int length = ld_int(slot::tailPointer(h));
     if (length > tailMaximum(h) + (isCompressed(h) ? kSquashHead : 0)) isFail(h, ISERR_CORRUPT);
     return length;
 }
 
 void setPointer(IsamFile *h, int length, Place first) {
-    st_int(static_cast<std::uint32_t>(length), pointerAt(h));
-    setPlace(pointerAt(h) + 2, first);
+    st_int(static_cast<std::uint32_t>(length), slot::tailPointer(h));
+    setPlace(slot::tailPointer(h) + 2, first);
 }
 
 void note(VarlenState *state, TailPiece piece) {
@@ -78,7 +74,7 @@ void note(VarlenState *state, TailPiece piece) {
 // which bounds the walk; with noting, the pieces are remembered.
 void rdVarData(IsamFile *h, std::uint8_t *out, int length, bool noting) {
     VarlenState *state = h->varlenState;
-    Place at = place(pointerAt(h) + 2);
+    Place at = place(slot::tailPointer(h) + 2);
     isStageClear(&state->stage);
     for (int got = 0;;) {
         const std::uint8_t *node = isStageLoad(h, &state->stage, at.node);

@@ -25,6 +25,7 @@
 #include <cstdint>
 
 #include "base/ismif.h"
+#include "isam.h"
 
 namespace remnant {
 
@@ -51,6 +52,9 @@ inline constexpr int kMinNodeSize = 1024;
 inline constexpr int kFreshFree = kMinNodeSize - kDataStart - kMarkBack;
 inline constexpr int kMaxPiece = kFreshFree - kSlotSize;
 static_assert(kFreshFree == 998 && kMaxPiece == 994);
+
+// No tail has more pieces.
+inline constexpr int kMaxPieces = ISMAXVARLEN / kMaxPiece + 2;
 
 // A bucket holds the nodes with 200b + 1 to 200b + 200 free bytes; those with
 // less are in none.
