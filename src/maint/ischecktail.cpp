@@ -51,14 +51,15 @@ void checkBucket(IsamFile *h, int bucket, long *stats) {
     }
 }
 
-// A slot's piece; length 0 for one that does not lie in its node.
+// A slot's piece; length 0 where the node has no such slot, or the piece does not
+// lie in it.
 struct Piece {
     int offset, length;
 };
 
 Piece pieceAt(const IsamFile *h, const std::uint8_t *node, int slot) {
     const int end = h->nodeSize - kMarkBack;
-    if (kSlotSize * slot + 7 > h->nodeSize - kDataStart) return {0, 0};
+    if (slot >= slots(node) || kSlotSize * slot + 7 > h->nodeSize - kDataStart) return {0, 0};
     const std::uint8_t *at = slotAt(node, h->nodeSize, slot);
     const Piece piece = {pieceOffset(at), pieceLength(at)};
     return piece.offset >= kDataStart && piece.offset + piece.length <= end ? piece : Piece{0, 0};
