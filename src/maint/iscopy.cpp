@@ -1,5 +1,6 @@
 #include "maint/iscopy.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
@@ -30,7 +31,9 @@ constexpr int kMostKeyRecord = 32768 + ISMAXKEYLEN;
 struct Copying {
     IsamFile *to, *from;
     int index;                                       // of the order, from's keyCount: by record number
+    bool locked;                                     // the destination is locked and fresh
     bool begun;                                      // at least one record has been copied
+    std::int64_t indexSize, dataSize;                // of the destination before the copy
     std::uint8_t heads[4 * header::kHashHeadCount];  // as in its header copy after the last record
 };
 
@@ -43,17 +46,28 @@ void settleRecord(Copying *c) {
     c->begun = true;
 }
 
+// Cuts off what is behind the header's highest number, but nothing that was there
+// before the copy.
+void cutBack(IsamFile *h, int kind, std::int64_t before, std::int64_t counted) {
+    const std::int64_t keep = std::max(before, counted);
+    if (is_size(h, kind) > keep) is_truncate(h, kind, keep);
+}
+
 // Forgets the record that could not be copied, and makes those before it count.
 void settleFailure(Copying *c) {
     IsamFile *h = c->to;
     const int code = h->errcode, io = h->errio;
     isAttempt(h, [h, c] {
-        isPathClear(h, ISCLASS_WRITE);
-        isFreeClear(h, ISCLASS_READ);
-        std::memcpy(headsIn(h), c->heads, sizeof c->heads);
-        h->hashStale = 1;
-        isHeadTake(h);
-        isHeadWrite(h);
+        if (c->begun) {
+            isPathClear(h, ISCLASS_WRITE);
+            isFreeClear(h, ISCLASS_READ);
+            std::memcpy(headsIn(h), c->heads, sizeof c->heads);
+            h->hashStale = 1;
+            isHeadTake(h);
+            isHeadWrite(h);
+        }
+        cutBack(h, ISKIND_INDEX, c->indexSize, std::int64_t{isHeadLastNode(h)} * h->nodeSize);
+        if (hasData(h)) cutBack(h, ISKIND_DATA, c->dataSize, std::int64_t{isHeadLastRecord(h)} * h->bufferLength);
     });
     isFail(h, code, io);
 }
@@ -175,6 +189,9 @@ int readAndCopy(Copying *c, const KeyDesc *key) {
     if (!sourceFirst) isLockRead(c->from);
     isDelta(c->from);
     isDelta(c->to);
+    c->indexSize = is_size(c->to, ISKIND_INDEX);
+    if (hasData(c->to)) c->dataSize = is_size(c->to, ISKIND_DATA);
+    c->locked = true;
     copyAll(c, key);
     isDropLock(c->from);
     return 1;
@@ -196,7 +213,11 @@ void copyLocked(Copying *c, const KeyDesc *key) {
         isDropLock(from);
         return 1;
     });
-    if (c->begun) settleFailure(c);
+    if (c->locked) {
+        to->errcode = code;
+        to->errio = io;
+        settleFailure(c);
+    }
     isFail(to, code, io);
 }
 
@@ -216,7 +237,7 @@ IsamFile *isClone(IsamFile *h, const char *name) {
 int isCopy(IsamFile *to, IsamFile *from, const KeyDesc *key) {
     const std::uint32_t mask = to->mask;
     const int toLength = to->reclen, fromLength = from->reclen;
-    Copying copying = {to, from, 0, false, {}};
+    Copying copying = {to, from, 0, false, false, 0, 0, {}};
     const int done = isOperation(to, ISCLASS_WRITE, [&copying, to, key] {
         copyLocked(&copying, key);
         isDropLock(to);

@@ -132,6 +132,8 @@ void isHeadKdsc(IsamFile *h) {
 
 std::uint32_t isHeadLastNode(const IsamFile *h) { return ld_long(h->header + kLastNodeOffset); }
 
+std::uint32_t isHeadLastRecord(const IsamFile *h) { return ld_long(h->header + kLastRecordOffset); }
+
 int getdatlen(IsamFile *h) {
     std::uint8_t raw[2];
     is_read(h, ISKIND_INDEX, raw, sizeof raw, kRecordLengthOffset);

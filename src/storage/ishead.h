@@ -32,6 +32,9 @@ void isHeadKdsc(IsamFile *h);
 // added to the file lies beyond it.
 std::uint32_t isHeadLastNode(const IsamFile *h);
 
+// The same for records.
+std::uint32_t isHeadLastRecord(const IsamFile *h);
+
 // Record length of the file open as indexFd, read past any handle state.
 int getdatlen(IsamFile *h);
 
