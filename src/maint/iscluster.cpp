@@ -74,11 +74,13 @@ int takeSettings(IsamFile *clone, IsamFile *h) {
     });
 }
 
-// A rename does not lead into another file system, and must not be tried once the
-// old file is gone.
-void checkDevices(IsamFile *h, IsamFile *clone) {
-    for (const int kind : {ISKIND_INDEX, ISKIND_DATA})
+// Only the old files may go, and only if the new ones can take their names: a
+// rename does not lead into another file system.
+void checkPlace(IsamFile *h, IsamFile *clone) {
+    for (const int kind : {ISKIND_INDEX, ISKIND_DATA}) {
+        if (!is_current(h, kind, h->name)) isFail(h, ENOENT, ISIO_NAME + kind);
         if (is_identity(h, kind).device != is_identity(clone, kind).device) isFail(h, EXDEV, ISIO_NAME + kind);
+    }
 }
 
 // How far the clone has come.
@@ -87,7 +89,7 @@ enum Stage { kOldStands, kOldGone, kRenamed };
 // Puts the clone's files in the place of the old ones, both of which are locked.
 int takePlace(IsamFile *h, IsamFile *clone, Stage *stage) {
     const int done = isOperation(h, ISCLASS_OPEN, [=] {
-        checkDevices(h, clone);
+        checkPlace(h, clone);
         // Recovery erases no file that it has open.
         const bool logged = isLGtest(h);
         if (logged) {

@@ -61,7 +61,7 @@ bool ownChild(IsamFile *h, IndexPath *path, std::uint32_t number, bool giveUp) {
     if (!isUndamaged(h, [=] { isPathAdd(h, path, number); })) {
         while (path->top != parent)
             isPathDown(h, path);
-        if (giveUp) isNumbersTake(h, number);
+        isNumbersTake(h, number);
         return false;
     }
     const bool whole = isOwnTree(h, path, giveUp);
@@ -131,11 +131,15 @@ bool isOwnLists(IsamFile *h) {
 
 bool isOwnTrees(IsamFile *h, int except) {
     bool whole = true;
+    // What the catalogue says goes before what stands in a tree.
+    bool hasRoot[kMaxPaths] = {};
+    if (except >= 0) own(h, h->indexes[except]->keyDesc.rootNode);
+    for (int i = 0; i < h->keyCount; ++i)
+        if (i != except) hasRoot[i] = isNumbersAdd(h, h->indexes[i]->keyDesc.rootNode);
     for (int i = 0; i < h->keyCount; ++i) {
         IndexPath *path = h->indexes[i];
         if (i == except) continue;
-        const bool sound =
-            isNumbersAdd(h, path->keyDesc.rootNode) && isUndamaged(h, [h, path] { isPathRoot(h, path); });
+        const bool sound = hasRoot[i] && isUndamaged(h, [h, path] { isPathRoot(h, path); });
         whole = sound && isOwnTree(h, path, false) && whole;
     }
     return whole;

@@ -10,7 +10,8 @@
 void isOwnNodes(IsamFile *h);
 
 // Adds the nodes of the data free list, as far as it can be read, and those of
-// all indexes, or of all but one. False when something could not be read to its end.
+// all indexes, but of one (-1: of none) its root alone, which must be nobody
+// else's (else 105). False when something could not be read to its end.
 bool isOwnLists(IsamFile *h);
 bool isOwnTrees(IsamFile *h, int except);
 

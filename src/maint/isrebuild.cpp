@@ -58,7 +58,6 @@ void wipe(IsamFile *h, int n) {
     isPathClear(h, ISCLASS_READ);
     isOwnNodes(h);
     const bool listsWhole = isOwnLists(h), treesWhole = isOwnTrees(h, n);
-    if (!isNumbersAdd(h, root)) isFail(h, ISERR_CORRUPT);
     if (isUndamaged(h, [h, path] { isPathRoot(h, path); })) isOwnTree(h, path, true);
     if (listsWhole && treesWhole) isFreeLost(h);
     isPutFree(h, ISKIND_INDEX, root);
