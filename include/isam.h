@@ -239,7 +239,7 @@ extern ISAM_API const char *isversnumber;         /* "6.11" */
  * isrecnum 0. The new handle has no position: start or read by mode first.
  * Errors: 102 bad length or mode; 103 bad key; 113 open in the process, or by
  * now elsewhere; 114 name too long; 121 the log cannot be written; EEXIST with
- * iserrio 0x21 or 0x22 the file exists. Files made before a failure stay on
+ * iserrio 0x21 or 0x22: the file exists. Files made before a failure stay on
  * disk. */
 ISAM_API int isbuild(const char *name, int reclen, KeyDesc *key, int mode);
 
@@ -266,7 +266,7 @@ ISAM_API int isvbuild(const char *name, int minlen, int maxlen, KeyDesc *key, in
  * without records; 103 the file holds a bad key description; 105 its header or
  * its list of indexes is damaged; 113 open elsewhere and one of the two is
  * ISLOCKEXCL; 114 name too long; 121 the log cannot be written; ENOENT with
- * iserrio 0x11 or 0x12 the file is missing. */
+ * iserrio 0x11 or 0x12: the file is missing. */
 ISAM_API int isopen(const char *name, int mode);
 
 /* Closes a descriptor and releases its record locks. Inside a transaction, a
@@ -351,7 +351,7 @@ ISAM_API int isdelindex(int fd, KeyDesc *key);
  * all the same; 110 end or beginning (ISFIRST to ISPREV); 111 no such key, or a
  * filter passes over what ISCURR or ISEQUAL finds; 112 no record for ISCURR, or
  * no slot isrecnum for a mode of 8 to 255; 134 no room to note one lock more;
- * EDEADLK with iserrio 0x62 waiting for the lock would never end.
+ * EDEADLK with iserrio 0x62: waiting for the lock would never end.
  * A key mode that fails keeps the position's record but takes its key from
  * the record given: ISNEXT goes on from there. */
 ISAM_API int isread(int fd, char *record, int mode);
@@ -513,7 +513,7 @@ ISAM_API int isuniqueid(int fd, long *id);
  * waiting [read]. Rewriting or deleting a record, releasing it, or testing its
  * lock by a read opens the lock at that record.
  * Errors: 107 somebody holds a record, also another descriptor of the process;
- * EBADF with iserrio 0x62 file without records. */
+ * EBADF with iserrio 0x62: file without records. */
 ISAM_API int islock(int fd);
 
 /* Release islock's lock and every record lock of the handle [read]. */
@@ -624,12 +624,12 @@ ISAM_API int isaudit(int fd, char *buffer, int mode);
 
 /* Removes a file set by its base path. Nobody may have it open.
  * Errors: 102 empty name; 105 damaged header; 113 file in use; 114 name too
- * long; 121 the log cannot be written; ENOENT with iserrio 0x11 or 0x12 the
+ * long; 121 the log cannot be written; ENOENT with iserrio 0x11 or 0x12: the
  * file is missing. */
 ISAM_API int iserase(const char *name);
 
 /* Renames a file set; no existing file is overwritten, and either both files
- * are renamed or none. Errors: as for iserase; EEXIST with iserrio 1 or 2 a
+ * are renamed or none. Errors: as for iserase; EEXIST with iserrio 1 or 2: a
  * file has the new name. */
 ISAM_API int isrename(const char *from, const char *to);
 
@@ -675,8 +675,9 @@ ISAM_API int iscopy(int to, int from, KeyDesc *key);
  * Errors: 100 as for isaddindex; 102 file without records; 103 no such index;
  * 105 and 131 as for iscopy; 106 not open with ISLOCKEXCL; 113 the file is part
  * of an open transaction; 114 temporary name too long; 121 the log cannot be
- * written; EEXIST with iserrio 0x21 or 0x22 a file with the temporary name
- * exists; EXDEV it would be in another file system. */
+ * written; EEXIST with iserrio 0x21 or 0x22: a file with the temporary name
+ * exists; EXDEV it would be in another file system; ENOENT the files are not
+ * under their name any more. */
 ISAM_API int iscluster(int fd, KeyDesc *key);
 
 /* ----------------------------------------------------------------- checks */

@@ -121,6 +121,8 @@ IsamFile *giveUp(IsamFile *h, IsamFile *clone, Stage stage, bool inLog, int code
         isUnbuild(clone);
         // The log may have been told that the old file is closed.
         if (inLog && !h->openLogged) isLGfile(logtype::kFileOpen, h);
+        h->errcode = code;
+        h->errio = io;
     } else {
         isCloseNow(clone);
         isCloseNow(h);
@@ -134,7 +136,11 @@ IsamFile *isCluster(IsamFile *h, const KeyDesc *key) {
     char temporary[kNameRoom];
     if (!checkCluster(h, key, temporary)) return refuse(h->errcode, h->errio);
     IsamFile *clone = isBuildLike(h, temporary);
-    if (clone == nullptr) return nullptr;
+    if (clone == nullptr) {
+        h->errcode = errno;
+        h->errio = iserrio;
+        return nullptr;
+    }
     const bool inLog = h->openLogged;
     Stage stage = kOldStands;
     if (!takeSettings(clone, h) || !isCopy(clone, h, key))

@@ -20,6 +20,7 @@
 #include "storage/isnumbers.h"
 #include "storage/issquash.h"
 #include "storage/isvarlen.h"
+#include "tree/isgrow.h"
 #include "tree/ispath.h"
 #include "tree/isscan.h"
 
@@ -114,13 +115,16 @@ void copyEntry(Copying *c, std::uint32_t number) {
     copySlot(c);
 }
 
-// Does the index leave out the record in the source's slot buffer?
+// May the index leave out records? With masks there is no telling which: dropping
+// an index moves the others' bits.
+bool isPartial(const Copying *c) { return hasMasks(c->from) || skipsNulls(c->from->indexes[c->index]); }
+
+// Does it leave out the record in the source's slot buffer?
 bool isLeftOut(const Copying *c) {
-    IsamFile *h = c->from;
     std::uint8_t key[ISMAXKEYLEN];
-    const IndexPath *path = h->indexes[c->index];
-    isKeyMake(path, key, h->recordBuffer);
-    return (hasMasks(h) && isMasked(h, slot::mask(h), c->index)) || isKeyNull(path, key);
+    const IndexPath *path = c->from->indexes[c->index];
+    isKeyMake(path, key, c->from->recordBuffer);
+    return hasMasks(c->from) || isKeyNull(path, key);
 }
 
 void copyByIndex(Copying *c) {
@@ -130,38 +134,61 @@ void copyByIndex(Copying *c) {
     IndexPath *path = isWholePath(h, c->index);
     for (bool more = isScanFirst(h, &scan, path); more; more = isScanNext(h, &scan))
         copyEntry(c, path->top->pointer);
-    for (std::uint32_t number = 1; number <= h->numbersLast; ++number) {
+    // Where the index has them all, the file may end before the highest number.
+    const std::uint32_t last = isPartial(c) ? h->dataFree.last : h->numbersLast;
+    for (std::uint32_t number = 1; number <= last; ++number) {
         if (isNumbersHas(h, number)) continue;
         isGetData(h, nullptr, static_cast<long>(number));
-        if (slot::status(h) != slot::kPresent) continue;
-        if (!isLeftOut(c)) isFail(h, ISERR_CORRUPT);
-        copySlot(c);
+        if (slot::status(h) == slot::kDeleted) continue;
+        if (isLeftOut(c))
+            copySlot(c);
+        else if (slot::status(h) == slot::kPresent)
+            isFail(h, ISERR_CORRUPT);
     }
 }
 
 void copyByNumber(Copying *c) {
-    const std::uint32_t last = isSlotCount(c->from);
-    for (std::uint32_t number = 1; number <= last; ++number) {
+    for (std::uint32_t number = 1; number <= c->from->dataFree.last; ++number) {
         isGetData(c->from, nullptr, static_cast<long>(number));
         if (slot::status(c->from) != slot::kDeleted) copySlot(c);
     }
 }
 
+// A record that has nothing but the key.
+const std::uint8_t *recordOf(IsamFile *h, const IndexPath *path, const std::uint8_t *key) {
+    std::uint8_t *record = isDbuffer(h, kMostKeyRecord);
+    std::memset(record, 0, kMostKeyRecord);
+    isKeyLoad(path, record, key);
+    return record;
+}
+
+// An index of the same parts takes the key as it is. Null keys count in files
+// without records.
+void addKey(Copying *c, const std::uint8_t *stored, std::uint32_t number) {
+    IsamFile *to = c->to;
+    const IndexPath *path = c->from->indexes[c->index];
+    const int same = isFindIndex(to, &path->keyDesc);
+    std::uint8_t key[ISMAXKEYLEN];
+    for (int i = 0; i < to->keyCount; ++i) {
+        IndexPath *other = isWholePath(to, i);
+        if (i == same)
+            std::memcpy(key, stored, static_cast<std::size_t>(keyLength(path)));
+        else
+            isKeyMake(other, key, recordOf(c->from, path, stored));
+        isTreeInsert(to, other, key, number);
+    }
+    isPathWriteNew(to);
+    isPathWrite(to, to->keyCount);
+    isFreeWrite(to);
+    settleRecord(c);
+}
+
 // In files without records, keys are copied with the numbers that they have.
 void copyKeys(Copying *c) {
-    IsamFile *from = c->from, *to = c->to;
-    auto *record = reinterpret_cast<char *>(isDbuffer(from, kMostKeyRecord));
-    std::memset(record, 0, kMostKeyRecord);
     TreeScan scan;
-    IndexPath *path = from->indexes[c->index];
-    for (bool more = isScanFirst(from, &scan, path); more; more = isScanNext(from, &scan)) {
-        isKeyLoad(path, record, path->top->key);
-        isInsertKeys(to, record, path->top->pointer);
-        isPathWriteNew(to);
-        isPathWrite(to, to->keyCount);
-        isFreeWrite(to);
-        settleRecord(c);
-    }
+    IndexPath *path = c->from->indexes[c->index];
+    for (bool more = isScanFirst(c->from, &scan, path); more; more = isScanNext(c->from, &scan))
+        addKey(c, path->top->key, path->top->pointer);
 }
 
 void copyAll(Copying *c, const KeyDesc *key) {
@@ -202,6 +229,7 @@ void copyLocked(Copying *c, const KeyDesc *key) {
     if (is_identity(to, ISKIND_INDEX) == is_identity(from, ISKIND_INDEX) || to->recordLength != from->recordLength ||
         to->varlenInfo != from->varlenInfo)
         isFail(to, ISERR_ARGUMENT);
+    from->errio = 0;  // a refusal leaves it as it is
     const bool copied = isAttempt(to, [=] {
         if (!isOperation(from, ISCLASS_READ, [=] { return readAndCopy(c, key); }))
             isFail(to, from->errcode, from->errio);

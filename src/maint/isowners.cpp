@@ -77,6 +77,14 @@ bool isTailNode(const IsamFile *h, const std::uint8_t *bytes) {
            ld_int(bytes + remnant::kMagicOffset) == remnant::kMagic;
 }
 
+// The root of the index that is going to be wiped.
+void ownRoot(IsamFile *h, std::uint32_t root) {
+    own(h, root);
+    if (root > isNodeLimit(h)) return;
+    isGetNode(h, isScratchNode(h), root);
+    if (isTailNode(h, isScratchNode(h))) isFail(h, ISERR_CORRUPT);
+}
+
 // Are all nodes that the tail in the slot buffer leads to nodes of tails?
 bool isTailKnown(IsamFile *h, std::uint32_t inFile) {
     const std::uint8_t *pointer = slot::tailPointer(h);
@@ -133,7 +141,7 @@ bool isOwnTrees(IsamFile *h, int except) {
     bool whole = true;
     // What the catalogue says goes before what stands in a tree.
     bool hasRoot[kMaxPaths] = {};
-    if (except >= 0) own(h, h->indexes[except]->keyDesc.rootNode);
+    if (except >= 0) ownRoot(h, h->indexes[except]->keyDesc.rootNode);
     for (int i = 0; i < h->keyCount; ++i)
         if (i != except) hasRoot[i] = isNumbersAdd(h, h->indexes[i]->keyDesc.rootNode);
     for (int i = 0; i < h->keyCount; ++i) {

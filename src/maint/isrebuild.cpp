@@ -28,8 +28,9 @@ constexpr int kNoIndex = -1;
 // The list's nodes up to the first that is none, or belongs elsewhere.
 std::uint32_t soundNodes(IsamFile *h) {
     std::uint8_t *bytes = isScratchNode(h);
+    const std::uint32_t inFile = isNodeLimit(h);
     std::uint32_t count = 0, number = h->dataFree.head;
-    while (number != 0 && number <= h->numbersLast && !isNumbersHas(h, number)) {
+    while (number != 0 && number <= inFile && !isNumbersHas(h, number)) {
         isGetNode(h, bytes, number);
         if (!isListNode(h, bytes)) break;
         isNumbersAdd(h, number);

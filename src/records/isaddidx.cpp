@@ -89,7 +89,7 @@ void takeBack(IsamFile *h, int index, std::uint32_t lastNode, bool sound) {
 }  // namespace
 
 void isFillIdx(IsamFile *h, int n, int maskBit, std::uint32_t last) {
-    IndexPath *path = h->indexes[n];
+    IndexPath *path = isWholePath(h, n);
     std::uint8_t key[ISMAXKEYLEN];
     for (std::uint32_t number = 1; number <= last; ++number) {
         isGetData(h, nullptr, static_cast<long>(number));
