@@ -2,6 +2,7 @@
 
 #include "api/stdwrap.h"
 #include "isam.h"
+#include "isam_maint.h"  // isAdmItoD
 #include "records/isaddidx.h"
 #include "records/isbuild.h"
 #include "records/isopen.h"
@@ -25,7 +26,7 @@ int isclose(int fd) {
 int iscleanup(void) { return isWrapRet(isCleanUp()); }
 
 int isgetmode(int fd, int *mode) {
-    const IsamFile *h = isFileOf(fd);
+    const IsamFile *h = isAdmItoD(fd);
     if (h == nullptr || mode == nullptr) {
         iserrno = h == nullptr ? ISERR_NOTOPEN : ISERR_ARGUMENT;
         return -1;

@@ -2,6 +2,7 @@
 
 #include "api/stdwrap.h"
 #include "isam.h"
+#include "isam_maint.h"  // isAdmItoD
 #include "maint/iscluster.h"
 #include "maint/iscopy.h"
 #include "maint/iserase.h"
@@ -17,7 +18,7 @@ int isclone(int fd, const char *name) {
 }
 
 int iscopy(int to, int from, KeyDesc *key) {
-    IsamFile *source = isFileOf(from);
+    IsamFile *source = isAdmItoD(from);
     if (source == nullptr) {
         iserrno = ISERR_NOTOPEN;
         return -1;

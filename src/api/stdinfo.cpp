@@ -4,6 +4,7 @@
 #include "base/isfail.h"
 #include "frame/isaccess.h"
 #include "isam.h"
+#include "isam_maint.h"  // isAdmItoD
 #include "keys/ispathdef.h"
 #include "records/isinfo.h"
 
@@ -11,7 +12,7 @@ namespace {
 
 // The path of the current index, null in record-number order.
 IndexPath *currentPath(int fd) {
-    const IsamFile *h = isFileOf(fd);
+    const IsamFile *h = isAdmItoD(fd);
     return h != nullptr && !inRecordOrder(h) ? h->indexes[h->currentIndex] : nullptr;
 }
 
@@ -30,27 +31,27 @@ int isuserinfo(int fd, int direction, void *buffer) {
 }
 
 const char *isqv_name(int fd) {
-    const IsamFile *h = isFileOf(fd);
+    const IsamFile *h = isAdmItoD(fd);
     return h != nullptr ? h->name : nullptr;
 }
 
 int isqv_datlen(int fd) {
-    const IsamFile *h = isFileOf(fd);
+    const IsamFile *h = isAdmItoD(fd);
     return h != nullptr ? h->recordLength : -1;
 }
 
 int isqv_curidx(int fd) {
-    const IsamFile *h = isFileOf(fd);
+    const IsamFile *h = isAdmItoD(fd);
     return h != nullptr ? h->currentIndex : -1;
 }
 
 int isqv_idxfd(int fd) {
-    const IsamFile *h = isFileOf(fd);
+    const IsamFile *h = isAdmItoD(fd);
     return h != nullptr ? h->indexFd : -1;
 }
 
 int isqv_datfd(int fd) {
-    const IsamFile *h = isFileOf(fd);
+    const IsamFile *h = isAdmItoD(fd);
     return h != nullptr ? h->dataFd : -1;
 }
 
@@ -60,22 +61,22 @@ KeyDesc *isqv_kdsc(int fd) {
 }
 
 long *is_recnum(int fd) {
-    IsamFile *h = isFileOf(fd);
+    IsamFile *h = isAdmItoD(fd);
     return h != nullptr ? &h->recnum : &isrecnum;
 }
 
 int *is_reclen(int fd) {
-    IsamFile *h = isFileOf(fd);
+    IsamFile *h = isAdmItoD(fd);
     return h != nullptr ? &h->reclen : &isreclen;
 }
 
 int *is_errno(int fd) {
-    IsamFile *h = isFileOf(fd);
+    IsamFile *h = isAdmItoD(fd);
     return h != nullptr ? &h->errcode : &iserrno;
 }
 
 int *is_errio(int fd) {
-    IsamFile *h = isFileOf(fd);
+    IsamFile *h = isAdmItoD(fd);
     return h != nullptr ? &h->errio : &iserrio;
 }
 

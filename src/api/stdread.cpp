@@ -2,6 +2,7 @@
 
 #include "api/stdwrap.h"
 #include "isam.h"
+#include "isam_maint.h"  // isAdmItoD
 #include "records/isread.h"
 
 namespace {
@@ -38,7 +39,7 @@ int rdfilter(int fd, IsamFile *h, char *record, int mode) {
         const int accepted = h->filter(fd, record, mode);
         // The filter may have worked on other files, closed this one or removed
         // itself.
-        if (isFileOf(fd) != h) {
+        if (isAdmItoD(fd) != h) {
             iserrno = ISERR_NOTOPEN;
             return -1;
         }
@@ -87,7 +88,7 @@ int ispop(int fd, int index, long recnum) {
 }
 
 int isfilter(int fd, int (*filter)(int fd, char *record, int mode)) {
-    IsamFile *h = isFileOf(fd);
+    IsamFile *h = isAdmItoD(fd);
     if (h == nullptr) {
         iserrno = ISERR_NOTOPEN;
         return -1;

@@ -5,13 +5,8 @@
 #include "base/isglobal.h"
 #include "frame/isadmin.h"
 
-IsamFile *isFileOf(int fd) {
-    IsamFile *h = isAdmItoD(fd);
-    return h != nullptr && (h->state & ISSTATE_PARKED) == 0 ? h : nullptr;
-}
-
 IsamFile *isWrapInit(int fd) {
-    IsamFile *h = isFileOf(fd);
+    IsamFile *h = isAdmItoD(fd);
     if (h == nullptr) {
         iserrno = ISERR_NOTOPEN;
         return nullptr;

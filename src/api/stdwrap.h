@@ -4,10 +4,6 @@
 
 #include "base/isfile.h"
 
-// The descriptor's handle, or null. A handle parked in a transaction is closed
-// to the caller.
-IsamFile *isFileOf(int fd);
-
 // The descriptor's handle with isrecnum and isreclen copied in; null, with
 // iserrno 101, for a descriptor that is not open.
 IsamFile *isWrapInit(int fd);

@@ -2,6 +2,7 @@
 
 #include "api/stdwrap.h"
 #include "isam.h"
+#include "isam_maint.h"  // isAdmItoD
 #include "records/iswrite.h"
 
 int iswrite(int fd, char *record) {
@@ -51,12 +52,12 @@ int isuniqueid(int fd, long *id) {
 }
 
 long isgetmask(int fd) {
-    const IsamFile *h = isFileOf(fd);
+    const IsamFile *h = isAdmItoD(fd);
     return h != nullptr ? static_cast<long>(h->mask) : 0;
 }
 
 int issetmask(int fd, long mask) {
-    IsamFile *h = isFileOf(fd);
+    IsamFile *h = isAdmItoD(fd);
     if (h == nullptr) return -1;
     h->mask = static_cast<std::uint32_t>(mask);
     return 0;

@@ -92,7 +92,14 @@ int isAdmCheck(const IsamFile *h) {
     return 0;
 }
 
-IsamFile *isAdmItoD(int fd) { return fd >= 0 && fd < isProcess.admsize ? isProcess.adminfo[fd].isam : nullptr; }
+IsamFile *isAdmHandle(int fd) {
+    return fd >= 0 && fd < isProcess.admsize ? isProcess.adminfo[fd].isam : nullptr;
+}
+
+IsamFile *isAdmItoD(int fd) {
+    IsamFile *h = isAdmHandle(fd);
+    return h != nullptr && (h->state & ISSTATE_PARKED) == 0 ? h : nullptr;
+}
 
 int isAdmDtoI(const IsamFile *h) { return h != nullptr ? h->slot - 1 : -1; }
 
@@ -115,7 +122,7 @@ int isAdmTxnFile(long first, long second) {
     return 0;
 }
 
-IsamFile *isAdmTxnLast() { return isAdmItoD(isProcess.lastid); }
+IsamFile *isAdmTxnLast() { return isAdmHandle(isProcess.lastid); }
 
 void isAdmFreeTable() {
     isProcess.adminfo = static_cast<AdmEntry *>(is_free(isProcess.adminfo));

@@ -34,6 +34,10 @@ int isAdmShareCount(const IsamFile *h);
 // 1 if the pointer is a registered handle.
 int isAdmCheck(const IsamFile *h);
 
+// Handle of a descriptor, or null. isAdmItoD does not give one that is parked in
+// a transaction: it is closed to the caller.
+IsamFile *isAdmHandle(int fd);
+
 // Descriptor of a handle, or -1.
 int isAdmDtoI(const IsamFile *h);
 

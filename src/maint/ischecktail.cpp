@@ -51,18 +51,23 @@ void checkBucket(IsamFile *h, int bucket, long *stats) {
     }
 }
 
-// A slot's piece; length 0 where the node has no such slot, or the piece does not
-// lie in it.
+// Would reading take a piece from the node? It looks at all these. Free bytes of a
+// node that is filed are judged there.
+bool isReadable(const IsamFile *h, const std::uint8_t *node) {
+    return dataEnd(node) <= h->nodeSize - kMarkBack - kSlotSize * slots(node) && bucket(node) <= kLastBucket &&
+           (bucket(node) != 0 || freeBytes(node) <= kFreshFree);
+}
+
+// A slot's piece; length 0 where there is none.
 struct Piece {
     int offset, length;
 };
 
 Piece pieceAt(const IsamFile *h, const std::uint8_t *node, int slot) {
-    const int end = h->nodeSize - kMarkBack;
-    if (slot >= slots(node) || kSlotSize * slot + 7 > h->nodeSize - kDataStart) return {0, 0};
+    if (slot >= slots(node) || !isReadable(h, node)) return {0, 0};
     const std::uint8_t *at = slotAt(node, h->nodeSize, slot);
     const Piece piece = {pieceOffset(at), pieceLength(at)};
-    return piece.offset >= kDataStart && piece.offset + piece.length <= end ? piece : Piece{0, 0};
+    return piece.offset >= kDataStart && piece.offset + piece.length <= dataEnd(node) ? piece : Piece{0, 0};
 }
 
 // Adds up the pieces of the tail of the record in the slot buffer.

@@ -171,7 +171,7 @@ int isClose(IsamFile *h) { return isLGvclose(h) ? 1 : isCloseNow(h); }
 
 int isCleanUp() {
     for (int fd = isProcess.admsize - 1; fd >= 0; --fd)
-        if (IsamFile *h = isAdmItoD(fd)) isCloseNow(h);
+        if (IsamFile *h = isAdmHandle(fd)) isCloseNow(h);
     isAdmFreeTable();
     return 1;
 }

@@ -250,7 +250,7 @@ IsamFile *txnrealfile(const LogRecord *record, int fd) {
         h = isAdmTxnLast();
         if (!isOpenedFor(h, fd, process) || record->offset < h->logStart) h = nullptr;
     } else {
-        h = isAdmItoD(fd);
+        h = isAdmHandle(fd);
         if (h != nullptr && !isLGknows(h, record->offset)) h = nullptr;
     }
     if (h == nullptr) errno = ISERR_LOGREAD;
