@@ -12,19 +12,22 @@
  *     below, or the system's errno when a system call failed; iserrio then
  *     tells which: 0x10 open, 0x20 create, 0x30 seek, 0x40 read, 0x50 write,
  *     0x60 lock, plus 1 for the index file, 2 for the data file, 3 for the
- *     audit trail. After a success iserrno is 0.
+ *     audit trail; with another code it is 0 or what it was. After a success
+ *     iserrno is 0.
  *  2. isrecnum and isreclen are handed to every call on an open file and come
- *     back from it. Record numbers count slots from 1 to 2147483647.
+ *     back from it. Calls that open a file set them when they succeed; those
+ *     without a descriptor, and isclose, leave them. Record numbers count slots
+ *     from 1 to 2147483647.
  *  3. A descriptor is a small number counted from 0, the lowest one free. Any
  *     call on a descriptor that is not open fails with 101.
  *  4. A file opened ISINPUT refuses every changing call with 102, one opened
  *     ISOUTPUT every reading call. Reading calls are marked [read], changing
  *     ones [write], those that either access mode allows [any].
  *  5. Records, names, keys and results that the caller passes belong to the
- *     caller and are not kept. A null pointer in their place gives 102, a null
- *     key description 103, where the call does not say what null means. Every
- *     record buffer has at least the record length, for variable-length records
- *     the maximum one, when it is read into.
+ *     caller and are not kept. In calls on files a null pointer in their place
+ *     gives 102, a null key description 103, where the call does not say what
+ *     null means. Every record buffer has at least the record length, for
+ *     variable-length records the maximum one, when it is read into.
  *  6. Each handle has one position per index, and one in record-number order.
  *     Calls say when they move it. A failed call leaves it where it was,
  *     unless the call says otherwise.
@@ -347,13 +350,16 @@ ISAM_API int isdelindex(int fd, KeyDesc *key);
  * Under ISLOCKAUTO the handle first releases all its record locks, whatever
  * comes of the read, and then reads with ISLOCK + ISWAIT.
  * Errors: 102 read flags in a file without records; 107 record locked by
- * somebody else and no ISWAIT: the record has been read and the position moved
- * all the same; 110 end or beginning (ISFIRST to ISPREV); 111 no such key, or a
- * filter passes over what ISCURR or ISEQUAL finds; 112 no record for ISCURR, or
- * no slot isrecnum for a mode of 8 to 255; 134 no room to note one lock more;
- * EDEADLK with iserrio 0x62: waiting for the lock would never end.
- * A key mode that fails keeps the position's record but takes its key from
- * the record given: ISNEXT goes on from there. */
+ * somebody else and no ISWAIT; 110 end or beginning (ISFIRST to ISPREV); 111 no
+ * such key, or a filter passes over what ISCURR or ISEQUAL finds; 112 no record
+ * for ISCURR, no slot isrecnum for a mode of 8 to 255, or the index leads to no
+ * slot; 134 no room to note one lock more; EDEADLK with iserrio 0x62: waiting
+ * for the lock would never end.
+ * After 107, 134 and EDEADLK, and where the record cannot be fetched, the
+ * position has moved all the same and isrecnum is the record's number; after
+ * 107 the record has been read, too. A key mode that finds nothing keeps the
+ * position's record but takes its key from the record given: ISNEXT goes on
+ * from there. */
 ISAM_API int isread(int fd, char *record, int mode);
 
 /* Chooses an index and a starting point [read]; no record is returned.
@@ -367,7 +373,8 @@ ISAM_API int isread(int fd, char *record, int mode);
  * Errors: 102 length or mode out of range, or a mode that needs a record
  * without one; 103 no such index; 110 no record for ISNEXT or ISPREV; 111 no
  * such key; 112 no record for ISCURR. After 110 to 112 the index and length
- * have been chosen all the same. */
+ * have been chosen all the same, and a key mode has taken the position's key
+ * from the record, as in isread. */
 ISAM_API int isstart(int fd, KeyDesc *key, int length, char *record, int mode);
 
 /* Selects index number 1.. or, with 0, record-number order [read]. With
@@ -378,7 +385,9 @@ ISAM_API int isindex(int fd, int index, int reposition);
 
 /* Positions the current index on a record by number [any]; isrecnum becomes
  * recnum. Under ISLOCKAUTO all record locks of the handle are released.
- * Error: 111 no such record, or the current index leaves it out. */
+ * Error: 111 no such record, or the current index leaves it out. In
+ * record-number order isrecnum has then become the number of a deleted record
+ * all the same. */
 ISAM_API int isgoto(int fd, long recnum);
 
 /* Reads a record by number without moving [read]; locks nothing. isreclen
@@ -452,10 +461,11 @@ ISAM_API int iswrcurr(int fd, char *record);
  * Errors: 100 another record has the key in a unique index; 102 file without
  * records; 107 locked by somebody else; 111 no such key, or an index does not
  * have the record (it is damaged, or isaddindex left the record out for a
- * mask); 112 lock checking is on and this handle has no lock on it; 121 the log
- * cannot be written, or both records do not fit a log record (together more
- * than 65505 bytes); 127 the first index is missing or allows duplicates;
- * 131 no node number is left; 132 and 134 as for iswrite. */
+ * mask); 112 lock checking is on and this handle has no lock on it, or the
+ * first index leads to no slot; 121 the log cannot be written, or both records
+ * do not fit a log record (together more than 65505 bytes); 127 the first index
+ * is missing or allows duplicates; 131 no node number is left; 132 and 134 as
+ * for iswrite. */
 ISAM_API int isrewrite(int fd, char *record);
 
 /* Replaces record number recnum [write]; isrecnum becomes recnum.
@@ -474,10 +484,12 @@ ISAM_API int isrewcurr(int fd, char *record);
 
 /* Moves to the next record, then replaces the one it came from [read, write].
  * In a file without records it is the entry moved to that is replaced, with the
- * record number it has.
- * Errors: as for isrewcurr; 110 there is no next record: the record has been
- * replaced all the same. After any other failure the position has moved all the
- * same. */
+ * record number it has; where there is none, the entry at the position, with
+ * the number isrecnum.
+ * Errors: 100, 107, 111, 112, 121, 131, 132 and 134 as for isrewcurr; 102 as
+ * for iswrite, when there is no next entry; 110 there is no next record: the
+ * record has been replaced all the same. After any other failure the position
+ * has moved all the same. */
 ISAM_API int isrewnxt(int fd, char *record);
 
 /* Deletes the record whose key in the first index equals that in record
@@ -575,7 +587,8 @@ ISAM_API int iscommit(void);
  * Errors: 100, 105, 107, 111, 112 and 131 a change cannot be undone;
  * 118 damaged or closed log, or the descriptor of a change means another file
  * by now; 119 damaged log; 121 and 122 as for iscommit. A change that cannot be
- * undone, also for a failed system call, leaves those before it as they are.
+ * undone, also for a failed system call, leaves those before it as they are;
+ * iserrio does not tell of it.
  * The transaction has ended all the same. */
 ISAM_API int isrollback(void);
 
@@ -588,7 +601,10 @@ ISAM_API int isrollback(void);
  * Errors: 100, 102, 103, 105, 107 to 109, 111 to 114, 131 and 132 a change
  * failed; 118 a log record is cut off, or belongs to a file that was not opened
  * in the log; 119 a log record is damaged; 128 no log is open. Recovery stops
- * at the first failure, also of a system call. */
+ * at the first failure, also of a system call; iserrio then tells of files that
+ * cannot be opened, made, erased or renamed alone. Behind a recovery this call,
+ * iscommit and isrollback may set isrecnum, isreclen and iserrio to those of
+ * some open file. */
 ISAM_API int isrecover(void);
 
 /* Tells whose transaction a call belongs to, where one process has several:
@@ -669,15 +685,16 @@ ISAM_API int iscopy(int to, int from, KeyDesc *key);
  * positioned as by isopen; it may be another number, and fd is closed. After a
  * failure fd is as before and the temporary file is gone, but for one case: when
  * the new file cannot be given the name, fd is closed, and all records are in
- * the temporary file.
+ * the temporary file. A process that is killed leaves them whole under one of
+ * the two names.
  * The log gets a build, closings, an erasing and a renaming, but not the
  * records: recovery does not lead over a clustering. Begin a new log behind it.
  * Errors: 100 as for isaddindex; 102 file without records; 103 no such index;
- * 105 and 131 as for iscopy; 106 not open with ISLOCKEXCL; 113 the file is part
- * of an open transaction; 114 temporary name too long; 121 the log cannot be
- * written; EEXIST with iserrio 0x21 or 0x22: a file with the temporary name
- * exists; EXDEV it would be in another file system; ENOENT the files are not
- * under their name any more. */
+ * 105 as for iscopy; 106 not open with ISLOCKEXCL; 113 the file is part of an
+ * open transaction; 114 temporary name too long; 121 the log cannot be written;
+ * EEXIST with iserrio 0x21 or 0x22: a file with the temporary name exists;
+ * EXDEV it would be in another file system; ENOENT the files are not under
+ * their name any more. */
 ISAM_API int iscluster(int fd, KeyDesc *key);
 
 /* ----------------------------------------------------------------- checks */
@@ -795,7 +812,8 @@ ISAM_API int stdblnull(double value, void *p, short null);
 ISAM_API int isCustLen(int type);
 
 /* Compares two values of a part's isCustCmp-only type: below, equal to or
- * above 0. part: counted from 0. ISDESC does not count; 0 for other types. */
+ * above 0. part: counted from 0. ISDESC does not count; 0 for other types,
+ * parts outside 0..9 and null pointers. */
 ISAM_API int isCustCmp(KeyDesc *key, int part, const void *a, const void *b);
 
 #ifdef __cplusplus

@@ -210,15 +210,12 @@ int is_unlink(IsamFile *h, int kind, const char *name) {
     return 1;
 }
 
-int is_rename(IsamFile *h, int kind, const char *from, const char *to) {
+int is_link(IsamFile *h, int kind, const char *from, const char *to) {
     char fromPath[kPathSize], toPath[kPathSize];
     kindName(h, fromPath, from, kind);
     kindName(h, toPath, to, kind);
     if (link(fromPath, toPath) != 0) isFail(h, errno, ISIO_NAME + kind);
-    if (unlink(fromPath) == 0) return 1;
-    const int error = errno;
-    unlink(toPath);
-    isFail(h, error, ISIO_NAME + kind);
+    return 1;
 }
 
 int is_lock(IsamFile *h, int kind, std::int64_t start, std::int64_t length, int type) {

@@ -84,9 +84,10 @@ bool is_current(IsamFile *h, int kind, const char *name);
 
 std::int64_t is_tell(IsamFile *h, int kind);
 
-// Removes or renames the file of that kind. A rename never overwrites.
+// Removes the name of the file of that kind, or gives it another one besides. No
+// existing file loses its name by that.
 int is_unlink(IsamFile *h, int kind, const char *name);
-int is_rename(IsamFile *h, int kind, const char *from, const char *to);
+int is_link(IsamFile *h, int kind, const char *from, const char *to);
 
 // Places or releases a byte-range lock (LockType). 1 when done, 0 when another
 // process is in the way. A release on a closed file succeeds.

@@ -42,11 +42,24 @@ void isRemoveFiles(IsamFile *h, const char *name) {
     if (hasData(h)) is_unlink(h, ISKIND_DATA, name);
 }
 
+// Both files have both names for a moment: whoever is killed meanwhile leaves one
+// name that has them all.
 void isRenameFiles(IsamFile *h, const char *from, const char *to) {
-    is_rename(h, ISKIND_INDEX, from, to);
-    if (!hasData(h) || isAttempt(h, [=] { is_rename(h, ISKIND_DATA, from, to); })) return;
+    int steps = 0;
+    const bool renamed = isAttempt(h, [h, from, to, &steps] {
+        is_link(h, ISKIND_INDEX, from, to);
+        ++steps;
+        if (hasData(h)) is_link(h, ISKIND_DATA, from, to);
+        ++steps;
+        is_unlink(h, ISKIND_INDEX, from);
+        ++steps;
+        if (hasData(h)) is_unlink(h, ISKIND_DATA, from);
+    });
+    if (renamed) return;
     const int code = h->errcode, io = h->errio;
-    isAttempt(h, [=] { is_rename(h, ISKIND_INDEX, to, from); });
+    if (steps > 2) isAttempt(h, [=] { is_link(h, ISKIND_INDEX, to, from); });
+    if (steps > 1 && hasData(h)) isAttempt(h, [=] { is_unlink(h, ISKIND_DATA, to); });
+    if (steps > 0) isAttempt(h, [=] { is_unlink(h, ISKIND_INDEX, to); });
     isFail(h, code, io);
 }
 

@@ -4,8 +4,8 @@
 
 #include "base/isfile.h"
 
-// Bodies, for a file set that the handle has to itself. When the data file cannot
-// be renamed, the index file gets its old name back.
+// Bodies, for a file set that the handle has to itself. What cannot be renamed as
+// a whole keeps its old name.
 void isRemoveFiles(IsamFile *h, const char *name);
 void isRenameFiles(IsamFile *h, const char *from, const char *to);
 

@@ -141,9 +141,9 @@ bool isOwnTrees(IsamFile *h, int except) {
     bool whole = true;
     // What the catalogue says goes before what stands in a tree.
     bool hasRoot[kMaxPaths] = {};
-    if (except >= 0) ownRoot(h, h->indexes[except]->keyDesc.rootNode);
     for (int i = 0; i < h->keyCount; ++i)
         if (i != except) hasRoot[i] = isNumbersAdd(h, h->indexes[i]->keyDesc.rootNode);
+    if (except >= 0) ownRoot(h, h->indexes[except]->keyDesc.rootNode);
     for (int i = 0; i < h->keyCount; ++i) {
         IndexPath *path = h->indexes[i];
         if (i == except) continue;

@@ -51,6 +51,14 @@ void refillFreeList(IsamFile *h) {
         if (isDelCheck(h, static_cast<long>(number))) isPutFree(h, ISKIND_DATA, number);
 }
 
+// Writes a root of that used length: 0 for one that is none, 2 for an empty one.
+void putRoot(IsamFile *h, std::uint32_t root, int used) {
+    std::uint8_t *bytes = isScratchNode(h);
+    std::memset(bytes, 0, static_cast<std::size_t>(h->nodeSize));
+    node::setUsed(bytes, used);
+    isPutNode(h, bytes, root);
+}
+
 // Gives the index's nodes to the free list, the root last. Those that a damaged
 // tree has lost are found as nobody's, if that can be told.
 void wipe(IsamFile *h, int n) {
@@ -59,7 +67,11 @@ void wipe(IsamFile *h, int n) {
     isPathClear(h, ISCLASS_READ);
     isOwnNodes(h);
     const bool listsWhole = isOwnLists(h), treesWhole = isOwnTrees(h, n);
-    if (isUndamaged(h, [h, path] { isPathRoot(h, path); })) isOwnTree(h, path, true);
+    const bool rootSound = isUndamaged(h, [h, path] { isPathRoot(h, path); });
+    // List nodes may be written from here on. Should the rest fail, the index must
+    // not look as if it still had its nodes.
+    putRoot(h, root, 0);
+    if (rootSound) isOwnTree(h, path, true);
     if (listsWhole && treesWhole) isFreeLost(h);
     isPutFree(h, ISKIND_INDEX, root);
 }
@@ -69,10 +81,7 @@ void startAnew(IsamFile *h, int n) {
     IndexPath *path = h->indexes[n];
     const std::uint32_t root = isGetFree(h, ISKIND_INDEX);
     if (root != path->keyDesc.rootNode) isBroken(kModule, kRootLine);
-    std::uint8_t *bytes = isScratchNode(h);
-    std::memset(bytes, 0, static_cast<std::size_t>(h->nodeSize));
-    node::setUsed(bytes, node::kTreeStart);
-    isPutNode(h, bytes, root);
+    putRoot(h, root, node::kTreeStart);
     isPathClear1(path, ISCLASS_READ);
 }
 
