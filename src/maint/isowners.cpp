@@ -143,13 +143,13 @@ bool isOwnTrees(IsamFile *h, int except) {
     bool hasRoot[kMaxPaths] = {};
     for (int i = 0; i < h->keyCount; ++i)
         if (i != except) hasRoot[i] = isNumbersAdd(h, h->indexes[i]->keyDesc.rootNode);
-    if (except >= 0) ownRoot(h, h->indexes[except]->keyDesc.rootNode);
     for (int i = 0; i < h->keyCount; ++i) {
         IndexPath *path = h->indexes[i];
         if (i == except) continue;
         const bool sound = hasRoot[i] && isUndamaged(h, [h, path] { isPathRoot(h, path); });
         whole = sound && isOwnTree(h, path, false) && whole;
     }
+    if (except >= 0) ownRoot(h, h->indexes[except]->keyDesc.rootNode);
     return whole;
 }
 

@@ -1,4 +1,4 @@
-// include/isam.h as applications use it: alone, in every dialect of C and C++, with fixed layouts.
+// The public headers as their users have them: alone, in every dialect of C and C++, with fixed layouts, installed.
 #include "project/program_output.h"
 #include "support/temp_dir.h"
 
@@ -78,6 +78,46 @@ int main(int argc, char **argv)
 }
 )";
 
+// The same for a maintenance tool: its header alone gives it both.
+const char *const kTool = R"(
+#include "isam_maint.h"
+#if !defined(ISINOUT) || !defined(ISFREE_INDEX) || !defined(ISFREE_DATA)
+#error constants are macros
+#endif
+int main(int argc, char **argv)
+{
+    struct keydesc key;
+    struct IsamFile *file;
+    char record[4], mole[4], bear[4];
+    long stats[6], last;
+    int fd, i;
+    if (argc != 2)
+        return 2;
+    stchar("mole", mole, 4);
+    stchar("bear", bear, 4);
+    for (i = 0; i < (int)sizeof key; ++i)
+        ((char *)&key)[i] = 0;
+    key.nparts = 1;
+    key.parts[0].length = 4;
+    if ((fd = isbuild(argv[1], 4, &key, ISINOUT)) < 0 || iswrite(fd, mole) != 0 || iswrite(fd, bear) != 0)
+        return 3;
+    file = isAdmItoD(fd);
+    if (file == 0 || isAdmItoD(fd + 1) != 0 || isErrno(file) != 0 || isErrio(file) != 0)
+        return 4;
+    if (isRecnum(file) != 2 || isReclen(file) != isreclen || isRecnum(0) != -1 || isReclen(0) != -1)
+        return 5;
+    if (isdelrec(fd, 1) != 0 || isRebuildFree(file, ISFREE_DATA) != 1 || ischeckdata(fd) != 0)
+        return 6;
+    if (isRebuildFree(file, ISFREE_INDEX) != 0 || isErrno(file) != ISERR_ARGUMENT)
+        return 7;
+    if (isRebuildIdx(file, 1) != 1 || ischeckindex(fd, 1) != 0 || ischeckvarlen(fd, stats) != 0)
+        return 8;
+    if (isread(fd, record, ISFIRST) != 0 || record[0] != 'b' || isgetlastrec(fd, &last) != 0 || last != 2)
+        return 9;
+    return isclose(fd) == 0 ? 0 : 10;
+}
+)";
+
 struct Dialect {
     const char *name;
     bool cpp;
@@ -95,16 +135,18 @@ constexpr Dialect kDialects[] = {
     {"Gnu17", false, "gnu17"}, {"GnuCpp20", true, "gnu++20"},
 };
 
-}  // namespace
-
-TEST_P(HeaderDialects, CompilesAloneAndServesAProgram) {
-    const Dialect &dialect = GetParam();
+// The C driver links the static library as well: it takes nothing of the C++ run-time library.
+int buildAndRunIn(const Dialect &dialect, const char *source) {
     const std::string compile = std::string(dialect.cpp ? ISAM_CXX_COMPILE : ISAM_C_COMPILE) +
                                 " -std=" + dialect.standard + " -Wall -Wextra -Wundef -pedantic -Werror";
-    // The C driver links the static library as well: it takes nothing of the C++ run-time library.
-    EXPECT_EQ(buildAndRun(compile, dialect.cpp ? "program.cpp" : "program.c", kProgram, "'" ISAM_STATIC_LIBRARY "'"),
-              0);
+    return buildAndRun(compile, dialect.cpp ? "program.cpp" : "program.c", source, "'" ISAM_STATIC_LIBRARY "'");
 }
+
+}  // namespace
+
+TEST_P(HeaderDialects, CompilesAloneAndServesAProgram) { EXPECT_EQ(buildAndRunIn(GetParam(), kProgram), 0); }
+
+TEST_P(HeaderDialects, MaintenanceHeaderCompilesAloneAndServesATool) { EXPECT_EQ(buildAndRunIn(GetParam(), kTool), 0); }
 
 INSTANTIATE_TEST_SUITE_P(All, HeaderDialects, testing::ValuesIn(kDialects),
                          [](const auto &instance) { return std::string(instance.param.name); });
@@ -118,4 +160,18 @@ TEST(Header, ServesTheSharedLibraryToCAndCpp) {
 TEST(Header, TwoUnitsOfOneProgramMayIncludeItTwice) {
     const std::string twice = std::string("#include \"isam.h\"\n") + kProgram;
     EXPECT_EQ(buildAndRun(ISAM_C_COMPILE " -std=c99", "program.c", twice, "'" ISAM_STATIC_LIBRARY "'"), 0);
+    const std::string both = std::string("#include \"isam.h\"\n#include \"isam_maint.h\"\n") + kTool;
+    EXPECT_EQ(buildAndRun(ISAM_C_COMPILE " -std=c99", "program.c", both, "'" ISAM_STATIC_LIBRARY "'"), 0);
+}
+
+TEST(Header, BothAreInstalledWithTheLibrary) {
+    testing_support::TempDir dir;
+    const ProgramOutput output =
+        runProgram("cmake --install \"$(dirname '" ISAM_SHARED_LIBRARY "')\" --prefix '" + dir.path() + "' >/dev/null");
+    EXPECT_EQ(output.status, 0) << output.text;
+    for (const char *name : {"isam.h", "isam_maint.h"}) {
+        const ProgramOutput compared = runProgram("cmp '" ISAM_SOURCE_DIR "/include/" + std::string(name) + "' '" +
+                                                  dir.file("include/" + std::string(name)) + "'");
+        EXPECT_EQ(compared.status, 0) << compared.text;
+    }
 }

@@ -35,6 +35,10 @@ TEST(IncludeGraph, HasNoCircle) { EXPECT_EQ(joined(findCircle(graph())), ""); }
 
 TEST(IncludeGraph, PublicHeaderIncludesNothingOfOurs) { EXPECT_TRUE(graph().at("isam.h").empty()); }
 
+TEST(IncludeGraph, MaintenanceHeaderIncludesThePublicOneAlone) {
+    EXPECT_EQ(graph().at("isam_maint.h"), std::set<std::string>{"isam.h"});
+}
+
 TEST(IncludeGraph, EveryFileHasAFloor) {
     for (const auto &[file, unused] : graph())
         EXPECT_GT(floorOf(file), 0) << file;

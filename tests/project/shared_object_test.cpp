@@ -1,5 +1,6 @@
 // The shared object as the dynamic linker sees it.
 #include "project/program_output.h"
+#include "project/symbols.h"
 
 #include <fstream>
 #include <gtest/gtest.h>
@@ -7,14 +8,6 @@
 #include <sstream>
 
 namespace {
-
-std::set<std::string> linesOf(std::istream &in) {
-    std::set<std::string> lines;
-    std::string line;
-    while (std::getline(in, line))
-        if (!line.empty()) lines.insert(line);
-    return lines;
-}
 
 // The bracketed names of the dynamic section's entries of a kind: NEEDED, SONAME, RPATH ..
 std::set<std::string> dynamicEntries(const std::string &kind) {
@@ -31,50 +24,21 @@ std::set<std::string> dynamicEntries(const std::string &kind) {
     return names;
 }
 
-std::set<std::string> exportedSymbols() {
-    // Columns: value, kind, name. The sanitizers add symbols of their own, with reserved names.
-    const ProgramOutput output = runProgram("nm -D --defined-only '" ISAM_SHARED_LIBRARY "'");
-    EXPECT_EQ(output.status, 0) << output.text;
-    std::set<std::string> names;
-    std::istringstream in(output.text);
-    std::string value, kind, name;
-    while (in >> value >> kind >> name)
-        if (name.rfind("__", 0) != 0) names.insert(name);
-    return names;
-}
-
-std::set<std::string> listedSymbols() {
-    std::ifstream in(ISAM_SOURCE_DIR "/tests/project/exported_symbols.txt");
-    EXPECT_TRUE(in.is_open());
-    return linesOf(in);
-}
-
-void expectSame(const std::set<std::string> &expected, const std::set<std::string> &actual) {
-    for (const std::string &name : expected)
-        EXPECT_EQ(actual.count(name), 1U) << name << " is missing";
-    for (const std::string &name : actual)
-        EXPECT_EQ(expected.count(name), 1U) << name << " is too much";
-}
-
 }  // namespace
 
 TEST(SharedObject, ExportsTheListedSymbolsAlone) { expectSame(listedSymbols(), exportedSymbols()); }
 
-TEST(SharedObject, SymbolListIsWhatTheHeaderDeclares) {
-    // Every declaration starts with ISAM_API or extern ISAM_API at the beginning of a line; the name stands before
-    // the first "(", "[" or ";" that follows a word.
-    std::ifstream in(ISAM_SOURCE_DIR "/include/isam.h");
-    std::set<std::string> declared;
-    std::string line;
-    while (std::getline(in, line)) {
-        if (line.rfind("ISAM_API ", 0) != 0 && line.rfind("extern ISAM_API ", 0) != 0) continue;
-        const std::size_t end = line.find_first_of("([;");
-        ASSERT_NE(end, std::string::npos) << line;
-        const std::size_t start = line.find_last_of(" *", end - 1) + 1;
-        declared.insert(line.substr(start, end - start));
-    }
-    EXPECT_GT(declared.size(), 50U);
+TEST(SharedObject, SymbolListIsWhatTheHeadersDeclare) {
+    std::set<std::string> declared = declaredSymbols("isam.h");
+    EXPECT_GT(declared.size(), 80U);
+    for (const std::string &name : declaredSymbols("isam_maint.h"))
+        EXPECT_TRUE(declared.insert(name).second) << name << " is declared by both headers";
     expectSame(declared, listedSymbols());
+}
+
+TEST(SharedObject, MaintenanceToolsFindTheirCallsInTheirHeader) {
+    expectSame({"isAdmItoD", "isErrno", "isErrio", "isRecnum", "isReclen", "isRebuildFree", "isRebuildIdx"},
+               declaredSymbols("isam_maint.h"));
 }
 
 TEST(SharedObject, SymbolListIsSorted) {
