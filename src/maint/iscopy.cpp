@@ -57,7 +57,6 @@ void cutBack(IsamFile *h, int kind, std::int64_t before, std::int64_t counted) {
 // Forgets the record that could not be copied, and makes those before it count.
 void settleFailure(Copying *c) {
     IsamFile *h = c->to;
-    const int code = h->errcode, io = h->errio;
     isAttempt(h, [h, c] {
         if (c->begun) {
             isPathClear(h, ISCLASS_WRITE);
@@ -70,7 +69,6 @@ void settleFailure(Copying *c) {
         cutBack(h, ISKIND_INDEX, c->indexSize, std::int64_t{isHeadLastNode(h)} * h->nodeSize);
         if (hasData(h)) cutBack(h, ISKIND_DATA, c->dataSize, std::int64_t{isHeadLastRecord(h)} * h->bufferLength);
     });
-    isFail(h, code, io);
 }
 
 // Everything that makes the files longer is written first: what the system
@@ -241,11 +239,7 @@ void copyLocked(Copying *c, const KeyDesc *key) {
         isDropLock(from);
         return 1;
     });
-    if (c->locked) {
-        to->errcode = code;
-        to->errio = io;
-        settleFailure(c);
-    }
+    if (c->locked) settleFailure(c);
     isFail(to, code, io);
 }
 
