@@ -91,7 +91,8 @@ TEST_F(TxnTable, AHandleThatIsClosedForRealLeavesTheTable) {
     Txn *const txn = isTxnAdd(1);
     identity = 1;
     ASSERT_EQ(isclose(file.fd()), 0);
-    ASSERT_EQ(isAdmItoD(file.fd()), file.handle());
+    ASSERT_EQ(isAdmHandle(file.fd()), file.handle());
+    EXPECT_EQ(isAdmItoD(file.fd()), nullptr);
     EXPECT_EQ(isclose(file.fd()), -1);
     EXPECT_EQ(iserrno, 101);
     ASSERT_EQ(iscleanup(), 0);
