@@ -162,7 +162,7 @@ typedef struct dictinfo {
     unsigned short keyCount;     /* number of indexes; + 0x8000 for variable-length records */
     unsigned short recordLength; /* bytes; the maximum for variable-length records */
     unsigned short nodeSize;     /* bytes of an index-file node */
-    int recordCount;             /* records in the file */
+    int recordCount;             /* records: all numbers in use, in precious mode those of deleted records as well */
 } DictInfo;
 
 /* ------------------------------------------------------------ error codes */

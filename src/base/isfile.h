@@ -139,6 +139,7 @@ struct IsamFile {
     // What work on a whole file needs.
     bool damageFails;       // damage that is a fatal stop or EIO elsewhere fails with 105
     int findings;           // of the check in progress
+    IndexPath *twin;        // a second path through one of the indexes
     std::uint8_t *numbers;  // a set of record or node numbers, see storage/isnumbers
     std::uint32_t numbersLast;
     std::uint8_t filesMade;  // what a build has done so far

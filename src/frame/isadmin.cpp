@@ -92,9 +92,7 @@ int isAdmCheck(const IsamFile *h) {
     return 0;
 }
 
-IsamFile *isAdmHandle(int fd) {
-    return fd >= 0 && fd < isProcess.admsize ? isProcess.adminfo[fd].isam : nullptr;
-}
+IsamFile *isAdmHandle(int fd) { return fd >= 0 && fd < isProcess.admsize ? isProcess.adminfo[fd].isam : nullptr; }
 
 IsamFile *isAdmItoD(int fd) {
     IsamFile *h = isAdmHandle(fd);

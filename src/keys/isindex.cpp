@@ -333,6 +333,21 @@ void isFreeIndex(IsamFile *h, int n) {
     freepath(h, path);
 }
 
+IndexPath *isTwinPath(IsamFile *h, int n) {
+    isFreeTwin(h);
+    IndexPath *path = h->twin = is_new<IndexPath>();
+    path->keyDesc = h->indexes[n]->keyDesc;
+    initpath(h, path);
+    isPathIns(h, path, path->keyDesc.rootNode);
+    return path;
+}
+
+void isFreeTwin(IsamFile *h) {
+    if (h->twin == nullptr) return;
+    freepath(h, h->twin);
+    h->twin = nullptr;
+}
+
 void isSurveyIdx(IsamFile *h, int n) { walkTree(h, n, false); }
 
 void isWipeIdx(IsamFile *h, int n) {

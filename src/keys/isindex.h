@@ -42,6 +42,12 @@ void isDropIndex(IsamFile *h, int n);
 // Removes index n from the table, or all of them for keyCount.
 void isFreeIndex(IsamFile *h, int n);
 
+// A second path through index n, outside of the table, for work on the whole index
+// that must leave the first one, and the place where it stands, alone. It starts
+// with nothing cached. A handle has one at a time.
+IndexPath *isTwinPath(IsamFile *h, int n);
+void isFreeTwin(IsamFile *h);
+
 // Reads every node of the index's tree, so that damage shows before anything is
 // given up.
 void isSurveyIdx(IsamFile *h, int n);

@@ -26,7 +26,8 @@ void checkNode(IsamFile *h, const IndexPath *path, const NodeBuf *n, int expecte
     const bool sound = node::mark(n->buffer, h->nodeSize) == node::kTreeMark &&
                        (root ? n->level < node::kFreeLevel : n->level == expectedLevel) &&
                        n->used >= (mayBeEmpty ? node::kTreeStart : node::kTreeStart + 1) && n->used < limit;
-    if (!sound || !(path->compressed ? compsound(path, n, !h->damageFails) : flatsound(path, n))) isFail(h, ISERR_CORRUPT);
+    if (!sound || !(path->compressed ? compsound(path, n, !h->damageFails) : flatsound(path, n)))
+        isFail(h, ISERR_CORRUPT);
 }
 
 }  // namespace

@@ -5,13 +5,12 @@
 #include <cstring>
 
 #include "base/isfail.h"
+#include "keys/isindex.h"
 #include "keys/iskey.h"
 #include "maint/ischecking.h"
-#include "records/ischange.h"
 #include "storage/isdatio.h"
 #include "storage/isfree.h"
 #include "storage/node_layout.h"
-#include "tree/ispath.h"
 #include "tree/isscan.h"
 
 namespace {
@@ -84,9 +83,7 @@ int isCheckData(IsamFile *h) {
 int isCheckIndex(IsamFile *h, int index) {
     return isChecking(h, ISCHK_INDEXREAD, [h, index] {
         if (index < 1 || index > h->keyCount) isFail(h, ISERR_ARGUMENT);
-        IndexPath *path = isWholePath(h, index - 1);
-        // What counts is the disk.
-        isPathClear1(path, ISCLASS_READ);
+        IndexPath *path = isTwinPath(h, index - 1);
         const std::uint64_t keys = checkEntries(h, path);
         if (isCountable(h, path) && isFreeCount(h, ISKIND_DATA, nullptr, nullptr) + keys != h->dataFree.last)
             isFound(h, ISCHK_KEYCOUNT);

@@ -3,6 +3,7 @@
 
 #include "frame/isentry.h"
 #include "isam.h"
+#include "keys/isindex.h"
 #include "storage/isnumbers.h"
 
 // Notes what a check has found.
@@ -18,5 +19,6 @@ template <typename Body> int isChecking(IsamFile *h, int readError, Body &&body)
         return 1;
     });
     isNumbersFree(h);
+    isFreeTwin(h);
     return ended ? h->findings : h->findings | readError;
 }

@@ -129,7 +129,7 @@ void copyByIndex(Copying *c) {
     IsamFile *h = c->from;
     isNumbersMake(h, isSlotCount(h));
     TreeScan scan;
-    IndexPath *path = isWholePath(h, c->index);
+    IndexPath *path = isTwinPath(h, c->index);
     for (bool more = isScanFirst(h, &scan, path); more; more = isScanNext(h, &scan))
         copyEntry(c, path->top->pointer);
     // Where the index has them all, the file may end before the highest number.
@@ -184,7 +184,7 @@ void addKey(Copying *c, const std::uint8_t *stored, std::uint32_t number) {
 // In files without records, keys are copied with the numbers that they have.
 void copyKeys(Copying *c) {
     TreeScan scan;
-    IndexPath *path = c->from->indexes[c->index];
+    IndexPath *path = isTwinPath(c->from, c->index);
     for (bool more = isScanFirst(c->from, &scan, path); more; more = isScanNext(c->from, &scan))
         addKey(c, path->top->key, path->top->pointer);
 }
@@ -266,6 +266,7 @@ int isCopy(IsamFile *to, IsamFile *from, const KeyDesc *key) {
         return 1;
     });
     isNumbersFree(from);
+    isFreeTwin(from);
     to->mask = mask;
     to->reclen = toLength;
     from->reclen = fromLength;

@@ -88,6 +88,7 @@ void isDispose(IsamFile *h) {
     dropvfile(h);
     isAdmClose(h);
     isVLdone(h);
+    isFreeTwin(h);
     isFreeIndex(h, h->keyCount);
     isFreeFree(h);
     is_free(h->lockList);
