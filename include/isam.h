@@ -638,7 +638,8 @@ ISAM_API int isaudit(int fd, char *buffer, int mode);
 
 /* ------------------------------------------------------------- whole files */
 
-/* Removes a file set by its base path. Nobody may have it open.
+/* Removes a file set by its base path, the index file first. Nobody may have it
+ * open.
  * Errors: 102 empty name; 105 damaged header; 113 file in use; 114 name too
  * long; 121 the log cannot be written; ENOENT with iserrio 0x11 or 0x12: the
  * file is missing. */
@@ -683,10 +684,11 @@ ISAM_API int iscopy(int to, int from, KeyDesc *key);
  * information, precious mode and audit trail stay.
  * Returns the descriptor of the file, opened again with the same mode and
  * positioned as by isopen; it may be another number, and fd is closed. After a
- * failure fd is as before and the temporary file is gone, but for one case: when
- * the new file cannot be given the name, fd is closed, and all records are in
- * the temporary file. A process that is killed leaves them whole under one of
- * the two names.
+ * failure fd is as before and the temporary file is gone, but for two cases, both
+ * with fd closed: when the new file cannot be given the name, all records are in
+ * the temporary file; when only the log or the opening fails after that, the file
+ * has been clustered. A process that is killed leaves the records whole under one
+ * of the two names.
  * The log gets a build, closings, an erasing and a renaming, but not the
  * records: recovery does not lead over a clustering. Begin a new log behind it.
  * Errors: 100 as for isaddindex; 102 file without records; 103 no such index;
