@@ -47,18 +47,18 @@ ISAM_API int isReclen(IsamFile *file);
  *
  * list: ISFREE_DATA. A precious file keeps no list: success, and nothing is
  * done. Returns 1, or 0 with the code in isErrno. The highest record number
- * becomes that of the data file's last slot. Of a damaged list only the sound
- * nodes before the damage are used again. Positions and locks stay.
+ * becomes that of the data file's last slot. Positions and locks stay.
  * Errors: 102 another list, or a file without records; 105 the index file's own
  * free list is damaged; 131 no node is left for the list. */
 ISAM_API int isRebuildFree(IsamFile *file, int list);
 
 /* Makes an index anew, from the records [write].
  *
- * index: 1 for the first. Returns 1, or 0 with the code in isErrno. Nodes that
- * cannot be told to be the index's own are left alone and not used again. A
- * free list that then does not give the root back is the fatal stop
- * "ischeck.c", 187. Positions and locks stay.
+ * index: 1 for the first. Returns 1, or 0 with the code in isErrno. Nodes that a
+ * damaged index has lost are free afterwards, where it can be told that nothing
+ * else has them. A free list that then does not give the root back is the fatal
+ * stop "ischeck.c", 187. Positions and locks stay; another handle's position among
+ * equal keys may be on another one of them.
  * Errors: 100 two records share a key of a unique index: it then holds those
  * before the second of them; 102 no such index, or a file without records;
  * 105 the index file's free list is damaged, or the index's root belongs to

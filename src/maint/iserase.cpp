@@ -57,7 +57,8 @@ void isRenameFiles(IsamFile *h, const char *from, const char *to) {
     });
     if (renamed) return;
     const int code = h->errcode, io = h->errio;
-    if (steps > 2) isAttempt(h, [=] { is_link(h, ISKIND_INDEX, to, from); });
+    // Where the old name cannot be had back, the new one has them all.
+    if (steps > 2 && !isAttempt(h, [=] { is_link(h, ISKIND_INDEX, to, from); })) isFail(h, code, io);
     if (steps > 1 && hasData(h)) isAttempt(h, [=] { is_unlink(h, ISKIND_DATA, to); });
     if (steps > 0) isAttempt(h, [=] { is_unlink(h, ISKIND_INDEX, to); });
     isFail(h, code, io);

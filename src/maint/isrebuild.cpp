@@ -9,6 +9,7 @@
 #include "keys/ispathdef.h"
 #include "maint/isowners.h"
 #include "records/isaddidx.h"
+#include "records/ischange.h"
 #include "storage/isdatio.h"
 #include "storage/isfree.h"
 #include "storage/ishead.h"
@@ -16,6 +17,7 @@
 #include "storage/isnumbers.h"
 #include "storage/node_layout.h"
 #include "tree/ispath.h"
+#include "tree/istree.h"
 
 static_assert(ISFREE_INDEX == ISKIND_INDEX && ISFREE_DATA == ISKIND_DATA);
 
@@ -85,6 +87,14 @@ void startAnew(IsamFile *h, int n) {
     isPathClear1(path, ISCLASS_READ);
 }
 
+// The position is on a record: among equal keys that has got another serial.
+void refindPosition(IsamFile *h, int n) {
+    IndexPath *path = isWholePath(h, n);
+    if (isUnique(path) || path->positionRecord == 0) return;
+    if (isTreeMatch(h, path, path->positionKey) && isTreeSeek(h, path, path->positionKey, path->positionRecord))
+        path->positionSerial = path->top->serial;
+}
+
 }  // namespace
 
 int isRebuildFree(IsamFile *h, int list) {
@@ -108,7 +118,10 @@ int isRebuildIdx(IsamFile *h, int index) {
         h->damageFails = true;
         wipe(h, n);
         startAnew(h, n);
-        const bool filled = isAttempt(h, [h, n] { isFillIdx(h, n, n, isSlotCount(h)); });
+        const bool filled = isAttempt(h, [h, n] {
+            isFillIdx(h, n, n, isSlotCount(h));
+            refindPosition(h, n);
+        });
         const int code = h->errcode, io = h->errio;
         if (!filled) isPathClear1(h->indexes[n], ISCLASS_WRITE);
         // After a failure, too: who has which node must be true.
