@@ -2,6 +2,7 @@
 #include "driver.h"
 
 #include "file_compare.h"
+#include "library_checks.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -108,6 +109,8 @@ Driver::Operation Driver::chooseOperation(int call, int calls) {
     weights[kSetMask] = shape_.masked ? 8 : 1;
     weights[kPrecious] = shape_.precious ? 1 : 0;
     weights[kAudit] = shape_.audited ? 2 : 0;
+    weights[kUserInfo] = 1;
+    weights[kWholeFile] = 2;
     long count = model_.pure() ? static_cast<long>(model_.indexes()[0].entries.size()) : model_.liveCount();
     auto scale = [&](std::initializer_list<Operation> operations, int percent) {
         for (Operation operation : operations)
@@ -169,6 +172,8 @@ void Driver::perform(Operation operation) {
     case kInformation: return randomInformation();
     case kReopen: return randomReopen();
     case kLocks: return randomLocks();
+    case kUserInfo: return randomUserInfo();
+    case kWholeFile: return randomWholeFile();
     default: return randomMask();
     }
 }
@@ -210,6 +215,17 @@ bool Driver::checkStructure() {
     std::string wrong = compareFile(*reader_, report, model_, Equals::kSerials);
     if (wrong.empty()) wrong = compareTrails();
     if (!wrong.empty()) fail(wrong);
+    return !failed_ && askLibrary(report);
+}
+
+// The library's own checks must find nothing, and leave everything as it is.
+bool Driver::askLibrary(const testing_support::CheckReport &report) {
+    std::size_t handle = someHandle();
+    pending_ = "the library's checks";
+    std::string wrong = compareChecks(fds_[handle], *reader_, report);
+    if (!wrong.empty()) fail(wrong);
+    model_.loseSlot(model_.handle(handle));
+    checkHandle(handle, pending_);
     return !failed_;
 }
 

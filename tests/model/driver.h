@@ -27,6 +27,9 @@ struct RunStatistics {
     long viaPath = 0;                       // answers that came from where the tree stood
     long avoided = 0;                       // changes left out because equal keys would not stay in order
     long addsTakenBack = 0;                 // indexes added and dropped at once
+    long takenBack = 0;                     // rebuilds and clusterings, for the order of equal keys
+    long copiedRecords = 0;                 // into files made for it
+    long clusteredRecords = 0;              // into files that took the place of the old ones
     long resets = 0;                        // reopenings
     long remnantNodes = 0;                  // most nodes with tails seen in a file
     long auditEntries = 0;                  // compared
@@ -79,6 +82,8 @@ class Driver {
         kReopen,
         kLocks,
         kSetMask,
+        kUserInfo,
+        kWholeFile,
         kOperations
     };
 
@@ -91,6 +96,7 @@ class Driver {
     std::string compareTrails();
     std::uint32_t changeCounter();
     bool scanIndex(std::size_t handle, std::size_t index);
+    bool askLibrary(const testing_support::CheckReport &report);
     void closeAll();
 
     // driver_calls.cpp: one call each.
@@ -108,12 +114,45 @@ class Driver {
     void randomAddIndex();
     void randomDropIndex();
     void randomLocks();
-    void randomInformation();
     void randomUnique(Operation operation);
     void randomPrecious();
     void randomAudit();
     void randomReopen();
     void randomMask();
+
+    // driver_maint.cpp: whole files.
+    void randomWholeFile();
+    void randomRebuildFree();
+    void randomRebuildIndex();
+    Outcome rebuild(std::size_t handle, int number);
+    bool settleMasks(std::size_t handle, std::size_t index);
+    void randomCluster();
+    struct Kept {
+        FileModel model;
+        testing_support::Bytes index;
+        testing_support::Bytes data;
+    };
+    Kept keep() const { return {model_, reader_->indexFile(), reader_->dataFile()}; }
+    void takeBack(const Kept &kept);
+    void adoptFile(const Kept &before);
+    void settleRebuild(const Outcome &expected, int done, int fd, std::uint32_t counter);
+    int lowestFreeFd() const;
+    bool largeToday();
+    std::string describeOrder(const KeyDesc *key) const;
+    const KeyDesc *someOrder(KeyDesc *key);
+
+    // driver_copy.cpp: a second file set, from its making to its end.
+    void randomCopy();
+    int makeCopy(std::size_t handle);
+    void fillCopy(std::size_t handle, int to, FileModel *copy);
+    void compareCopy(int to, const FileModel &copy, testing_support::FileReader *reader);
+    void thinOut(int to, FileModel *copy);
+    void eraseCopy(int to);
+
+    // driver_info.cpp: what a handle and its file tell of themselves.
+    void randomInformation();
+    void randomUserInfo();
+    void compareAccessors(std::size_t handle);
 
     // Comparing.
     Outcome prepare(const Buffer &record, long recnum, int reclen = kUnusedLength);
@@ -133,6 +172,7 @@ class Driver {
     bool riskyRewrite(std::size_t handle, const Buffer &record, long rec);
     void takeSerials(const std::vector<Prediction> *predictions);
     bool takeAllSerials(std::size_t index);
+    bool adoptSerials(const testing_support::CheckReport &report, std::size_t index);
 
     // Where the last piece of a tail goes, by the heads of the buckets before the write.
     using Rooms = std::array<testing_support::RemnantReader::Place, 5>;

@@ -396,6 +396,7 @@ void Driver::randomAddIndex() {
         std::size_t number = model_.keyCount() - 1;
         descs_.push_back(key);
         bool rises = takeAllSerials(number);
+        if (!failed_ && rises && !model_.masksConsistent()) rises = settleMasks(handle, number);
         if (!failed_ && (!rises || !model_.masksConsistent())) {
             ++statistics_->addsTakenBack;
             scanIndex(handle, number);
@@ -427,38 +428,6 @@ void Driver::randomDropIndex() {
 }
 
 // ------------------------------------------------------------------- rest
-
-void Driver::randomInformation() {
-    std::size_t handle = someHandle();
-    int fd = fds_[handle];
-    Outcome in = prepare({}, someRecnum());
-    pending_ = "isisaminfo " + text(fd);
-    DictInfo info{};
-    int ret = isisaminfo(fd, &info);
-    if (shape_.variable()) in.reclen = shape_.recordLength;
-    settle(pending_, in, collect(ret, {}));
-    long free = model_.precious() ? 0 : model_.last() - model_.liveCount();
-    std::size_t keys = model_.keyCount() + (model_.noPrimary() ? 1 : 0) + (shape_.variable() ? 0x8000 : 0);
-    int longest = shape_.variable() ? shape_.maximumLength : shape_.recordLength;
-    if (info.keyCount != keys || info.recordLength != longest || info.nodeSize != 1024 ||
-        info.recordCount != model_.last() - free)
-        fail(pending_ + ": " + text(info.keyCount) + " indexes, " + text(info.recordCount) + " records, should be " +
-             text(model_.last() - free));
-    int number = random_.between(1, static_cast<int>(model_.keyCount()) + 1);
-    KeyDesc key{};
-    in = prepare({}, someRecnum());
-    pending_ = "isindexinfo " + text(fd) + " number " + text(number);
-    if (number > static_cast<int>(model_.keyCount())) in.fail(102);
-    ret = isindexinfo(fd, &key, number);
-    settle(pending_, in, collect(ret, {}));
-    if (failed_ || !in.ok()) return;
-    auto index = static_cast<std::size_t>(number - 1);
-    std::vector<std::string> ignored;
-    reader_->refresh(&ignored);
-    if (!testing_support::sameKeyDesc(key, descs_[index]) || key.keyLength != model_.indexes()[index].spec.keyLength ||
-        key.rootNode != reader_->indexes()[index].root)
-        fail(pending_ + ": another description than given");
-}
 
 void Driver::randomReopen() {
     std::size_t handle = someHandle();

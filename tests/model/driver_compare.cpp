@@ -157,7 +157,7 @@ void Driver::takeSerials(const std::vector<Prediction> *predictions) {
     }
 }
 
-// Takes over the serials of a freshly filled index. False when equal keys do not rise.
+// Takes over the serials of an index that has been added. False when equal keys do not rise.
 bool Driver::takeAllSerials(std::size_t index) {
     testing_support::CheckOptions options;
     options.membership = false;
@@ -167,6 +167,11 @@ bool Driver::takeAllSerials(std::size_t index) {
         fail("structural check after adding an index:\n" + report.text());
         return false;
     }
+    return adoptSerials(report, index);
+}
+
+// The same, the check having been made. Whether they rise or not, the model has them afterwards.
+bool Driver::adoptSerials(const testing_support::CheckReport &report, std::size_t index) {
     const std::vector<Entry> &entries = model_.indexes()[index].entries;
     const std::vector<testing_support::TreeEntry> &leaves = report.leaves[index];
     bool equal = entries.size() == leaves.size();
@@ -177,7 +182,7 @@ bool Driver::takeAllSerials(std::size_t index) {
         serials.push_back(leaves[i].serial);
         rises = rises && (i == 0 || leaves[i].key != leaves[i - 1].key || leaves[i].serial > leaves[i - 1].serial);
     }
-    if (!equal) fail("the added index holds other entries than the model");
+    if (!equal) fail("index " + std::to_string(index) + ", made anew, holds other entries than the model");
     if (model_.indexes()[index].spec.duplicates()) model_.setSerials(index, serials);
     return rises;
 }

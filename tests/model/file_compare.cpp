@@ -1,5 +1,7 @@
 #include "file_compare.h"
 
+#include "library_checks.h"
+
 #include <algorithm>
 #include <utility>
 
@@ -30,6 +32,11 @@ std::string compareHeader(const FileReader &reader, const CheckReport &report, c
         report.audit.name != model.auditName())
         return "audit settings: " + report.audit.name + (report.audit.on ? " on" : " off") + ", should be " +
                model.auditName() + (model.auditOn() ? " on" : " off");
+    if (!std::equal(header.userInfo.begin(), header.userInfo.end(), model.userInfo().begin()))
+        return "header: other bytes of the application";
+    if (!std::equal(report.freeRecords.begin(), report.freeRecords.end(), model.freeRecords().rbegin(),
+                    model.freeRecords().rend()))
+        return "free record numbers: other ones, or in another order";
     return "";
 }
 
@@ -97,6 +104,15 @@ std::string compareFile(const FileReader &reader, const CheckReport &report, con
             !sameEntries(report.leaves[i], model.indexes()[i], equals))
             return "index " + std::to_string(i) + " holds other entries than the model";
     return compareSlots(reader, report, model);
+}
+
+std::string compareSound(int fd, FileReader *reader, const FileModel &model) {
+    testing_support::CheckOptions options;
+    options.serials = false;
+    CheckReport report = testing_support::checkFiles(*reader, options);
+    if (!report.clean()) return report.text();
+    std::string wrong = compareFile(*reader, report, model, Equals::kOrder);
+    return wrong.empty() && fd >= 0 ? compareChecks(fd, *reader, report) : wrong;
 }
 
 }  // namespace model

@@ -18,6 +18,10 @@ enum class Equals { kSet, kOrder, kSerials };
 std::string compareFile(const testing_support::FileReader &reader, const testing_support::CheckReport &report,
                         const FileModel &model, Equals equals);
 
+// The structural check, the comparison in kOrder, and the library's own checks through a descriptor, or without them
+// for -1. Returns what is wrong, nothing when all is well.
+std::string compareSound(int fd, testing_support::FileReader *reader, const FileModel &model);
+
 }  // namespace model
 
 #endif

@@ -9,6 +9,12 @@ using testing_support::compareKeys;
 using testing_support::makeKey;
 using testing_support::specOf;
 
+namespace {
+
+constexpr long kAnySlot = -2;
+
+}  // namespace
+
 FileModel::FileModel(const Format &format, const KeyDesc &primary) : format_(format), noPrimary_(primary.nparts == 0) {
     if (!noPrimary_) indexes_.push_back({specOf(primary), {}});
 }
@@ -75,6 +81,7 @@ bool FileModel::inIndex(std::size_t index, const Key &key, std::uint32_t mask) c
 }
 
 bool FileModel::foreseeable(const Handle &h, long recnum) const {
+    if (!indexed(h) && h.slot.stamp == kAnySlot) return false;
     if (!variable() || (!indexed(h) && h.slot.stamp == 0)) return true;
     if (indexed(h)) return recnum < 1 || recnum > last() || live(recnum);
     return std::any_of(records_.begin(), records_.end(),
@@ -87,7 +94,11 @@ long FileModel::newest() const {
     return static_cast<long>(at - records_.begin()) + 1;
 }
 
-void FileModel::forgetSlot(Handle &h) const { h.slot.stamp = -1; }
+void FileModel::forgetSlot(Handle &h) const {
+    if (h.slot.stamp != kAnySlot) h.slot.stamp = -1;
+}
+
+void FileModel::loseSlot(Handle &h) const { h.slot.stamp = kAnySlot; }
 
 bool FileModel::masksConsistent() const {
     for (std::size_t i = 0; i < indexes_.size(); ++i)

@@ -141,6 +141,8 @@ class FileModel {
     // an index that is the slot of recnum, in record-number order the one that the handle has at hand.
     bool foreseeable(const Handle &h, long recnum) const;
     void forgetSlot(Handle &h) const;
+    // After work on the whole file it is any slot.
+    void loseSlot(Handle &h) const;
     // True when the mask bits of every record tell which index holds it.
     bool masksConsistent() const;
     // The same, if an index were dropped.
@@ -150,6 +152,8 @@ class FileModel {
     std::string describePosition(const Handle &h) const;
 
     long uniqueIdNow() const { return uniqueId_; }
+    const Buffer &userInfo() const { return userInfo_; }
+    const std::vector<long> &freeRecords() const { return free_; }  // reused from the back
     // The number that the next record gets.
     long nextRecord() const { return precious_ || free_.empty() ? last() + 1 : free_.back(); }
     // The record written or rewritten last.
@@ -186,6 +190,20 @@ class FileModel {
     Outcome precious(Outcome in, bool on);
     Outcome addIndex(Handle &h, Outcome in, const KeyDesc &key);
     Outcome dropIndex(Handle &h, Outcome in, const KeyDesc &key);
+
+    // Whole files. An order is an index, or any number behind the last one for record-number order.
+    Outcome userInfo(Outcome in, int direction, Buffer *info);
+    Outcome rebuildFree(Outcome in, int list);
+    Outcome rebuildIndex(Handle &h, Outcome in, int number);
+    // Once the serials are known: the handle that rebuilt it still stands on its record.
+    void followEntry(Handle &h, std::size_t index) const;
+    // The order that a description means, -1 for none; without one, that of the handle.
+    int orderOf(const Handle &h, const KeyDesc *key) const;
+    // Record numbers in an order, behind them those that the index leaves out.
+    std::vector<long> recordsIn(std::size_t order) const;
+    FileModel emptyLike() const;
+    Outcome copyFrom(const FileModel &from, std::size_t order, Outcome in);
+    Outcome cluster(std::size_t handle, Outcome in, const KeyDesc *key);
 
     // Audit trail.
     Outcome audit(Outcome in, int mode, std::string *name);
@@ -250,6 +268,7 @@ class FileModel {
     bool noPrimary_ = false;
     bool precious_ = false;
     long uniqueId_ = 1;
+    Buffer userInfo_ = Buffer(ISUSERINFOLEN);
     std::vector<Index> indexes_;
     std::vector<Record> records_;
     std::vector<long> free_;  // reused from the back

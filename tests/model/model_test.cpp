@@ -27,12 +27,14 @@ constexpr long kShapes = 72;
 constexpr long kVariableShapes = 42;
 constexpr long kCalls = 3000;
 
-const char *const kCallsThatBoth[] = {"isread",   "isstart",  "isindex",    "isgoto",    "isdata",     "ispop",
-                                      "iswrite",  "iswrcurr", "iswrlock",   "isrewrite", "isrewrec",   "isrewcurr",
-                                      "isrewnxt", "isdelete", "isdelrec",   "isdelcurr", "isaddindex", "isdelindex",
-                                      "isrelrec", "islock",   "isindexinfo"};
-const char *const kCallsThatSucceed[] = {"ispush",     "isuniqueid", "issetunique", "isgetlastrec", "isprecious",
-                                         "isisaminfo", "isrelease",  "isunlock",    "isrelcurr",    "islockcheck"};
+const char *const kCallsThatBoth[] = {
+    "isread",     "isstart",       "isindex",      "isgoto",     "isdata",    "ispop",    "iswrite",
+    "iswrcurr",   "iswrlock",      "isrewrite",    "isrewrec",   "isrewcurr", "isrewnxt", "isdelete",
+    "isdelrec",   "isdelcurr",     "isaddindex",   "isdelindex", "isrelrec",  "islock",   "isindexinfo",
+    "isuserinfo", "isRebuildFree", "isRebuildIdx", "iscluster",  "isclone",   "iscopy",   "iserase"};
+const char *const kCallsThatSucceed[] = {"ispush",     "isuniqueid",  "issetunique", "isgetlastrec",
+                                         "isprecious", "isisaminfo",  "isrelease",   "isunlock",
+                                         "isrelcurr",  "islockcheck", "isrename"};
 
 struct Run {
     Shape (*makeShape)(int number, std::uint64_t seed);
@@ -69,9 +71,10 @@ Result play(const Run &run) {
     isfatal(nullptr);
     const RunStatistics &s = result.statistics;
     std::printf("%ld random calls, %ld calls of scans, %ld structural checks, %d levels, %ld answers via the path, "
-                "%ld changes left out, %ld indexes taken back, %ld reopenings, %ld remnant nodes, %ld audit entries\n",
+                "%ld changes left out, %ld indexes taken back, %ld reopenings, %ld remnant nodes, %ld audit entries, "
+                "%ld records clustered, %ld copied, %ld times taken back\n",
                 s.calls, s.scanReads, s.checks, s.levels, s.viaPath, s.avoided, s.addsTakenBack, s.resets,
-                s.remnantNodes, s.auditEntries);
+                s.remnantNodes, s.auditEntries, s.clusteredRecords, s.copiedRecords, s.takenBack);
     result.complete = only < 0 && failures == 0 && calls >= kCalls && shapes >= run.shapes;
     if (result.complete) EXPECT_GE(s.calls, run.wantedCalls);
     return result;

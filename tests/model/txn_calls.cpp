@@ -1,6 +1,8 @@
 // The calls of a random transaction: arguments by chance, then library and world side by side.
 #include "txn_driver.h"
 
+#include "isam_maint.h"
+
 #include <algorithm>
 
 namespace model {
@@ -8,7 +10,6 @@ namespace model {
 namespace {
 
 constexpr std::size_t kMostOpened = 3;  // of one file
-constexpr std::size_t kMostFiles = 8;
 
 std::string text(long value) { return std::to_string(value); }
 
@@ -45,7 +46,7 @@ bool TxnDriver::someOpen(bool forChange, Place *out) {
 
 int TxnDriver::openMode(const FileSet &file) {
     int mode = ISINOUT | (random_.percent(75) ? ISTRANS : 0);
-    mode |= random_.percent(8) ? ISLOCKEXCL : random_.percent(50) ? ISLOCKMANUAL : 0;
+    mode |= random_.percent(file.neverLogged ? 40 : 8) ? ISLOCKEXCL : random_.percent(50) ? ISLOCKMANUAL : 0;
     if (file.shape.variable()) mode |= random_.percent(50) ? ISVARLEN : ISVARAUTO;
     if (file.neverLogged) mode |= ISNOLOG;
     return mode;
@@ -107,6 +108,7 @@ void TxnDriver::useParked() {
     for (const FileSet &set : world_.files)
         for (const Opened &by : set.opened) {
             if (!by.parked) continue;
+            if (isAdmItoD(by.fd) != nullptr) fail("a file is known by " + text(by.fd) + " after its close");
             Buffer record(static_cast<std::size_t>(set.shape.bufferLength));
             Outcome in = prepare(record, 0, 0);
             settle("isread " + text(by.fd) + " after its close", in.fail(101),
@@ -178,7 +180,7 @@ void TxnDriver::changeIndexes() {
 }
 
 void TxnDriver::build() {
-    if (world_.files.size() >= kMostFiles) return;
+    if (world_.isFull()) return;
     FileSet set(newName(), makeTxnShape(&random_, random_.percent(50)));
     const Shape &shape = set.shape;
     int mode = ISINOUT | (random_.percent(70) ? ISTRANS : 0) | (random_.percent(50) ? ISLOCKMANUAL : 0);
@@ -196,7 +198,11 @@ void TxnDriver::build() {
 void TxnDriver::eraseFile() {
     std::size_t file = someFile();
     const FileSet &set = world_.files[file];
-    if (!set.opened.empty() || set.neverLogged || world_.files.size() <= 2) return;
+    if (set.opened.empty() && !set.neverLogged && world_.files.size() > 2) eraseAt(file);
+}
+
+void TxnDriver::eraseAt(std::size_t file) {
+    const FileSet &set = world_.files[file];
     testing_support::LogContent content;
     content.type = "ER";
     content.name = set.name;

@@ -2,6 +2,7 @@
 #include "txn_driver.h"
 
 #include "tail_text.h"
+#include "whole_file.h"
 
 #include <algorithm>
 #include <ctime>
@@ -154,7 +155,7 @@ bool TxnDriver::makeFiles() {
     int files = random_.between(2, 4);
     for (int i = 0; i < files; ++i)
         if (!makeFile(newName(), random_.between(0, 25), false)) return false;
-    if (random_.percent(40) && !makeFile(newName(), 5, true)) return false;
+    if (random_.percent(60) && !makeFile(newName(), 5, true)) return false;
     copyFiles(livePath_, initialPath_);
     initial_ = world_;
     if (islogopen(logPath_.c_str()) != 0) fail("the log cannot be opened");
@@ -204,6 +205,7 @@ void TxnDriver::step() {
         {3, &TxnDriver::release},   {2, &TxnDriver::unique},    {3, &TxnDriver::changeIndexes},
         {1, &TxnDriver::build},     {1, &TxnDriver::eraseFile}, {1, &TxnDriver::renameFile},
         {2, &TxnDriver::useParked}, {9, &TxnDriver::begin},     {5, &TxnDriver::end},
+        {1, &TxnDriver::rebuild},   {1, &TxnDriver::cluster},   {2, &TxnDriver::clone},
     };
     int total = 0;
     for (const Choice &choice : choices)

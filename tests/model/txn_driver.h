@@ -24,12 +24,11 @@ struct TxnStatistics {
     long recoveries = 0;
     long unfinished = 0;  // of these, with a transaction that has no end
     long logRecords = 0;
+    long checks = 0;                        // of files through their descriptors
     std::map<std::string, long> succeeded;  // calls by name
     std::map<std::string, long> failed;
 };
 
-// Files as a whole.
-Buffer slurp(const std::string &path);
 void copyFiles(const std::string &from, const std::string &to);
 
 // The last records that the log should have, a line each.
@@ -80,6 +79,12 @@ class TxnDriver {
     void eraseFile();
     void renameFile();
 
+    // txn_maint.cpp: calls on whole files that are open.
+    void rebuild();
+    void cluster();
+    void clone();
+    bool copyAndErase(Place from, Place to);
+
     // txn_records.cpp: calls on records.
     void write();
     void rewrite();
@@ -95,6 +100,7 @@ class TxnDriver {
 
     // Choosing.
     bool someOpen(bool forChange, Place *out);
+    bool someUnlogged(Place *out);
     std::size_t someFile() { return static_cast<std::size_t>(random_.below(static_cast<int>(world_.files.size()))); }
     long someRecnum(const FileModel &model);
     int openMode(const FileSet &file);
@@ -103,6 +109,7 @@ class TxnDriver {
     void openAs(std::size_t file, int mode);
     bool closeAt(Place at);
     void reopen(Place at);
+    void eraseAt(std::size_t file);
     std::string newName();
 
     std::uint64_t seed_;

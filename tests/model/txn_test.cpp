@@ -21,11 +21,11 @@ long setting(const char *name, long otherwise) {
 constexpr long kWorlds = 60;
 constexpr long kSteps = 400;
 
-const char *const kCallsThatBoth[] = {"iswrite",   "iswrlock",   "iswrcurr",   "isrewrec",  "isrewrite",
-                                      "isrewcurr", "isdelrec",   "isdelete",   "isdelcurr", "isread",
-                                      "iscommit",  "isrollback", "isaddindex", "isdelindex"};
-const char *const kCallsThatSucceed[] = {"isbegin",     "isopen",  "isclose", "isrelease", "isuniqueid",
-                                         "issetunique", "isbuild", "iserase", "isrename"};
+const char *const kCallsThatBoth[] = {"iswrite",    "iswrlock",   "iswrcurr",  "isrewrec",    "isrewrite", "isrewcurr",
+                                      "isdelrec",   "isdelete",   "isdelcurr", "isread",      "iscommit",  "isrollback",
+                                      "isaddindex", "isdelindex", "iscluster", "isRebuildIdx"};
+const char *const kCallsThatSucceed[] = {"isbegin", "isopen",  "isclose",  "isrelease", "isuniqueid", "issetunique",
+                                         "isbuild", "iserase", "isrename", "isclone",   "iscopy",     "isRebuildFree"};
 
 TEST(TransactionRun, RandomTransactionsAgreeWithTheModelAndAreRecovered) {
     auto seed = static_cast<std::uint64_t>(setting("ISAM_MODEL_SEED", 7));
@@ -45,10 +45,10 @@ TEST(TransactionRun, RandomTransactionsAgreeWithTheModelAndAreRecovered) {
         }
     }
     std::printf("%ld steps, %ld commits, %ld rollbacks, %ld of them failed, %ld descriptors taken back, %ld log "
-                "records, %ld recoveries, %ld of them in a transaction\n",
+                "records, %ld recoveries, %ld of them in a transaction, %ld checks through descriptors\n",
                 statistics.steps, statistics.commits, statistics.rollbacks + statistics.failedRollbacks,
                 statistics.failedRollbacks, statistics.takenBack, statistics.logRecords, statistics.recoveries,
-                statistics.unfinished);
+                statistics.unfinished, statistics.checks);
     if (only >= 0 || failures > 0 || worlds < kWorlds || steps < kSteps) return;
     EXPECT_GT(statistics.commits, 300);
     EXPECT_GT(statistics.rollbacks, 300);

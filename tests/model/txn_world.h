@@ -67,6 +67,7 @@ class World {
     Handle &handle(Place at) { return files[at.file].model.handle(at.handle); }
     Place find(int fd) const;
     int lowestFreeFd() const;
+    bool isFull() const { return files.size() >= kMostFiles; }
     bool inTransaction() const { return transactions_.count(who) != 0; }
     // Has somebody else's transaction changes that only this descriptor can undo?
     bool neededByOther(int fd) const;
@@ -91,6 +92,8 @@ class World {
     void note(testing_support::LogContent content, const Opened *by);
 
   private:
+    static constexpr std::size_t kMostFiles = 8;
+
     struct Transaction {
         std::vector<Undo> undo;   // in the order of the changes
         std::vector<int> parked;  // descriptors, -1 for a free place; filled from the last place down

@@ -1,7 +1,6 @@
 #include "file_check.h"
 
 #include "squash.h"
-#include "tail_check.h"
 
 #include <algorithm>
 #include <cstring>
@@ -39,7 +38,9 @@ class Checker {
         for (std::uint32_t number : freeNodes)
             claim(number, "free number");
         checkSlots(freeRecords);
+        report_.freeRecords = std::move(freeRecords);
         tails_.finish();
+        report_.tailCounts = tails_.counts();
         for (std::size_t n = 1; n < owner_.size(); ++n)
             if (owner_[n].empty()) problem("node " + std::to_string(n) + " belongs to nothing");
         report_.remnantNodes = std::count(owner_.begin(), owner_.end(), "remnant node");
@@ -222,7 +223,7 @@ class Checker {
         }
     }
 
-    // The numbers stored in a list's nodes; the nodes themselves are claimed.
+    // The numbers stored in a list's nodes, in the order in which they will be used; the nodes themselves are claimed.
     std::vector<std::uint32_t> checkFreeList(std::uint32_t head, bool ofNodes) {
         std::vector<std::uint32_t> numbers;
         std::string list = ofNodes ? "index free list" : "data free list";
@@ -242,7 +243,7 @@ class Checker {
             }
             checkFrame(name, b, used, 0xff, kLevelFreeList);
             if (number != head && used + 4 <= capacity) problem(name + ": not the head, yet not full");
-            for (int at = 6; at < used; at += 4)
+            for (int at = used - 4; at >= 6; at -= 4)
                 numbers.push_back(be32(b.data() + at));
             number = be32(b.data() + 2);
         }

@@ -5,6 +5,7 @@
 
 #include "audit_reader.h"
 #include "file_reader.h"
+#include "tail_check.h"
 
 #include <string>
 #include <vector>
@@ -24,7 +25,9 @@ struct CheckReport {
     std::vector<std::vector<TreeEntry>> leaves;  // per index, all leaf entries from left to right
     std::vector<Bytes> storedTails;              // per record, record n at [n - 1]: its tail as the file has it,
     std::vector<Bytes> tails;                    // and as it is read; both empty in files without tails
+    std::vector<std::uint32_t> freeRecords;      // free record numbers, the one that is used next first
     AuditSettings audit;                         // when the header names a node for them
+    TailCounts tailCounts;
     long remnantNodes = 0;
     int levels = 0;  // levels of the highest tree
     long nodes = 0;  // tree nodes of all indexes

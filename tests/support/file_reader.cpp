@@ -31,6 +31,13 @@ std::int64_t sizeOf(int fd) {
     return fd >= 0 && fstat(fd, &info) == 0 ? static_cast<std::int64_t>(info.st_size) : -1;
 }
 
+Bytes wholeFile(int fd) {
+    Bytes out;
+    std::int64_t size = sizeOf(fd);
+    if (size > 0) readAt(fd, 0, static_cast<std::size_t>(size), &out);
+    return out;
+}
+
 int leadingShared(const Key &a, const Key &b) {
     std::size_t n = 0;
     while (n < a.size() && a[n] == b[n])
@@ -52,6 +59,9 @@ FileReader::~FileReader() {
 
 std::int64_t FileReader::indexFileSize() const { return sizeOf(indexFd_); }
 std::int64_t FileReader::dataFileSize() const { return sizeOf(dataFd_); }
+
+Bytes FileReader::indexFile() const { return wholeFile(indexFd_); }
+Bytes FileReader::dataFile() const { return wholeFile(dataFd_); }
 
 int FileReader::slotLength() const {
     return header_.recordLength + 1 + (header_.variable() ? 6 : 0) + (header_.masked() ? 4 : 0);
@@ -98,6 +108,7 @@ bool FileReader::refresh(std::vector<std::string> *problems) {
     header_.variableMaximum = static_cast<int>(be16(p + 59));
     for (std::size_t i = 0; i < header_.bucketHeads.size(); ++i)
         header_.bucketHeads[i] = be32(p + 61 + 4 * i);
+    std::copy_n(p + size - 16, header_.userInfo.size(), header_.userInfo.begin());
     header_.flags = be16(p + size - 6);
     return readDescriptions(problems);
 }

@@ -31,6 +31,7 @@ struct FileHeader {
     std::uint32_t auditNode = 0;
     int variableMaximum = 0;                     // 0 for records of one length
     std::array<std::uint32_t, 5> bucketHeads{};  // of the nodes with room for tails
+    std::array<std::uint8_t, 10> userInfo{};     // the application's own
     unsigned flags = 0;
 
     bool masked() const { return (flags & 1U) != 0; }
@@ -91,6 +92,8 @@ class FileReader {
     std::int64_t indexFileSize() const;
     std::int64_t dataFileSize() const;  // -1 when there is no data file
     int slotLength() const;
+    Bytes indexFile() const;  // all of it
+    Bytes dataFile() const;
 
     bool node(std::uint32_t number, Bytes *out) const;
     bool slot(long recnum, Bytes *out) const;

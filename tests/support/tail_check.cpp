@@ -138,4 +138,20 @@ void TailCheck::finish() {
         checkNode(owner.first, nodes_.node(owner.first));
 }
 
+TailCounts TailCheck::counts() {
+    TailCounts out;
+    for (const auto &[number, pieces] : owners_) {
+        long freeBytes = nodes_.node(number).freeBytes;
+        auto add = [freeBytes](TailCounts::Sum *sum) {
+            ++sum->nodes;
+            sum->freeBytes += freeBytes;
+        };
+        bool reached =
+            std::any_of(pieces.begin(), pieces.end(), [](const std::string &owner) { return !owner.empty(); });
+        if (reached) add(&out.reached);
+        add(filed_.count(number) != 0 ? &out.filed : &out.unfiled);
+    }
+    return out;
+}
+
 }  // namespace testing_support

@@ -12,6 +12,17 @@
 
 namespace testing_support {
 
+// Nodes with tails, and their free bytes.
+struct TailCounts {
+    struct Sum {
+        long nodes = 0;
+        long freeBytes = 0;
+    };
+    Sum filed;    // in the buckets
+    Sum unfiled;  // in none of them
+    Sum reached;  // from records
+};
+
 class TailCheck {
   public:
     using Claim = std::function<bool(std::uint32_t number, const std::string &owner)>;
@@ -25,6 +36,9 @@ class TailCheck {
 
     // Checks the nodes, once all records have been seen.
     void finish();
+
+    // The nodes seen until then.
+    TailCounts counts();
 
   private:
     void take(std::uint32_t number);
