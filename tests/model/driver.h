@@ -144,7 +144,7 @@ class Driver {
     // driver_copy.cpp: a second file set, from its making to its end.
     void randomCopy();
     int makeCopy(std::size_t handle);
-    void fillCopy(std::size_t handle, int to, FileModel *copy);
+    void fillCopy(std::size_t handle, int to, const KeyDesc *given, FileModel *copy);
     void compareCopy(int to, const FileModel &copy, testing_support::FileReader *reader);
     void thinOut(int to, FileModel *copy);
     void eraseCopy(int to);
