@@ -18,6 +18,7 @@ class ClusterDamaged : public DamageTest {
         EXPECT_TRUE(imageOf(base()) == before);
         EXPECT_EQ(namesIn(directory()), (std::vector<std::string>{"file.dat", "file.idx"}));
         EXPECT_EQ(openDescriptors(), descriptors);
+        EXPECT_EQ(*is_errno(fd), ISERR_CORRUPT);
         // The handle goes on.
         EXPECT_OK(isindex(fd, 0, 0));
         EXPECT_EQ(take(fd, ISLAST).substr(0, 4), std::string(row(1).bytes, 4));

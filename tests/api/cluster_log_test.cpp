@@ -161,6 +161,30 @@ TEST_F(ClusterLog, LogTellsTheTruthAfterAFailure) {
     EXPECT_FALSE(temporaryThere());
 }
 
+// The old file's closing is in the log already when that of the new one finds no room. It is still open, and said to
+// be.
+TEST_F(ClusterLog, FileIsSaidToBeOpenAgainAfterAFailure) {
+    startLog();
+    const int other = buildNamed(path("other"));
+    for (long n = 1; n <= 200; ++n)
+        put(other, row(n));
+    const int fd = source();
+    int done = -1;
+    const std::vector<LogRecord> records = clusterLogged(fd, &done);
+    ASSERT_EQ(joined(records), "BU FO CI FC FC ER RE FO");
+    // Nothing of the second closing fits; the opening is shorter, since the temporary name is the longer one.
+    const std::uintmax_t room = records[5].offset - records[0].offset - 1;
+    {
+        const SizeLimit limit(contents(log()).size() + room);
+        EXPECT_FAILS(ISERR_LOGWRITE, iscluster(done, &id));
+    }
+    EXPECT_OK(iswrite(done, row(40)));
+    const std::vector<LogRecord> all = logOf(log());
+    EXPECT_EQ(joined({all.end() - 3, all.end()}), "FC FO IN");
+    EXPECT_EQ((all.end() - 2)->body, fileBody(done, base()));
+    EXPECT_FALSE(temporaryThere());
+}
+
 TEST_F(ClusterLog, NewLogBehindIt) {
     startLog();
     int fd = source();

@@ -42,10 +42,13 @@ TEST_F(CopyState, GlobalsAreTheCallersOfASuccess) {
 TEST_F(CopyState, GlobalsOfVariableLengths) {
     const int fd = fillVar({2000, 0, 700});
     const int to = buildVarNamed(path("copy"), ISINOUT);
+    take(fd, ISFIRST);
     isrecnum = 55;
     isreclen = 56;
     EXPECT_EQ(iscopy(to, fd, &id), 0);
     EXPECT_RESULTS(55, 56);
+    EXPECT_EQ(*is_recnum(fd), 1);
+    EXPECT_EQ(*is_reclen(fd), kRowLen + 2000);
 }
 
 TEST_F(CopyState, SourcesOwnResultsAreNotTheOnesReported) {

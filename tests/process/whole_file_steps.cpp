@@ -39,17 +39,19 @@ void say(const Message &message) {
     if (write(tell, &message, sizeof message) != sizeof message) _exit(3);
 }
 
-void stop(const char *what, const char *name = nullptr) {
-    if (!stepping) return;
+// Returns false when the call is to fail, errno set.
+bool stop(const char *what, const char *name = nullptr) {
+    if (!stepping) return true;
     const int error = errno;
     stepping = false;
     Message message = {};
     std::snprintf(message.at, sizeof message.at, name != nullptr ? "%s %s" : "%s", what, name);
     say(message);
-    char go;
-    if (read(listen, &go, 1) != 1) _exit(3);
+    int failure;
+    if (read(listen, &failure, sizeof failure) != sizeof failure) _exit(3);
     stepping = true;
-    errno = error;
+    errno = failure != 0 ? failure : error;
+    return failure == 0;
 }
 
 [[noreturn]] void work(const std::function<int(const SteppedProcess::Begin &)> &steps) {
@@ -95,9 +97,10 @@ SteppedProcess::~SteppedProcess() {
     close(told_);
 }
 
-bool SteppedProcess::step() {
+bool SteppedProcess::step(int failure) {
     if (over_) return false;
-    if (!at_.empty() && write(told_, "g", 1) != 1) ADD_FAILURE() << "the stepped process is gone";
+    if (!at_.empty() && write(told_, &failure, sizeof failure) != sizeof failure)
+        ADD_FAILURE() << "the stepped process is gone";
     Message message;
     ssize_t got;
     do
@@ -148,35 +151,42 @@ int open(const char *path, int flags, ...) {
     const auto mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : mode_t{0};
     va_end(arguments);
     static const auto real = system<int (*)(const char *, int, ...)>("open64", "open");
-    stop("open", path);
+    if (!stop("open", path)) return -1;
     return real(path, flags, mode);
 }
 
 int link(const char *from, const char *to) noexcept {
     using namespace process_testing;
     static const auto real = system<int (*)(const char *, const char *)>("link");
-    stop("link", to);
+    if (!stop("link", to)) return -1;
     return real(from, to);
 }
 
 int unlink(const char *path) noexcept {
     using namespace process_testing;
     static const auto real = system<int (*)(const char *)>("unlink");
-    stop("unlink", path);
+    if (!stop("unlink", path)) return -1;
     return real(path);
 }
 
 int rename(const char *from, const char *to) noexcept {
     using namespace process_testing;
     static const auto real = system<int (*)(const char *, const char *)>("rename");
-    stop("rename", to);
+    if (!stop("rename", to)) return -1;
     return real(from, to);
 }
 
 ssize_t pwrite(int fd, const void *buffer, size_t size, off_t offset) {
     using namespace process_testing;
     static const auto real = system<ssize_t (*)(int, const void *, size_t, off_t)>("pwrite64", "pwrite");
-    stop("write");
+    if (!stop("write")) return -1;
+    return real(fd, buffer, size, offset);
+}
+
+ssize_t pread(int fd, void *buffer, size_t size, off_t offset) {
+    using namespace process_testing;
+    static const auto real = system<ssize_t (*)(int, void *, size_t, off_t)>("pread64", "pread");
+    if (!stop("read")) return -1;
     return real(fd, buffer, size, offset);
 }
 }

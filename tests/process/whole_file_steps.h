@@ -1,5 +1,6 @@
-// A process that does one piece of work in steps: it stops before each system call that changes what others can see of
-// files - opening, linking, unlinking, writing, renaming - and behind each lock call, and goes on when it is told.
+// A process that does one piece of work in steps: it stops before each system call on files - opening, reading,
+// writing, linking, unlinking, renaming - and behind each lock call, and goes on when it is told. A call can be made to
+// fail.
 #ifndef TESTS_PROCESS_WHOLE_FILE_STEPS_H
 #define TESTS_PROCESS_WHOLE_FILE_STEPS_H
 
@@ -18,8 +19,9 @@ class SteppedProcess {
     SteppedProcess(const SteppedProcess &) = delete;
     SteppedProcess &operator=(const SteppedProcess &) = delete;
 
-    // Lets it go on to its next stop. False when the work is over instead.
-    bool step();
+    // Lets it go on to its next stop, with an error of the system if it stands before a call. False when the work is
+    // over instead.
+    bool step(int failure = 0);
     // The same up to a stop whose text begins like this.
     bool stepTo(const std::string &beginning);
     // To the end. Returns what the work returned.
@@ -27,8 +29,9 @@ class SteppedProcess {
     // Ends it where it stands.
     void kill();
 
-    // What it is about to do, or has just done: "open NAME", "link NAME", "unlink NAME", "write", "lock".
+    // What it is about to do, or has just done: "open NAME", "read", "write", "link NAME", "unlink NAME", "lock".
     const std::string &at() const { return at_; }
+    bool beforeCall() const { return at_ != "lock" && at_ != "begin"; }
     int result() const { return result_; }
     pid_t pid() const { return pid_; }
 
