@@ -690,7 +690,8 @@ ISAM_API int iscopy(int to, int from, KeyDesc *key);
  * has been clustered. A process that is killed leaves the records whole under one
  * of the two names.
  * The log gets a build, closings, an erasing and a renaming, but not the
- * records: recovery does not lead over a clustering. Begin a new log behind it.
+ * records: recovery over a clustering leaves the file without those it had
+ * before. Begin a new log behind it.
  * Errors: 100 as for isaddindex; 102 file without records; 103 no such index;
  * 105 as for iscopy; 106 not open with ISLOCKEXCL; 113 the file is part of an
  * open transaction; 114 temporary name too long; 121 the log cannot be written;

@@ -127,6 +127,7 @@ IsamFile *isBuildLike(const IsamFile *model, const char *name) {
         indexes.keys[indexes.count++] = &model->indexes[i]->keyDesc;
     IsamFile *h = isNewHandle(name, model->mode);
     const int built = isOperation(h, ISCLASS_OPEN, [h, model, &indexes] {
+        if (indexes.count == 0) isFail(h, ISERR_CORRUPT);  // the catalogue is gone
         buildAll(h, indexes, model->recordLength, model->varlenInfo);
         return 1;
     });

@@ -98,6 +98,15 @@ TEST_F(CloneRefused, NameOfFilesRemovedWhileOpen) {
     expectFailure(fd, ISERR_FILEINUSE, 0, copyName());
 }
 
+TEST_F(CloneRefused, FileWhoseKeyDescriptionsAreGone) {
+    EXPECT_OK(isclose(make(kind, 10)));
+    dontCheck();
+    damage().header(testing_support::field::kDescription, 0);
+    const int fd = open();
+    ASSERT_GE(fd, 0);
+    expectFailure(fd, ISERR_CORRUPT, 0, copyName());
+}
+
 // The first index comes with the build, each further one needs another node.
 TEST_F(CloneRefused, DiskFullWhileIndexesAreAdded) {
     const int fd = make(wholeKind("NineIndexes"), 10);
