@@ -118,9 +118,10 @@ IsamFile *refuse(int code, int io) {
 
 IsamFile *giveUp(IsamFile *h, IsamFile *clone, Stage stage, bool inLog, int code, int io) {
     if (stage == kOldStands) {
-        isUnbuild(clone);
-        // The log may have been told that the old file is closed.
+        // The log may have been told that the old file is closed. In a full one this
+        // counts for more than the clone's end.
         if (inLog && !h->openLogged) isLGfile(logtype::kFileOpen, h);
+        isUnbuild(clone);
         h->errcode = code;
         h->errio = io;
     } else {

@@ -76,7 +76,8 @@ class CheckTest : public LogTest {
 
     // The files of the set, open until the test is over.
     Damage &damage();
-    // As they are when sound again, for a test with several damages one after the other.
+    // Damages the closed file set, opens it, looks at it, which must not change it, and closes it; then the files are
+    // as they were before.
     void withDamage(const Kind &kind, const std::function<void()> &damages, const std::function<void(int fd)> &look,
                     int access = ISINOUT);
 
