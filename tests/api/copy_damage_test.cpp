@@ -149,5 +149,20 @@ TEST_F(CopySlots, NumbersBeyondTheLastRecord) {
     EXPECT_EQ(copied(fd, noKey()), (Ids{60, 50, 40, 30, 20, 10, -EIO, -0x42}));
 }
 
+// Elsewhere a count that no key can have ends the process.
+TEST_F(CopySlots, CountThatNoKeyCanHaveIsAnError) {
+    KeyDesc key = nameKey(ISLEADCOMP | ISTRAILCOMP);
+    const int made = build();
+    add(made, key);
+    for (long n = 1; n <= 5; ++n)
+        put(made, row(n, "name" + std::to_string(n)));
+    EXPECT_OK(isclose(made));
+    dontCheck();
+    patchFile(path("file.idx"), 3 * 1024 + 2, "\xff");  // the first entry's leading count, in the second index's root
+    const int fd = open(), to = buildNamed(path("copy"));
+    EXPECT_FAILS(ISERR_CORRUPT, iscopy(to, fd, &key));
+    EXPECT_OK(iscopy(to, fd, nullptr));
+}
+
 }  // namespace
 }  // namespace api
