@@ -1,15 +1,24 @@
 # The library: compiled once, linked twice, as libisam.so.1 and as libisam.a.
 file(GLOB_RECURSE isam_sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/*.cpp)
 
+# isam_compile(target): how they are compiled.
+function(isam_compile target)
+    set_target_properties(${target} PROPERTIES
+        POSITION_INDEPENDENT_CODE ON
+        CXX_VISIBILITY_PRESET hidden
+        VISIBILITY_INLINES_HIDDEN ON)
+    target_compile_options(${target} PRIVATE -fno-exceptions -fno-rtti -fno-threadsafe-statics)
+    target_compile_definitions(${target} PRIVATE _FILE_OFFSET_BITS=64)
+    target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/src)
+    if(CMAKE_CXX_FLAGS MATCHES "-fsanitize" AND CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+        # These two look at C++ type information, which a C program cannot link.
+        target_compile_options(${target} PRIVATE -fno-sanitize=function,vptr)
+    endif()
+    isam_warnings(${target})
+endfunction()
+
 add_library(isam_objects OBJECT ${isam_sources})
-set_target_properties(isam_objects PROPERTIES
-    POSITION_INDEPENDENT_CODE ON
-    CXX_VISIBILITY_PRESET hidden
-    VISIBILITY_INLINES_HIDDEN ON)
-target_compile_options(isam_objects PRIVATE -fno-exceptions -fno-rtti -fno-threadsafe-statics)
-target_compile_definitions(isam_objects PRIVATE _FILE_OFFSET_BITS=64)
-target_include_directories(isam_objects PRIVATE ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/src)
-isam_warnings(isam_objects)
+isam_compile(isam_objects)
 
 # Linked by the C driver, so that nothing but the C library comes in. An open reference would show here; under the
 # sanitizers their run-time library answers those only when the program is linked.
@@ -24,9 +33,6 @@ target_link_options(isam_shared PRIVATE -static-libgcc LINKER:--as-needed
 set_target_properties(isam_shared PROPERTIES LINK_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/exports.map)
 if(NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize")
     target_link_options(isam_shared PRIVATE LINKER:--no-undefined)
-elseif(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
-    # These two look at C++ type information, which a C program cannot link.
-    target_compile_options(isam_objects PRIVATE -fno-sanitize=function,vptr)
 endif()
 
 add_library(isam_static STATIC $<TARGET_OBJECTS:isam_objects>)

@@ -41,13 +41,19 @@
  *     message, see isfatal.
  *  9. A failed change leaves the files as they were, except where the system
  *     itself fails between two writes.
- * 10. The library is for one thread at a time. Locks belong to the process, so
- *     a child made by fork must open its files itself, and closing any other
- *     descriptor of NAME.idx or NAME.dat in the process loses its locks.
- *     Handles of one process on one file respect each other's record locks;
- *     but where one of them releases all of its own (isunlock, isrelease,
- *     isclose, each move under ISLOCKAUTO), other processes are free to lock
- *     the records of all of them.
+ * 10. The library is for one thread at a time. Locks belong to the process: a
+ *     child made by fork has none of its parent's locks and transactions. It
+ *     may use the descriptors that it has taken over: the first call on each
+ *     takes the open lock for the child (113 where that is refused, as while
+ *     the parent has the file exclusively; 101 where the file is gone). Closing
+ *     a system descriptor of NAME.idx or NAME.dat that the library did not open
+ *     loses the process's locks.
+ * 11. Handles of one process on one file respect each other's record locks,
+ *     and none or only one of them is exclusive (113), whatever names the file
+ *     was opened by. Where one of those with the same name releases all of its
+ *     own locks (isunlock, isrelease, isclose, each move under ISLOCKAUTO),
+ *     other processes are free to lock the records of all of them; those with
+ *     other spellings of the name keep theirs.
  */
 #ifndef ISAM_H
 #define ISAM_H

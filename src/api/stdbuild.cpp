@@ -19,8 +19,10 @@ int isvbuild(const char *name, int minlen, int maxlen, KeyDesc *key, int mode) {
 int isopen(const char *name, int mode) { return isWrapFound(isOpen(name, mode)); }
 
 int isclose(int fd) {
-    IsamFile *h = isWrapInit(fd);
-    return h != nullptr ? isWrapRet(isClose(h)) : -1;
+    IsamFile *h = isAdmItoD(fd);
+    if (h != nullptr) return isWrapRet(isClose(h));
+    iserrno = ISERR_NOTOPEN;
+    return -1;
 }
 
 int iscleanup(void) { return isWrapRet(isCleanUp()); }

@@ -18,11 +18,8 @@ int isclone(int fd, const char *name) {
 }
 
 int iscopy(int to, int from, KeyDesc *key) {
-    IsamFile *source = isAdmItoD(from);
-    if (source == nullptr) {
-        iserrno = ISERR_NOTOPEN;
-        return -1;
-    }
+    IsamFile *source = isWrapOpen(from);
+    if (source == nullptr) return -1;
     return isWrapped(to, [=](IsamFile *h) { return isCopy(h, source, key); });
 }
 

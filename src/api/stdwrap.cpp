@@ -4,25 +4,33 @@
 
 #include "base/isglobal.h"
 #include "frame/isadmin.h"
+#include "records/isfork.h"
 
-IsamFile *isWrapInit(int fd) {
+IsamFile *isWrapOpen(int fd) {
     IsamFile *h = isAdmItoD(fd);
     if (h == nullptr) {
         iserrno = ISERR_NOTOPEN;
         return nullptr;
     }
+    if (!h->inherited || isAdopt(h)) return h;
+    iserrno = h->errcode;
+    iserrio = h->errio;
+    return nullptr;
+}
+
+IsamFile *isWrapInit(int fd) {
+    IsamFile *h = isWrapOpen(fd);
+    if (h == nullptr) return nullptr;
     h->recnum = isrecnum;
     h->reclen = isreclen;
     return h;
 }
 
 int isWrapDone(IsamFile *h, int success) {
-    if (h != nullptr) {
-        isrecnum = h->recnum;
-        isreclen = h->reclen;
-        iserrno = h->errcode;
-        iserrio = h->errio;
-    }
+    isrecnum = h->recnum;
+    isreclen = h->reclen;
+    iserrno = h->errcode;
+    iserrio = h->errio;
     return success != 0 ? 0 : -1;
 }
 

@@ -4,6 +4,10 @@
 
 #include "base/isfile.h"
 
+// The descriptor's handle; null, with iserrno 101, for one that is not open. An
+// inherited one becomes the process's own.
+IsamFile *isWrapOpen(int fd);
+
 // The descriptor's handle with isrecnum and isreclen copied in; null, with
 // iserrno 101, for a descriptor that is not open.
 IsamFile *isWrapInit(int fd);

@@ -5,6 +5,7 @@
 // find again after a failure lives here, never in a local variable alone.
 #pragma once
 
+#include <compare>
 #include <csetjmp>
 #include <cstdint>
 
@@ -58,11 +59,20 @@ enum BufferState : std::uint8_t { ISBUF_EMPTY = 0, ISBUF_CLEAN = 1, ISBUF_DIRTY 
 
 // One-node cache of a free list.
 struct FreeCache {
-    std::uint8_t *buffer;  // the head node, nodeSize bytes, allocated on first use
-    std::uint8_t state;    // BufferState
-    std::uint32_t head;    // node number of the head node, 0 = list empty
-    std::uint32_t last;    // highest number in use
-    std::uint32_t used;    // used length of the head node
+    std::uint8_t *buffer;      // the head node, nodeSize bytes, allocated on first use
+    std::uint8_t state;        // BufferState
+    std::uint32_t head;        // node number of the head node, 0 = list empty
+    std::uint32_t last;        // highest number in use
+    std::uint32_t used;        // used length of the head node
+    std::uint32_t least;       // shortest used length since it was read or written; 0: it is a new list node
+    std::uint8_t *full;        // a node that filled up and is to be written, nodeSize bytes
+    std::uint32_t fullNumber;  // its number, 0 = there is none
+};
+
+// Tells physical files apart, whatever they are called; zeros: not known.
+struct FileIdentity {
+    std::uint64_t device, inode;
+    auto operator<=>(const FileIdentity &) const = default;
 };
 
 inline constexpr int kMaxPaths = 10;
@@ -124,6 +134,12 @@ struct IsamFile {
     bool recovered;           // opened by recovery
     bool pinWanted;           // the phase lock is to be pinned
     bool phasePinned;         // it stays when an operation ends
+
+    // What other handles of the process must know.
+    FileIdentity indexFile, dataFile;
+    bool inherited;  // it came with a fork, see records/isfork
+    int openedMode;  // the bits of the mode that the descriptors were opened by
+    bool allLocked;  // it holds the lock of all records
 
     // What the clean-up after a failure must know.
     int failedClass;            // class of the operation that failed

@@ -30,9 +30,15 @@ struct Appended {
     std::uint32_t lastOffset = 0, lastLength = 0;
 };
 
+struct KeptDescriptor;
+
 struct ProcessState {
     AdmEntry *adminfo = nullptr;     // descriptor table, null while nothing was ever open
     int admsize = 0;                 // slots allocated, free ones included
+    bool forkWatched = false;        // see records/isfork
+    bool inherited = false;          // the table is the parent's, from before a fork
+    KeptDescriptor *kept = nullptr;  // see lock/isshare
+    int keptCount = 0, keptRoom = 0;
     int lastid = -1;                 // slot of the last transaction-file search
     FatalHandler fatcall = nullptr;  // application's fatal-stop callback
 

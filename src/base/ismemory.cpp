@@ -26,5 +26,3 @@ std::nullptr_t is_free(void *block) {
     std::free(block);
     return nullptr;
 }
-
-void is_memset(void *block, int byte, std::size_t count) { std::memset(block, byte, count); }

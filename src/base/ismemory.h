@@ -14,6 +14,4 @@ void *is_realloc(void *block, std::size_t oldSize, std::size_t newSize);
 // pointer with the result.
 std::nullptr_t is_free(void *block);
 
-void is_memset(void *block, int byte, std::size_t count);
-
 template <typename T> T *is_new(std::size_t count = 1) { return static_cast<T *>(is_malloc(sizeof(T) * count)); }

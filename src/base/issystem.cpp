@@ -29,7 +29,10 @@ const char *extension(int kind) {
 // Appends suffix to the name in out, or copies name first when it is given.
 int compose(char *out, const char *name, const char *suffix) {
     const std::size_t stem = std::strlen(name), tail = std::strlen(suffix);
-    if (stem + tail + 1 > kPathSize) return 0;
+    if (stem + tail + 1 > kPathSize) {
+        errno = ISERR_NAMETOOLONG;
+        return 0;
+    }
     std::memmove(out, name, stem + 1);
     std::memcpy(out + stem, suffix, tail + 1);
     return 1;
@@ -54,16 +57,52 @@ int openPath(const char *path, int flags) {
     return liftDescriptor(fd);
 }
 
+// Lifting closes a descriptor, and with it goes every lock that the process has on
+// that file. An index or data file, which may be open already, is therefore opened
+// with the standard streams' places taken.
+class StandardStreams {
+  public:
+    void take() {
+        for (int fd = 0; fd < kFirstDescriptor; ++fd)
+            taken_[fd] = fcntl(fd, F_GETFD, 0) < 0 && open("/", O_PATH | O_CLOEXEC, 0) == fd;
+    }
+    void giveBack() const {
+        const int error = errno;
+        for (int fd = 0; fd < kFirstDescriptor; ++fd)
+            if (taken_[fd]) close(fd);
+        errno = error;
+    }
+
+  private:
+    bool taken_[kFirstDescriptor] = {};
+};
+
+// The system is at its limits or broken, which says nothing about the file.
+bool isOutOfMeans(int error) { return error == EMFILE || error == ENFILE || error == ENOMEM || error == EIO; }
+
+// Tells without a descriptor; errno stays unless that fails.
+bool isMissing(const char *path) {
+    const int error = errno;
+    struct stat status;
+    if (stat(path, &status) == 0) {
+        errno = error;
+        return false;
+    }
+    return errno == ENOENT;
+}
+
 int openKind(IsamFile *h, int kind, const char *name, int flags, int io) {
     char path[kPathSize];
     if (!makename(path, name, kind)) {
-        if (h != nullptr) isFail(h, ISERR_NAMETOOLONG);
-        errno = ISERR_NAMETOOLONG;
+        if (h != nullptr) isFail(h, errno, errno < ISERR_DUPLICATE ? io + kind : 0);
         return -1;
     }
-    if (h != nullptr && (h->mode & ISSYNCWR) != 0) flags |= O_SYNC;
+    if (h == nullptr) return openPath(path, flags);
+    if ((h->mode & ISSYNCWR) != 0) flags |= O_SYNC;
+    StandardStreams streams;
+    streams.take();
     const int fd = openPath(path, flags);
-    if (h == nullptr) return fd;
+    streams.giveBack();
     if (fd < 0) isFail(h, errno, io + kind);
     storefd(h, fd, kind);
     return 1;
@@ -77,18 +116,31 @@ int finishTransfer(IsamFile *h, int kind, std::int64_t moved, int length, int io
     isFail(h, moved < 0 ? errno : EIO, io + kind);
 }
 
-ssize_t readOnce(IsamFile *h, int kind, void *buffer, int length, std::int64_t offset) {
+// Transfers all of it, the rest in further calls where one was cut short. Returns the
+// bytes that moved, up to the end of a file, or -1 when even less did.
+template <typename Once> std::int64_t transfer(int length, std::int64_t offset, Once &&once) {
+    std::int64_t done = 0;
+    while (done < length) {
+        const ssize_t moved = once(static_cast<std::size_t>(done), static_cast<off_t>(offset + done));
+        if (moved < 0 && errno == EINTR) continue;
+        if (moved < 0) return -1;
+        if (moved == 0) break;
+        done += moved;
+    }
+    return done;
+}
+
+std::int64_t readAll(IsamFile *h, int kind, void *buffer, int length, std::int64_t offset) {
     const int fd = loadfd(h, kind);
-    const auto size = static_cast<std::size_t>(length);
-    ssize_t moved;
-    do
-        moved = offset == -1 ? read(fd, buffer, size) : pread(fd, buffer, size, static_cast<off_t>(offset));
-    while (moved < 0 && errno == EINTR);
-    return moved;
+    return transfer(length, offset, [=](std::size_t done, off_t at) {
+        auto *place = static_cast<char *>(buffer) + done;
+        const std::size_t rest = static_cast<std::size_t>(length) - done;
+        return offset == -1 ? read(fd, place, rest) : pread(fd, place, rest, at);
+    });
 }
 
 void kindName(IsamFile *h, char *path, const char *name, int kind) {
-    if (!makename(path, name, kind)) isFail(h, ISERR_NAMETOOLONG);
+    if (!makename(path, name, kind)) isFail(h, errno, errno < ISERR_DUPLICATE ? ISIO_NAME + kind : 0);
 }
 
 FileIdentity identityOf(const struct stat &status) {
@@ -101,12 +153,17 @@ int testlink(char *out, const char *name) {
     char path[kPathSize];
     if (!compose(path, name, ".lnk")) return compose(out, name, "");
     const int fd = openPath(path, O_RDONLY);
-    if (fd < 0) return compose(out, name, "");
+    if (fd < 0) return isOutOfMeans(errno) && !isMissing(path) ? 0 : compose(out, name, "");
     ssize_t length;
     do
         length = read(fd, out, kPathSize - 2);
     while (length < 0 && errno == EINTR);
+    const int error = length < 0 ? errno : 0;
     close(fd);
+    if (isOutOfMeans(error)) {
+        errno = error;
+        return 0;
+    }
     if (length <= 0) return compose(out, name, "");
     // The line ends with its newline, or is cut off after 254 characters; that
     // last character is dropped.
@@ -142,35 +199,38 @@ int is_close(IsamFile *h, int kind) {
 }
 
 int is_read(IsamFile *h, int kind, void *buffer, int length, std::int64_t offset) {
-    return finishTransfer(h, kind, readOnce(h, kind, buffer, length, offset), length, ISIO_READ);
+    return finishTransfer(h, kind, readAll(h, kind, buffer, length, offset), length, ISIO_READ);
 }
 
 int is_read_within(IsamFile *h, int kind, void *buffer, int length, std::int64_t offset) {
-    const ssize_t moved = readOnce(h, kind, buffer, length, offset);
+    const std::int64_t moved = readAll(h, kind, buffer, length, offset);
     if (moved >= 0 && moved < length) return 0;
     return finishTransfer(h, kind, moved, length, ISIO_READ);
 }
 
 int is_write(IsamFile *h, int kind, const void *buffer, int length, std::int64_t offset) {
     const int fd = loadfd(h, kind);
-    const auto size = static_cast<std::size_t>(length);
-    ssize_t moved;
-    do
-        moved = offset == -1 ? write(fd, buffer, size) : pwrite(fd, buffer, size, static_cast<off_t>(offset));
-    while (moved < 0 && errno == EINTR);
+    const std::int64_t moved = transfer(length, offset, [=](std::size_t done, off_t at) {
+        const auto *place = static_cast<const char *>(buffer) + done;
+        const std::size_t rest = static_cast<std::size_t>(length) - done;
+        return offset == -1 ? write(fd, place, rest) : pwrite(fd, place, rest, at);
+    });
     return finishTransfer(h, kind, moved, length, ISIO_WRITE);
 }
 
 int is_append(IsamFile *h, int kind, const void *buffer, int length) {
     const int fd = loadfd(h, kind);
-    ssize_t moved;
-    do
-        moved = write(fd, buffer, static_cast<std::size_t>(length));
-    while (moved < 0 && errno == EINTR);
-    if (moved > 0 && moved < length) {
+    std::int64_t written = 0;
+    const std::int64_t moved = transfer(length, 0, [=, &written](std::size_t done, off_t) {
+        written = static_cast<std::int64_t>(done);
+        return write(fd, static_cast<const char *>(buffer) + done, static_cast<std::size_t>(length) - done);
+    });
+    if (moved != length && written > 0) {
         // Unless somebody has appended since.
+        const int error = errno;
         const off_t end = lseek(fd, 0, SEEK_CUR);
-        if (end == lseek(fd, 0, SEEK_END)) is_truncate(h, kind, end - moved);
+        if (end == lseek(fd, 0, SEEK_END)) is_truncate(h, kind, end - written);
+        errno = error;
     }
     return finishTransfer(h, kind, moved, length, ISIO_WRITE);
 }
@@ -187,20 +247,21 @@ std::int64_t is_size(IsamFile *h, int kind) {
 
 FileIdentity is_identity(IsamFile *h, int kind) {
     struct stat status;
-    return fstat(loadfd(h, kind), &status) == 0 ? identityOf(status) : FileIdentity{0, 0};
+    if (fstat(loadfd(h, kind), &status) != 0) isFail(h, errno, ISIO_OPEN + kind);
+    return identityOf(status);
 }
 
-bool is_current(IsamFile *h, int kind, const char *name) {
+FileIdentity is_named(IsamFile *h, int kind, const char *name) {
     char path[kPathSize];
     struct stat status;
     kindName(h, path, name, kind);
-    return stat(path, &status) == 0 && identityOf(status) == is_identity(h, kind);
+    if (stat(path, &status) == 0) return identityOf(status);
+    if (errno != ENOENT) isFail(h, errno, ISIO_NAME + kind);
+    return {};
 }
 
-std::int64_t is_tell(IsamFile *h, int kind) {
-    const off_t offset = lseek(loadfd(h, kind), 0, SEEK_CUR);
-    if (offset < 0 && h != nullptr) isFail(h, errno, ISIO_SEEK + kind);
-    return offset;
+bool is_current(IsamFile *h, int kind, const char *name) {
+    return is_named(h, kind, name) == (kind == ISKIND_INDEX ? h->indexFile : h->dataFile);
 }
 
 int is_unlink(IsamFile *h, int kind, const char *name) {

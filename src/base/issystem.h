@@ -7,7 +7,6 @@
 // repeated here and nowhere else.
 #pragma once
 
-#include <compare>
 #include <cstdint>
 
 #include "base/isfile.h"
@@ -36,11 +35,12 @@ enum LockType : int {
 inline constexpr int kPathSize = 256;
 
 // Writes the path of the file of that kind: the name, or what its link file
-// puts in its place, and the kind's extension. 0 when it does not fit.
+// puts in its place, and the kind's extension. 0, and errno, as by testlink.
 int makename(char *out, const char *name, int kind);
 
 // Writes the name, or the first line of NAME.lnk when there is one. 0 when it
-// does not fit.
+// does not fit, errno 114; or when the system has no means left to look, which
+// must not lead to another file: errno tells of what.
 int testlink(char *out, const char *name);
 
 // Creates a file; index and data files must not exist. The descriptor goes into
@@ -72,17 +72,13 @@ int is_truncate(IsamFile *h, int kind, std::int64_t length);
 
 std::int64_t is_size(IsamFile *h, int kind);
 
-// Tells physical files apart, whatever they are called; zeros for a closed one.
-struct FileIdentity {
-    std::uint64_t device, inode;
-    auto operator<=>(const FileIdentity &) const = default;
-};
+// Of the handle's open file; of the file of that name, zeros where there is none.
 FileIdentity is_identity(IsamFile *h, int kind);
+FileIdentity is_named(IsamFile *h, int kind, const char *name);
 
-// Is the handle's open file still the one of that name?
+// Is the handle's open file, whose identity it knows, still the one of that
+// name?
 bool is_current(IsamFile *h, int kind, const char *name);
-
-std::int64_t is_tell(IsamFile *h, int kind);
 
 // Removes the name of the file of that kind, or gives it another one besides. No
 // existing file loses its name by that.

@@ -35,14 +35,7 @@ bool holdsLock(const IsamFile *other, long recnum) {
 }
 
 bool conflict(const IsamFile *h, long recnum) {
-    const void *token = tokenOf(h);
-    if (token == nullptr) return false;
-    for (int i = isProcess.admsize - 1; i >= 0; --i) {
-        const AdmEntry &entry = isProcess.adminfo[i];
-        if (entry.isam == nullptr || entry.isam == h || entry.dup != token) continue;
-        if (holdsLock(entry.isam, recnum)) return true;
-    }
-    return false;
+    return isAdmAnyOther(h, [recnum](const IsamFile *other) { return holdsLock(other, recnum); });
 }
 
 }  // namespace
@@ -70,6 +63,14 @@ IsamFile *isAdmFindName(const IsamFile *h, const char *name) {
         if (other != nullptr && other != h && std::strcmp(other->name, name) == 0) return other;
     }
     return nullptr;
+}
+
+bool isAdmSameToken(const IsamFile *h, const IsamFile *other) {
+    return tokenOf(h) != nullptr && tokenOf(h) == tokenOf(other);
+}
+
+bool isAdmSameFile(const IsamFile *h, const IsamFile *other) {
+    return isAdmSameToken(h, other) || (h->indexFile != FileIdentity{} && h->indexFile == other->indexFile);
 }
 
 void isAdmNewToken(IsamFile *h) { isProcess.adminfo[h->slot - 1].dup = is_malloc(kTokenSize); }

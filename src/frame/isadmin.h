@@ -4,7 +4,8 @@
 //
 // Always true between operations:
 //   (1) a slot's isam is null or a handle whose slot field is that index + 1;
-//   (2) slots with the same token share one pair of system descriptors;
+//   (2) slots with the same token share one pair of system descriptors; those of
+//       one file under two names have two;
 //   (3) a token is freed with the last slot that carries it.
 #pragma once
 
@@ -23,6 +24,28 @@ int isAdmUnregister(IsamFile *h);
 // A registered handle other than h with exactly this name, from the highest
 // slot down, or null.
 IsamFile *isAdmFindName(const IsamFile *h, const char *name);
+
+// Do the handles work on one physical file, under whatever names? Nothing but
+// itself is on a file that is not open.
+bool isAdmSameFile(const IsamFile *h, const IsamFile *other);
+
+// Runs visit on every other handle of the process on h's file until it returns
+// true. Did it?
+template <typename Visit> bool isAdmAnyOther(const IsamFile *h, Visit &&visit) {
+    for (int i = 0; i < isProcess.admsize; ++i) {
+        IsamFile *other = isProcess.adminfo[i].isam;
+        if (other != nullptr && other != h && isAdmSameFile(h, other) && visit(other)) return true;
+    }
+    return false;
+}
+
+// Is it opened in this process a second time?
+inline bool isAdmShared(const IsamFile *h) {
+    return isAdmAnyOther(h, [](const IsamFile *) { return true; });
+}
+
+// Do the handles share descriptors?
+bool isAdmSameToken(const IsamFile *h, const IsamFile *other);
 
 // Gives the handle's slot a token of its own, or that of other's slot.
 void isAdmNewToken(IsamFile *h);

@@ -50,7 +50,10 @@ void isUndo(IsamFile *h) {
         // Of the free lists nothing is kept: a head node that was written before
         // the failure is clean, but no longer the head.
         isFreeClear(h, ISCLASS_READ);
-        if (h->indexFd >= 0) isLoadHead(h);
+        // Without a lock it would perhaps be another process's half-written one, and
+        // nothing was changed yet.
+        const bool mayRead = h->phaseHeld || (h->mode & (ISLOCKEXCL | ISLOCKNONE)) != 0;
+        if (h->indexFd >= 0 && mayRead) isLoadHead(h);
         // The call may have failed before its own refresh: the new counter must
         // not make older nodes look fresh.
         if (h->headerStamp != stamp) isPathClear(h, ISCLASS_READ);
@@ -72,10 +75,12 @@ void isDelta(IsamFile *h) {
     if ((h->mode & ISLOCKEXCL) != 0) return;
     const std::uint32_t stamp = h->headerStamp;
     isLoadHead(h);
-    if (h->headerStamp != stamp) {
-        isPathClear(h, ISCLASS_READ);
-        isFreeClear(h, ISCLASS_READ);
-        forgetDerived(h);
-    }
+    if (h->headerStamp != stamp) isForgetCached(h);
     isCheckHead(h);
+}
+
+void isForgetCached(IsamFile *h) {
+    isPathClear(h, ISCLASS_READ);
+    isFreeClear(h, ISCLASS_READ);
+    forgetDerived(h);
 }

@@ -26,6 +26,9 @@ void isUndo(IsamFile *h);
 // under ISLOCKEXCL.
 void isDelta(IsamFile *h);
 
+// Forgets it in any case.
+void isForgetCached(IsamFile *h);
+
 // A call of its own for the body: none of its variables lives in the frame that
 // the jump lands in.
 template <typename Body> [[gnu::noinline]] auto isRunBody(Body &body) { return body(); }
@@ -46,14 +49,14 @@ template <typename Body> int isOperation(IsamFile *h, int entryClass, Body &&bod
 template <typename Body> bool isAttempt(IsamFile *h, Body &&body) {
     std::jmp_buf outer;
     std::memcpy(&outer, &h->recoveryPoint, sizeof outer);
-    if (setjmp(h->recoveryPoint) == 0) {
-        isRunBody(body);
+    if (setjmp(h->recoveryPoint) != 0) {
         std::memcpy(&h->recoveryPoint, &outer, sizeof outer);
-        return true;
+        h->activeClass = h->failedClass;
+        return false;
     }
+    isRunBody(body);
     std::memcpy(&h->recoveryPoint, &outer, sizeof outer);
-    h->activeClass = h->failedClass;
-    return false;
+    return true;
 }
 
 // Runs body inside an operation and tells whether there was no damage in its way.

@@ -73,6 +73,7 @@ void isUpdNode(IsamFile *h, NodeBuf *n) {
     if (n->state != ISBUF_DIRTY) return;
     isPutNode(h, n->buffer, n->number);
     n->state = ISBUF_CLEAN;
+    n->fresh = false;
 }
 
 bool isNodeMatch(const IndexPath *path, const std::uint8_t *key) {

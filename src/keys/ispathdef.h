@@ -20,6 +20,7 @@ struct NodeBuf {
     std::uint32_t number;   // node number, 0 until assigned
     std::uint8_t *buffer;   // nodeSize bytes
     std::uint8_t state;     // BufferState
+    bool fresh;             // its number was taken by the change under way
     int used;               // copy of the used length
     int level;              // copy of the level byte, 0 for a leaf
     int position;           // offset of the current entry, 0 = none

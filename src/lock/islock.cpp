@@ -1,5 +1,7 @@
 #include "lock/islock.h"
 
+#include <algorithm>
+
 #include "base/isfail.h"
 #include "base/ismemory.h"
 #include "base/issystem.h"
@@ -56,14 +58,50 @@ bool lockdata(IsamFile *h, long recnum, bool wait) {
     return is_lock(h, ISKIND_DATA, kHighArea + recnum, recnum == 0 ? kDataLength : 1, request(true, wait)) != 0;
 }
 
+void unlockRecords(IsamFile *h, std::int64_t first, std::int64_t count) {
+    if (count > 0) is_lock(h, ISKIND_DATA, kHighArea + first, count, ISLT_UNLOCK);
+}
+
+// Handles that have opened the file under another name know nothing of this one,
+// but to the system their locks are the same process's: what it lets go of must
+// not be theirs.
+template <typename Visit> bool anyStranger(const IsamFile *h, Visit &&visit) {
+    return isAdmAnyOther(h, [h, &visit](const IsamFile *other) { return !isAdmSameToken(h, other) && visit(other); });
+}
+
+bool strangersHoldAll(const IsamFile *h) {
+    return anyStranger(h, [](const IsamFile *other) { return other->allLocked; });
+}
+
+// The lowest record from first on that one of them has locked, or the end of the
+// range of all records.
+std::int64_t nextOfStrangers(const IsamFile *h, std::int64_t first) {
+    std::int64_t lowest = kDataLength;
+    anyStranger(h, [first, &lowest](const IsamFile *other) {
+        for (int i = 0; i < other->lockCount; ++i)
+            if (other->lockList[i] >= first && other->lockList[i] < lowest) lowest = other->lockList[i];
+        return false;
+    });
+    return lowest;
+}
+
 void dropdata(IsamFile *h, long recnum) {
-    is_lock(h, ISKIND_DATA, kHighArea + recnum, recnum == 0 ? kDataLength : 1, ISLT_UNLOCK);
-    if (recnum != 0) return;
+    const bool kept = strangersHoldAll(h);
+    if (recnum != 0) {
+        if (!kept) unlockRecords(h, recnum, 1);
+        return;
+    }
+    for (std::int64_t first = 0; !kept && first < kDataLength;) {
+        const std::int64_t next = nextOfStrangers(h, std::max<std::int64_t>(first, 1));
+        unlockRecords(h, first, next - first);
+        first = next + 1;
+    }
     for (int i = h->lockCount - 1; i >= 0; --i) {
         // The range ends before the highest record numbers.
-        if (h->lockList[i] >= kDataLength) is_lock(h, ISKIND_DATA, kHighArea + h->lockList[i], 1, ISLT_UNLOCK);
+        if (h->lockList[i] >= kDataLength) unlockRecords(h, h->lockList[i], 1);
         h->lockList[i] = 0;
     }
+    h->allLocked = false;
 }
 
 bool notesAny(const IsamFile *h) {
@@ -164,7 +202,9 @@ void isDropData(IsamFile *h, long recnum) {
 bool isLockDall(IsamFile *h) {
     if (unlocked(h) || heldBy(h, ISLF_EXCLUSIVE | ISLF_WHOLEDATA)) return true;
     if (isAdmDupData(h, 0, 0)) return false;
-    return lockdata(h, 0, false);
+    if (!lockdata(h, 0, false)) return false;
+    h->allLocked = true;
+    return true;
 }
 
 void isDropDall(IsamFile *h) {

@@ -1,15 +1,24 @@
 // Opening and closing the two files behind a handle. Handles of one process
-// with the same name share one pair of system descriptors and one open lock;
-// names are compared as strings.
+// with the same name share one pair of system descriptors; names are compared as
+// strings.
+//
+// One file under two names ("a" and "./a", a link) has a pair for each, but the
+// system knows only the process: closing any descriptor of a file would drop the
+// locks of all handles on it. Such a descriptor is kept open until the last
+// handle of the process on that file is closed.
 #pragma once
 
 #include "base/isfile.h"
 
 // Registers the handle, opens its files or takes those of another handle of
 // the same name, and takes the open lock. 113 when that is refused, or when
-// one of the two handles is exclusive. Returns the descriptor.
+// one of two handles of the process on the file is exclusive. Returns the
+// descriptor.
 int isAdmOpen(IsamFile *h);
 
 // Unregisters the handle; the last one on its files releases the open lock and
 // closes them. Never fails. Returns the descriptor.
 int isAdmClose(IsamFile *h);
+
+// Closes every descriptor that is kept, without a thought of locks.
+void isAdmCloseKept();

@@ -32,7 +32,7 @@ void checkFreeList(IsamFile *h, std::uint32_t expected) {
 // The key of the record that the entry leads to is the entry's.
 void checkEntry(IsamFile *h, const IndexPath *path) {
     std::uint8_t key[ISMAXKEYLEN];
-    isGetData(h, nullptr, static_cast<long>(path->top->pointer));
+    isGetData(h, static_cast<long>(path->top->pointer));
     isKeyMake(path, key, h->recordBuffer);
     if (!isKeyMatch(path, key, nullptr)) isFound(h, ISCHK_MISMATCH);
 }
@@ -65,7 +65,7 @@ int isCheckData(IsamFile *h) {
         const bool keepsList = !isPreciousFile(h);
         std::uint32_t live = 0;
         for (std::uint32_t number = last; number > 0; --number) {
-            isGetData(h, nullptr, static_cast<long>(number));
+            isGetData(h, static_cast<long>(number));
             // Made once it is known that the file has so many slots.
             if (number == last && keepsList) isNumbersMake(h, last);
             const std::uint8_t status = slot::status(h);

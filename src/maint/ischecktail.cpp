@@ -98,7 +98,7 @@ void checkTail(IsamFile *h, long *stats) {
 
 void checkTails(IsamFile *h, long *stats) {
     for (std::uint32_t number = h->dataFree.last; number > 0; --number) {
-        isGetData(h, nullptr, static_cast<long>(number));
+        isGetData(h, static_cast<long>(number));
         if (slot::status(h) == slot::kPresent) checkTail(h, stats);
     }
 }

@@ -47,7 +47,7 @@ int checkCluster(IsamFile *h, const KeyDesc *key, char *temporary) {
         if (isLGintxn(h) != nullptr) isFail(h, ISERR_FILEINUSE);
         if (key != nullptr && isFindIndex(h, key) < 0) isFail(h, ISERR_KEYDESC);
         // Beside the real files: names cannot be moved to another file system.
-        if (!testlink(real, h->name)) isFail(h, ISERR_NAMETOOLONG);
+        if (!testlink(real, h->name)) isFail(h, errno);
         mktempname(temporary, real);
         return 1;
     });

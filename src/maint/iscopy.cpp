@@ -82,10 +82,12 @@ void addRecord(Copying *c, const char *record) {
         h->reclen = c->from->reclen;
         isVLforget(h);
         isVLcode(h, record);
+        isVLplace(h);
         isVLwrite(h);
     }
-    isPathWriteNew(h);
+    isWriteNewNodes(h);
     isPutData(h, record, static_cast<long>(number));
+    isFreeWriteTaken(h);
     if (hasTails(h)) isVLput(h);
     isPathWrite(h, h->keyCount);
     isFreeWrite(h);
@@ -108,7 +110,7 @@ void copySlot(Copying *c) {
 // A record is copied once, whatever the index says.
 void copyEntry(Copying *c, std::uint32_t number) {
     if (!isNumbersAdd(c->from, number)) isFail(c->from, ISERR_CORRUPT);
-    isGetData(c->from, nullptr, static_cast<long>(number));
+    isGetData(c->from, static_cast<long>(number));
     if (slot::status(c->from) == slot::kDeleted) isFail(c->from, ISERR_CORRUPT);
     copySlot(c);
 }
@@ -136,7 +138,7 @@ void copyByIndex(Copying *c) {
     const std::uint32_t last = isPartial(c) ? h->dataFree.last : h->numbersLast;
     for (std::uint32_t number = 1; number <= last; ++number) {
         if (isNumbersHas(h, number)) continue;
-        isGetData(h, nullptr, static_cast<long>(number));
+        isGetData(h, static_cast<long>(number));
         if (slot::status(h) == slot::kDeleted) continue;
         if (isLeftOut(c))
             copySlot(c);
@@ -147,7 +149,7 @@ void copyByIndex(Copying *c) {
 
 void copyByNumber(Copying *c) {
     for (std::uint32_t number = 1; number <= c->from->dataFree.last; ++number) {
-        isGetData(c->from, nullptr, static_cast<long>(number));
+        isGetData(c->from, static_cast<long>(number));
         if (slot::status(c->from) != slot::kDeleted) copySlot(c);
     }
 }
@@ -175,7 +177,8 @@ void addKey(Copying *c, const std::uint8_t *stored, std::uint32_t number) {
             isKeyMake(other, key, recordOf(c->from, path, stored));
         isTreeInsert(to, other, key, number);
     }
-    isPathWriteNew(to);
+    isWriteNewNodes(to);
+    isFreeWriteTaken(to);
     isPathWrite(to, to->keyCount);
     isFreeWrite(to);
     settleRecord(c);
@@ -208,7 +211,7 @@ void copyAll(Copying *c, const KeyDesc *key) {
 // The body under the source's recovery point. Two copies in opposite directions
 // must not wait for each other: both take the locks in the files' own order.
 int readAndCopy(Copying *c, const KeyDesc *key) {
-    const bool sourceFirst = is_identity(c->from, ISKIND_INDEX) < is_identity(c->to, ISKIND_INDEX);
+    const bool sourceFirst = c->from->indexFile < c->to->indexFile;
     if (sourceFirst) isLockRead(c->from);
     isLockWrite(c->to);
     if (!sourceFirst) isLockRead(c->from);
@@ -224,7 +227,7 @@ int readAndCopy(Copying *c, const KeyDesc *key) {
 
 void copyLocked(Copying *c, const KeyDesc *key) {
     IsamFile *to = c->to, *from = c->from;
-    if (is_identity(to, ISKIND_INDEX) == is_identity(from, ISKIND_INDEX) || to->recordLength != from->recordLength ||
+    if (to->indexFile == from->indexFile || to->recordLength != from->recordLength ||
         to->varlenInfo != from->varlenInfo)
         isFail(to, ISERR_ARGUMENT);
     from->errio = 0;  // a refusal leaves it as it is

@@ -103,10 +103,29 @@ bool isTailKnown(IsamFile *h, std::uint32_t inFile) {
 bool areTailsKnown(IsamFile *h, std::uint32_t inFile) {
     if (!hasTails(h)) return true;
     for (std::uint32_t number = isSlotCount(h); number > 0; --number) {
-        isGetData(h, nullptr, static_cast<long>(number));
+        isGetData(h, static_cast<long>(number));
         if (slot::status(h) == slot::kPresent && !isTailKnown(h, inFile)) return false;
     }
     return true;
+}
+
+// No tail may lie in a node that has been found to belong to something else: a list
+// would give it away.
+void needTails(IsamFile *h, std::uint32_t inFile) {
+    std::uint8_t *bytes = isScratchNode(h);
+    for (std::uint32_t number = isSlotCount(h); number > 0; --number) {
+        isGetData(h, static_cast<long>(number));
+        if (slot::status(h) != slot::kPresent || ld_int(slot::tailPointer(h)) == 0) continue;
+        remnant::Place at = remnant::place(slot::tailPointer(h) + 2);
+        for (int pieces = 0; pieces <= remnant::kMaxPieces; ++pieces) {
+            if (at.node <= kHeaderNode || at.node > inFile) break;
+            isGetNode(h, bytes, at.node);
+            if (!isTailNode(h, bytes)) break;
+            if (isNumbersHas(h, at.node)) isFail(h, ISERR_CORRUPT);
+            if (!remnant::goesOn(bytes)) break;
+            at = remnant::onward(bytes);
+        }
+    }
 }
 
 // A node that nobody has, and that is not a tail's.
@@ -128,6 +147,7 @@ void isOwnNodes(IsamFile *h) {
     if (h->auditNode != 0) own(h, h->auditNode);
     if (h->indexFree.head != 0) own(h, h->indexFree.head);
     isFreeCount(h, ISKIND_INDEX, ownFreeNodes, h);
+    if (hasTails(h)) needTails(h, inFile);
 }
 
 bool isOwnLists(IsamFile *h) {

@@ -103,8 +103,7 @@ int isRebuildFree(IsamFile *h, int list) {
         if (!hasData(h) || list != ISFREE_DATA) isFail(h, ISERR_ARGUMENT);
         h->damageFails = true;
         refillFreeList(h);
-        isFreeWrite(h);
-        isHeadWrite(h);
+        isEndChange(h);
         return 1;
     });
     if (isAdmCheck(h)) isNumbersFree(h);
@@ -125,8 +124,7 @@ int isRebuildIdx(IsamFile *h, int index) {
         const int code = h->errcode, io = h->errio;
         if (!filled) isPathClear1(h->indexes[n], ISCLASS_WRITE);
         // After a failure, too: who has which node must be true.
-        isFreeWrite(h);
-        isHeadWrite(h);
+        isEndChange(h);
         if (!filled) isFail(h, code, io);
         return 1;
     });

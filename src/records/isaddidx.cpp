@@ -21,7 +21,7 @@ namespace {
 // The exclusive open lock for the time of this operation.
 void excludeOthers(IsamFile *h) {
     if ((h->mode & ISLOCKEXCL) != 0) return;
-    if (isAdmShareCount(h) > 1) isFail(h, ISERR_FILEINUSE);
+    if (isAdmShared(h)) isFail(h, ISERR_FILEINUSE);
     isLockExcl(h);
     h->exclHeld = true;
 }
@@ -80,8 +80,7 @@ void takeBack(IsamFile *h, int index, std::uint32_t lastNode, bool sound) {
         if (entered) isPathClear1(h->indexes[index], ISCLASS_WRITE);
         releaseNodes(h, index, lastNode, entered && sound);
         if (entered) forgetIndex(h, index);
-        isFreeWrite(h);
-        isHeadWrite(h);
+        isEndChange(h);
     });
     if (h->keyCount > index) forgetIndex(h, index);
 }
@@ -92,7 +91,7 @@ void isFillIdx(IsamFile *h, int n, int maskBit, std::uint32_t last) {
     IndexPath *path = isWholePath(h, n);
     std::uint8_t key[ISMAXKEYLEN];
     for (std::uint32_t number = 1; number <= last; ++number) {
-        isGetData(h, nullptr, static_cast<long>(number));
+        isGetData(h, static_cast<long>(number));
         if (slot::status(h) != slot::kPresent) continue;
         if (hasMasks(h) && isMasked(h, slot::mask(h), maskBit)) continue;
         isKeyMake(path, key, h->recordBuffer);
@@ -120,9 +119,11 @@ int isAddIndex(IsamFile *h, const KeyDesc *key) {
             // One bit below the one that writes use.
             isFillIdx(h, index, index + kMaskBits - 1, h->dataFree.last);
             isFreeWrite(h);
+            // The description must not name a node that the header does not know.
+            if (place.last != 0) isHeadWrite(h);
             isEnterIndex(h, key, place);
             h->descEntered = true;
-            isHeadWrite(h);
+            if (place.last == 0) isHeadWrite(h);
         });
         h->noteTaken = false;
         if (!added) {
@@ -149,6 +150,7 @@ int isDelIndex(IsamFile *h, const KeyDesc *key) {
         isDelta(h);
 
         isSurveyIdx(h, n);
+        isFreeLoad(h);
         // The wipe writes list nodes over the tree, so the catalogue lets go of
         // it first. Should the rest fail, the index is gone all the same.
         isDropIndex(h, n);
@@ -158,8 +160,7 @@ int isDelIndex(IsamFile *h, const KeyDesc *key) {
         isFreeIndex(h, n);
         if (h->currentIndex == h->keyCount && h->keyCount > 0) --h->currentIndex;
         if (!wiped) isFail(h, code, io);
-        isFreeWrite(h);
-        isHeadWrite(h);
+        isEndChange(h);
         if (isLGtest(h)) isNeedLogged(h, isLGindex(logtype::kDropIndex, h, key));
         readmitOthers(h);
         return 1;

@@ -127,7 +127,8 @@ IsamFile *isBuildLike(const IsamFile *model, const char *name) {
         indexes.keys[indexes.count++] = &model->indexes[i]->keyDesc;
     IsamFile *h = isNewHandle(name, model->mode);
     const int built = isOperation(h, ISCLASS_OPEN, [h, model, &indexes] {
-        if (indexes.count == 0) isFail(h, ISERR_CORRUPT);  // the catalogue is gone
+        // The catalogue is gone, or a file without records has masks.
+        if (indexes.count == 0 || (hasMasks(model) && !hasData(model))) isFail(h, ISERR_CORRUPT);
         buildAll(h, indexes, model->recordLength, model->varlenInfo);
         return 1;
     });
@@ -154,8 +155,7 @@ int isPrecious(IsamFile *h, int on) {
                 for (std::uint32_t n = h->dataFree.last; n > 0; --n)
                     if (isDelCheck(h, static_cast<long>(n))) isPutFree(h, ISKIND_DATA, n);
         }
-        isFreeWrite(h);
-        isHeadWrite(h);
+        isEndChange(h);
         return 1;
     });
 }

@@ -5,13 +5,33 @@
 #include "keys/iskey.h"
 #include "lock/islock.h"
 #include "storage/isdatio.h"
+#include "storage/isfree.h"
+#include "storage/ishead.h"
 #include "tree/isgrow.h"
 #include "tree/islocate.h"
+#include "tree/ispath.h"
 #include "tree/istree.h"
 #include "txn/isaudit.h"
 
 int isImageLength(const IsamFile *h) {
     return hasTails(h) && h->reclen > h->recordLength ? h->reclen : h->recordLength;
+}
+
+void isWriteNewNodes(IsamFile *h) {
+    isPathWriteNew(h);
+    isFreeWriteNew(h);
+}
+
+// Nothing can make this index anew. So that whoever is stopped in between loses no
+// more than the entry, the header knows new nodes before they are led to, unless
+// nodes are given up: those must not be led to any more before it lists them.
+void isEndPure(IsamFile *h) {
+    isWriteNewNodes(h);
+    isFreeWriteTaken(h);
+    const bool headFirst = !isFreeDirty(h);
+    if (headFirst) isHeadWrite(h);
+    isPathWrite(h, 0);
+    if (!headFirst) isEndChange(h);
 }
 
 OldImage isOldImage(IsamFile *h) {
@@ -36,7 +56,7 @@ void isFetchForChange(IsamFile *h, long recnum) {
     if (recnum <= 0 || static_cast<unsigned long>(recnum) > kMaxNumber) isFail(h, ISERR_NOCURRENT);
     if ((h->state & ISSTATE_LOCKCHECK) != 0 && !isLocked(h, recnum)) isFail(h, ISERR_NOCURRENT);
     if (!isLockTest(h, recnum)) isFail(h, ISERR_LOCKED);
-    isGetData(h, nullptr, recnum);
+    isGetData(h, recnum);
     if (slot::status(h) != slot::kPresent) isFail(h, ISERR_NOCURRENT);
 }
 

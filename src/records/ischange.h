@@ -10,6 +10,13 @@
 // is deleted; 107 when somebody else holds it.
 void isFetchForChange(IsamFile *h, long recnum);
 
+// Writes what makes the index file longer, tails left out: a full disk shows before
+// anything is overwritten.
+void isWriteNewNodes(IsamFile *h);
+
+// Writes the change of the index of a file without records.
+void isEndPure(IsamFile *h);
+
 // A record for the log: its bytes, the tail expanded.
 struct OldImage {
     const void *bytes;

@@ -33,31 +33,33 @@ void remove(IsamFile *h, long recnum) {
     const StoredTail tail = hasTails(h) ? isVLfetch(h) : StoredTail{};
     isAudInit(h);
     deleteKeys(h, recnum);
-    if (isLGtest(h)) {
-        const OldImage before = isOldImage(h);
-        isNeedLogged(h, isLGdata(logtype::kDelete, h, recnum, before.bytes, before.length));
-    }
+    const bool logged = isLGtest(h);
+    const OldImage before = logged ? isOldImage(h) : OldImage{};
     isAuditRecord(h, audit::kDeleted, recnum, h->recordBuffer, tail);
+    if (hasTails(h)) isVLdel(h);
+    isPutFree(h, ISKIND_DATA, static_cast<std::uint32_t>(recnum));
+    if (logged) isNeedLogged(h, isLGdata(logtype::kDelete, h, recnum, before.bytes, before.length));
     isAudDone(h);
 
-    if (hasTails(h)) {
-        isVLdel(h);
-        isVLput(h);
-    }
+    // The record goes before what it points to; it comes back where the lists get no
+    // room.
     isDelData(h, recnum);
-    isPutFree(h, ISKIND_DATA, static_cast<std::uint32_t>(recnum));
+    if (!isAttempt(h, [h] { isWriteNewNodes(h); })) {
+        const int code = h->errcode, io = h->errio;
+        isUndelData(h, recnum);
+        isFail(h, code, io);
+    }
+    isFreeWriteTaken(h);
+    if (hasTails(h)) isVLput(h);
     isDropData(h, recnum);
     isPathWrite(h, h->keyCount);
-    isFreeWrite(h);
-    isHeadWrite(h);
+    isEndChange(h);
 }
 
 // Deletes the entry that the first index stands on.
 void delpure(IsamFile *h) {
     isTreeDelete(h, h->indexes[0], nullptr, 0);
-    isPathWrite(h, 0);
-    isFreeWrite(h);
-    isHeadWrite(h);
+    isEndPure(h);
 }
 
 }  // namespace

@@ -20,7 +20,7 @@ void isDeliver(IsamFile *h, char *record) {
         h->reclen = 0;
         return;
     }
-    if (!inRecordOrder(h)) isGetData(h, nullptr, h->recnum);
+    if (!inRecordOrder(h)) isGetData(h, h->recnum);
     isCopyOut(h, record);
 }
 

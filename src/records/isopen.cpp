@@ -11,6 +11,7 @@
 #include "frame/isentry.h"
 #include "keys/isindex.h"
 #include "lock/isshare.h"
+#include "records/isfork.h"
 #include "storage/isdatio.h"
 #include "storage/isfree.h"
 #include "storage/ishead.h"
@@ -75,6 +76,7 @@ void getReady(IsamFile *h, bool takeVarlen) {
 }  // namespace
 
 IsamFile *isNewHandle(const char *name, int mode) {
+    isLeaveParent();
     auto *h = is_new<IsamFile>();
     const std::size_t size = std::strlen(name) + 1;
     h->name = is_new<char>(size);
@@ -118,6 +120,7 @@ IsamFile *isOpen(const char *name, int mode) {
         return nullptr;
     }
     if ((mode & kLockBits) == 0) mode |= ISLOCKMANUAL;
+    isLeaveParent();
     if (IsamFile *parked = isLGvopen(name, mode)) return parked;
 
     IsamFile *h = isNewHandle(name, mode);
@@ -135,6 +138,9 @@ IsamFile *isOpenAs(const char *name, IsamFile *from) {
     IsamFile *h = isNewHandle(name, from->mode);
     h->indexFd = from->indexFd;
     h->dataFd = from->dataFd;
+    h->indexFile = from->indexFile;
+    h->dataFile = from->dataFile;
+    h->openedMode = from->openedMode;
     from->indexFd = from->dataFd = -1;
     isDispose(from);
     const int opened = isOperation(h, ISCLASS_OPEN, [h] {
@@ -149,15 +155,20 @@ IsamFile *isOpenAs(const char *name, IsamFile *from) {
 }
 
 int isCloseNow(IsamFile *h) {
+    if (h->inherited) {
+        isLeaveParent();
+        isDispose(h);
+        return 1;
+    }
     const int closed = isOperation(h, ISCLASS_OPEN, [h] {
         if (hasData(h) && h->dataFd > 0) isDropDall(h);
         if (isLGtest(h)) isNeedLogged(h, isLGfile(logtype::kFileClose, h));
         return 1;
     });
-    const int code = h->errcode;
+    const int code = h->errcode, io = h->errio;
     // The open lock goes with the last handle; a refusal changes nothing, since
     // closing the file releases it anyway.
-    if (isAdmShareCount(h) == 1) {
+    if (!isAdmAnyOther(h, [](const IsamFile *other) { return (other->mode & ISLOCKNONE) == 0; })) {
         isOperation(h, ISCLASS_OPEN, [h] {
             isDropFile(h);
             return 1;
@@ -165,12 +176,14 @@ int isCloseNow(IsamFile *h) {
     }
     isDispose(h);
     errno = code;
+    if (io != 0) iserrio = io;
     return closed;
 }
 
-int isClose(IsamFile *h) { return isLGvclose(h) ? 1 : isCloseNow(h); }
+int isClose(IsamFile *h) { return !h->inherited && isLGvclose(h) ? 1 : isCloseNow(h); }
 
 int isCleanUp() {
+    isLeaveParent();
     for (int fd = isProcess.admsize - 1; fd >= 0; --fd)
         if (IsamFile *h = isAdmHandle(fd)) isCloseNow(h);
     isAdmFreeTable();

@@ -77,7 +77,7 @@ int isGoto(IsamFile *h, long recnum) {
 int isData(IsamFile *h, char *record, long recnum) {
     return isReading(h, ISCLASS_READ, [h, record, recnum] {
         if (record == nullptr || !isSlotNumber(h, recnum)) isFail(h, ISERR_ARGUMENT);
-        isGetData(h, nullptr, recnum);
+        isGetData(h, recnum);
         if (slot::status(h) == slot::kDeleted) isFail(h, ISERR_NOTFOUND);
         isCopyOut(h, record);
         return 1;

@@ -15,8 +15,7 @@ constexpr int kBadModeLine = 56;
 
 void writeinfo(IsamFile *h) {
     isAudStore(h);
-    isFreeWrite(h);
-    isHeadWrite(h);
+    isEndChange(h);
 }
 
 void setName(IsamFile *h, const char *name) {

@@ -58,21 +58,11 @@ StoredTail foresee(IsamFile *h, const char *record) {
     return tail;
 }
 
-void logRewrite(IsamFile *h, long recnum, const char *record) {
-    const OldImage before = isOldImage(h);
+void logRewrite(IsamFile *h, long recnum, OldImage before, const char *record) {
     const int length = isImageLength(h);
     isLGfits(h, logtype::kUpdate, before.length + length);
     isLGlock(h, recnum);
     isNeedLogged(h, isLGupdate(logtype::kUpdate, h, recnum, before.bytes, before.length, record, length));
-}
-
-// Log and trail come before the first index: where one of them refuses, the file
-// is as before.
-void report(IsamFile *h, long recnum, const char *record, StoredTail tail) {
-    if (isLGtest(h)) logRewrite(h, recnum, record);
-    isAuditRecord(h, audit::kBefore, recnum, h->recordBuffer, tail);
-    isAuditRecord(h, audit::kAfter, recnum, record, hasTails(h) ? isVLcode(h, record) : StoredTail{});
-    isAudDone(h);
 }
 
 void rewriteKeys(IsamFile *h, long recnum, const char *record) {
@@ -87,19 +77,32 @@ void rewriteKeys(IsamFile *h, long recnum, const char *record) {
     }
 }
 
+// Log and trail are written when all that can fail without the system is done, but
+// before the files: where one of them refuses, they are as before.
 void rewrite(IsamFile *h, long recnum, const char *record) {
     isFetchForChange(h, recnum);
-    report(h, recnum, record, foresee(h, record));
+    const StoredTail oldTail = foresee(h, record);
+    const bool logged = isLGtest(h);
+    const OldImage before = logged ? isOldImage(h) : OldImage{};
+    isAuditRecord(h, audit::kBefore, recnum, h->recordBuffer, oldTail);
     rewriteKeys(h, recnum, record);
+    StoredTail tail = {};
     if (hasTails(h)) {
+        tail = isVLcode(h, record);
         isVLdel(h);
-        isVLwrite(h);
+        isVLplace(h);
     }
+    if (logged) logRewrite(h, recnum, before, record);
+    isAuditRecord(h, audit::kAfter, recnum, record, tail);
+    isAudDone(h);
+
+    if (hasTails(h)) isVLwrite(h);
+    isWriteNewNodes(h);
+    isFreeWriteTaken(h);
     isPathWrite(h, h->keyCount);
     if (hasTails(h)) isVLput(h);
     isPutData(h, record, recnum);
-    isFreeWrite(h);
-    isHeadWrite(h);
+    isEndChange(h);
     h->recnum = recnum;
 }
 
@@ -113,10 +116,8 @@ void rewpure(IsamFile *h, const char *record) {
     if (!isKeyMatch(path, key, nullptr) || number != path->positionRecord) {
         isTreeDelete(h, path, nullptr, 0);
         isTreeInsert(h, path, key, number);
-        isPathWrite(h, 0);
     }
-    isFreeWrite(h);
-    isHeadWrite(h);
+    isEndPure(h);
 }
 
 void needRecord(IsamFile *h, const char *record) {

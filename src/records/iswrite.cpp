@@ -37,17 +37,20 @@ void insert(IsamFile *h, const char *record) {
     isInsertKeys(h, record, number);
     foresee(h, recnum);
 
-    isAuditRecord(h, audit::kAdded, recnum, record, hasTails(h) ? isVLcode(h, record) : StoredTail{});
+    const StoredTail tail = hasTails(h) ? isVLcode(h, record) : StoredTail{};
+    if (hasTails(h)) isVLplace(h);
+    isAuditRecord(h, audit::kAdded, recnum, record, tail);
     isAudDone(h);
 
-    if (hasTails(h)) {
-        isVLwrite(h);
-        isVLput(h);
-    }
-    isPutData(h, record, recnum);
+    const bool longer = number > isHeadLastRecord(h);
+    if (hasTails(h)) isVLwrite(h);
+    isWriteNewNodes(h);
+    if (longer) isPutData(h, record, recnum);
+    isFreeWriteTaken(h);
+    if (hasTails(h)) isVLput(h);
+    if (!longer) isPutData(h, record, recnum);
     isPathWrite(h, h->keyCount);
-    isFreeWrite(h);
-    isHeadWrite(h);
+    isEndChange(h);
     if (isLGtest(h)) isNeedLogged(h, isLGdata(logtype::kInsert, h, recnum, record, isImageLength(h)));
     h->recnum = recnum;
 }
@@ -59,9 +62,7 @@ void inspure(IsamFile *h, const char *record) {
     std::uint8_t key[ISMAXKEYLEN];
     isKeyMake(path, key, record);
     isTreeInsert(h, path, key, isGivenNumber(h));
-    isPathWrite(h, 0);
-    isFreeWrite(h);
-    isHeadWrite(h);
+    isEndPure(h);
 }
 
 int add(IsamFile *h, const char *record, bool needData, bool lockIt) {

@@ -61,7 +61,6 @@ inline constexpr int kTrailerBack = 4;
 inline constexpr int kBuiltNodeSize = 1024;
 inline constexpr int kBuiltSerialWidth = 4;
 inline constexpr int kMinNodeSize = 128;
-inline constexpr int kMaxNodeSize = 65536;
 static_assert(kMinNodeSize >= kFixedEnd + kUserInfoBack);
 
 inline std::uint32_t hashHead(const std::uint8_t *header, int i) { return ld_long(header + kHashHeadsOffset + 4 * i); }

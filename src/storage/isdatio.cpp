@@ -11,6 +11,10 @@ std::int64_t slotOffset(const IsamFile *h, long recnum) {
     return (static_cast<std::int64_t>(recnum) - 1) * h->bufferLength;
 }
 
+void putStatus(IsamFile *h, long recnum, std::uint8_t status) {
+    is_write(h, ISKIND_DATA, &status, sizeof status, slotOffset(h, recnum) + h->recordLength);
+}
+
 }  // namespace
 
 std::uint32_t isSlotCount(IsamFile *h) {
@@ -18,18 +22,15 @@ std::uint32_t isSlotCount(IsamFile *h) {
     return slots < h->dataFree.last ? static_cast<std::uint32_t>(slots) : h->dataFree.last;
 }
 
-void isGetData(IsamFile *h, char *buffer, long recnum) {
+void isGetData(IsamFile *h, long recnum) {
     if (!isSlotNumber(h, recnum)) isFail(h, ISERR_NOCURRENT);
     is_read(h, ISKIND_DATA, h->recordBuffer, h->bufferLength, slotOffset(h, recnum));
-    if (buffer != nullptr) std::memcpy(buffer, h->recordBuffer, static_cast<std::size_t>(h->recordLength));
 }
 
-void isPutData(IsamFile *h, const char *buffer, long recnum) {
-    if (buffer != nullptr) {
-        std::memcpy(h->recordBuffer, buffer, static_cast<std::size_t>(h->recordLength));
-        h->recordBuffer[h->recordLength] = slot::kPresent;
-        if (hasMasks(h)) st_long(h->mask, h->recordBuffer + h->bufferLength - slot::kMaskSize);
-    }
+void isPutData(IsamFile *h, const char *record, long recnum) {
+    std::memcpy(h->recordBuffer, record, static_cast<std::size_t>(h->recordLength));
+    h->recordBuffer[h->recordLength] = slot::kPresent;
+    if (hasMasks(h)) st_long(h->mask, h->recordBuffer + h->bufferLength - slot::kMaskSize);
     is_write(h, ISKIND_DATA, h->recordBuffer, h->bufferLength, slotOffset(h, recnum));
 }
 
@@ -39,7 +40,6 @@ bool isDelCheck(IsamFile *h, long recnum) {
     return status == slot::kDeleted;
 }
 
-void isDelData(IsamFile *h, long recnum) {
-    const std::uint8_t status = slot::kDeleted;
-    is_write(h, ISKIND_DATA, &status, sizeof status, slotOffset(h, recnum) + h->recordLength);
-}
+void isDelData(IsamFile *h, long recnum) { putStatus(h, recnum, slot::kDeleted); }
+
+void isUndelData(IsamFile *h, long recnum) { putStatus(h, recnum, slot::kPresent); }

@@ -42,16 +42,17 @@ inline bool isSlotNumber(const IsamFile *h, long recnum) {
 // Slots that the data file has, at most the highest.
 std::uint32_t isSlotCount(IsamFile *h);
 
-// Reads slot recnum into the slot buffer and, where buffer is not null, copies
-// the record from there. 112 outside 1..highest. The status is not looked at.
-void isGetData(IsamFile *h, char *buffer, long recnum);
+// Reads slot recnum into the slot buffer. 112 outside 1..highest. The status is
+// not looked at.
+void isGetData(IsamFile *h, long recnum);
 
-// Puts the record, where buffer is not null, into the slot buffer, sets status
-// and mask there, and writes the slot.
-void isPutData(IsamFile *h, const char *buffer, long recnum);
+// Puts the record into the slot buffer, sets status and mask there, and writes
+// the slot.
+void isPutData(IsamFile *h, const char *record, long recnum);
 
 // Is the slot deleted? Reads its status byte.
 bool isDelCheck(IsamFile *h, long recnum);
 
-// Marks the slot deleted.
+// Marks the slot deleted, and present again.
 void isDelData(IsamFile *h, long recnum);
+void isUndelData(IsamFile *h, long recnum);

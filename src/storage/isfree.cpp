@@ -1,11 +1,14 @@
 #include "storage/isfree.h"
 
+#include <algorithm>
 #include <cstring>
 #include <initializer_list>
+#include <utility>
 
 #include "base/isfail.h"
 #include "base/ismemory.h"
 #include "base/issystem.h"
+#include "storage/ishead.h"
 #include "storage/isidxio.h"
 #include "storage/node_layout.h"
 
@@ -31,12 +34,22 @@ void refresh(IsamFile *h, FreeCache &cache, std::uint32_t number) {
     cache.state = ISBUF_EMPTY;
     isGetNode(h, cache.buffer, number);
     if (!isListNode(h, cache.buffer)) isFail(h, ISERR_CORRUPT);
-    cache.used = static_cast<std::uint32_t>(node::used(cache.buffer));
+    cache.used = cache.least = static_cast<std::uint32_t>(node::used(cache.buffer));
     cache.state = ISBUF_CLEAN;
 }
 
 void load(IsamFile *h, FreeCache &cache) {
-    if (cache.state == ISBUF_EMPTY) refresh(h, cache, cache.head);
+    if (cache.state != ISBUF_EMPTY) return;
+    if (cache.head != cache.fullNumber) {
+        refresh(h, cache, cache.head);
+        return;
+    }
+    // The node before it is used up: it is the head again.
+    std::swap(cache.buffer, cache.full);
+    cache.fullNumber = 0;
+    cache.used = static_cast<std::uint32_t>(node::used(cache.buffer));
+    cache.least = 0;
+    cache.state = ISBUF_DIRTY;
 }
 
 // Makes the buffer an empty list node.
@@ -46,6 +59,7 @@ void startNode(IsamFile *h, FreeCache &cache, std::uint32_t link) {
     isMarkNode(h, cache.buffer, node::kListMark, node::kFreeLevel);
     node::setLink(cache.buffer, link);
     cache.used = node::kListStart;
+    cache.least = 0;
 }
 
 std::uint32_t grow(IsamFile *h, FreeCache &cache) {
@@ -53,10 +67,37 @@ std::uint32_t grow(IsamFile *h, FreeCache &cache) {
     return ++cache.last;
 }
 
-void writeCache(IsamFile *h, FreeCache &cache) {
+void writeFull(IsamFile *h, FreeCache &cache) {
+    if (cache.fullNumber == 0) return;
+    isPutNode(h, cache.full, cache.fullNumber);
+    cache.fullNumber = 0;
+}
+
+void writeHead(IsamFile *h, FreeCache &cache) {
     if (cache.state != ISBUF_DIRTY) return;
     isPutNode(h, cache.buffer, cache.head);
     cache.state = ISBUF_CLEAN;
+    cache.least = cache.used;
+}
+
+void writeList(IsamFile *h, FreeCache &cache) {
+    writeFull(h, cache);
+    writeHead(h, cache);
+}
+
+// The head node is full. What it lists may still be in use until the change is
+// written, so it waits; only a second one drives it out.
+void setAside(IsamFile *h, FreeCache &cache) {
+    writeFull(h, cache);
+    if (cache.state != ISBUF_DIRTY) return;
+    if (cache.full == nullptr) cache.full = is_new<std::uint8_t>(static_cast<std::size_t>(h->nodeSize));
+    std::swap(cache.buffer, cache.full);
+    cache.fullNumber = cache.head;
+}
+
+void forget(FreeCache &cache) {
+    cache.state = ISBUF_EMPTY;
+    cache.fullNumber = 0;
 }
 
 void append(FreeCache &cache, std::uint32_t number) {
@@ -95,6 +136,7 @@ std::uint32_t takeListed(IsamFile *h, int kind, FreeCache &cache) {
         cache.state = ISBUF_EMPTY;
     } else {
         cache.used -= kNumberSize;
+        cache.least = std::min(cache.least, cache.used);
         st_long(0, cache.buffer + cache.used);
         node::setUsed(cache.buffer, static_cast<int>(cache.used));
         cache.state = ISBUF_DIRTY;
@@ -145,7 +187,7 @@ void isPutFree(IsamFile *h, int kind, std::uint32_t number) {
         if (static_cast<int>(cache.used) + kNumberSize <= h->nodeSize - node::kTrailerSize) {
             append(cache, number);
         } else {
-            writeCache(h, cache);
+            setAside(h, cache);
             const std::uint32_t head = kind == ISKIND_INDEX ? number : isGetFree(h, ISKIND_INDEX);
             startNode(h, cache, cache.head);
             cache.head = head;
@@ -173,14 +215,39 @@ std::uint32_t isFreeCount(IsamFile *h, int kind, FreeVisit visit, void *context)
     return count;
 }
 
+void isFreeLoad(IsamFile *h) {
+    if (h->indexFree.head != 0) load(h, h->indexFree);
+}
+
 void isFreeClear(IsamFile *h, int entryClass) {
     for (FreeCache *cache : {&h->indexFree, &h->dataFree})
-        if (entryClass == ISCLASS_READ || cache->state == ISBUF_DIRTY) cache->state = ISBUF_EMPTY;
+        if (entryClass == ISCLASS_READ || cache->state == ISBUF_DIRTY || cache->fullNumber != 0) forget(*cache);
+}
+
+void isFreeWriteNew(IsamFile *h) {
+    for (FreeCache *cache : {&h->indexFree, &h->dataFree})
+        if (cache->head > isHeadLastNode(h)) writeHead(h, *cache);
+}
+
+void isFreeWriteTaken(IsamFile *h) {
+    for (FreeCache *cache : {&h->indexFree, &h->dataFree})
+        if (cache->used == cache->least) writeHead(h, *cache);
+}
+
+bool isFreeDirty(const IsamFile *h) {
+    return h->indexFree.state == ISBUF_DIRTY || h->indexFree.fullNumber != 0 || h->dataFree.state == ISBUF_DIRTY ||
+           h->dataFree.fullNumber != 0;
 }
 
 void isFreeWrite(IsamFile *h) {
-    writeCache(h, h->indexFree);
-    writeCache(h, h->dataFree);
+    writeList(h, h->indexFree);
+    writeList(h, h->dataFree);
+}
+
+void isEndChange(IsamFile *h) {
+    writeList(h, h->indexFree);
+    isHeadWrite(h);
+    writeList(h, h->dataFree);
 }
 
 void isFreeFree(IsamFile *h) {
@@ -188,7 +255,8 @@ void isFreeFree(IsamFile *h) {
     if (h->dataFree.state == ISBUF_DIRTY) isBroken(kModule, kFreeDirtyDataLine);
     for (FreeCache *cache : {&h->indexFree, &h->dataFree}) {
         cache->buffer = static_cast<std::uint8_t *>(is_free(cache->buffer));
-        cache->state = ISBUF_EMPTY;
+        cache->full = static_cast<std::uint8_t *>(is_free(cache->full));
+        forget(*cache);
     }
 }
 
@@ -202,7 +270,7 @@ void isFreeDrop(IsamFile *h, int kind) {
 void isFreeSalvage(IsamFile *h, std::uint32_t nodes) {
     handOver(h, nodes);
     h->dataFree.head = 0;
-    h->dataFree.state = ISBUF_EMPTY;
+    forget(h->dataFree);
     takeLast(h);
 }
 

@@ -27,11 +27,29 @@ using FreeVisit = void (*)(const std::uint8_t *node, void *context);
 // A dirty cache is a fatal stop.
 std::uint32_t isFreeCount(IsamFile *h, int kind, FreeVisit visit, void *context);
 
+// Makes sure that the index list can take numbers: 105 where its head is damaged.
+void isFreeLoad(IsamFile *h);
+
 // Drops cached state: all of it for ISCLASS_READ, unwritten changes otherwise.
 void isFreeClear(IsamFile *h, int entryClass);
 
-// Writes the cached head nodes that changed, index list first.
+// Writes the cached nodes that changed, index list first.
 void isFreeWrite(IsamFile *h);
+
+// The end of every change: index list, header, data list. Both lists' nodes look
+// alike. The data list takes nodes from the index list; one that the old header
+// still calls the index list's must not hold record numbers. Should the data list's
+// writing be cut short, it can be made anew from the slots.
+void isEndChange(IsamFile *h);
+
+// Parts of isFreeWrite, to come before what is in use is overwritten: head nodes that the
+// index file is not long enough for yet, and those that only had numbers taken.
+// A number that two own is the worst of what a change cut short can leave.
+void isFreeWriteNew(IsamFile *h);
+void isFreeWriteTaken(IsamFile *h);
+
+// Is there anything left for isFreeWrite?
+bool isFreeDirty(const IsamFile *h);
 
 // Frees the buffers. A dirty cache is a fatal stop.
 void isFreeFree(IsamFile *h);

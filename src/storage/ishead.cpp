@@ -20,7 +20,7 @@ void bootstrap(IsamFile *h) {
     std::uint8_t raw[2];
     is_read(h, ISKIND_INDEX, raw, sizeof raw, kNodeSizeOffset);
     h->nodeSize = ld_int(raw) + 1;
-    if (h->nodeSize < kMinNodeSize || h->nodeSize > kMaxNodeSize) isFail(h, ISERR_CORRUPT);
+    if (h->nodeSize < kMinNodeSize) isFail(h, ISERR_CORRUPT);
 }
 
 void saveflags(IsamFile *h) {

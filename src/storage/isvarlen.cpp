@@ -89,15 +89,13 @@ void rdVarData(IsamFile *h, std::uint8_t *out, int length, bool noting) {
     }
 }
 
-// Pieces of which two share a node, or of which another than the last shares
-// one, were not made here: giving them back would take other records' room.
+// Pieces of which another than the last shares its node were not made here:
+// giving them back would take other records' room. None came twice: it would
+// have led on the second time as well.
 void checkPieces(IsamFile *h) {
     const VarlenState *state = h->varlenState;
-    for (int i = 0; i < state->count; ++i) {
-        if (i < state->count - 1 && !state->pieces[i].alone) isFail(h, ISERR_CORRUPT);
-        for (int k = 0; k < i; ++k)
-            if (state->pieces[k].place.node == state->pieces[i].place.node) isFail(h, ISERR_CORRUPT);
-    }
+    for (int i = 0; i < state->count - 1; ++i)
+        if (!state->pieces[i].alone) isFail(h, ISERR_CORRUPT);
 }
 
 // Gives a node back. Where it is filed it leaves the hash; it is not written.
@@ -223,10 +221,13 @@ StoredTail isVLcode(IsamFile *h, const char *record) {
     return coded;
 }
 
+void isVLplace(IsamFile *h) {
+    const StoredTail &coded = h->varlenState->coded;
+    setPointer(h, coded.length, coded.length > 0 ? wrVarData(h, coded.bytes, coded.length) : Place{0, 0});
+}
+
 void isVLwrite(IsamFile *h) {
     VarlenState *state = h->varlenState;
-    const StoredTail &coded = state->coded;
-    setPointer(h, coded.length, coded.length > 0 ? wrVarData(h, coded.bytes, coded.length) : Place{0, 0});
     putWhole(h, state->tail, true);
     isStagePutNew(h, &state->stage);
 }

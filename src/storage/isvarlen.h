@@ -44,7 +44,7 @@ StoredTail isVLfetch(IsamFile *h);
 // for the maximum. Returns its length. The current length stays.
 int isVLimage(IsamFile *h, char *record);
 
-// Makes the tail of a record of the current length ready for isVLwrite; the
+// Makes the tail of a record of the current length ready for isVLplace; the
 // record must stay until then. The bytes fetched may be gone. 132 above the
 // maximum length.
 StoredTail isVLcode(IsamFile *h, const char *record);
@@ -52,12 +52,15 @@ StoredTail isVLcode(IsamFile *h, const char *record);
 // Removes the fetched tail, if there is one, in memory.
 void isVLdel(IsamFile *h);
 
-// Lays out the tail made ready, points the slot buffer to it, and writes those of
-// its nodes that make the file longer: a full disk shows while the old tail is
-// still there. 131 when no node number is left: nothing has been written then.
+// Lays out the tail made ready, and points the slot buffer to it; in memory. 131 when
+// no node number is left.
+void isVLplace(IsamFile *h);
+
+// Writes those of its nodes that make the file longer: a full disk shows while the
+// old tail is still there.
 void isVLwrite(IsamFile *h);
 
-// Writes everything else that isVLdel and isVLwrite have changed; the header copy
+// Writes everything else that isVLdel and isVLplace have changed; the header copy
 // gets the hash. Must follow them.
 void isVLput(IsamFile *h);
 

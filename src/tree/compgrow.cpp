@@ -152,6 +152,7 @@ void compgrow(IsamFile *h, IndexPath *path, const std::uint8_t *key, std::uint32
         } else {
             NodeBuf *root = growRoot(h, path);
             n->number = isGetFree(h, ISKIND_INDEX);
+            n->fresh = true;
             if (!compins(path, root, limit, node::kTreeStart, {separator, entry.serial, n->number, true}))
                 isFail(h, ISERR_CORRUPT);
             isNodeWalk(path, kWalkFirst);

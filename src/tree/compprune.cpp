@@ -112,7 +112,7 @@ void compsquash(IsamFile *h, IndexPath *path, NodeBuf *n) {
         entry.serial = path->dupWidth != 0 ? ldMint(pointer - path->dupWidth, path->dupWidth) : 0;
         end = next;
         if (end == used) {
-            if (!first) clearShare(n, p);
+            clearShare(n, p);  // not the first entry: alone, it would have fitted
             pull(n, p, end);
             followed = false;
             break;

@@ -96,6 +96,7 @@ void flatgrow(IsamFile *h, IndexPath *path, const std::uint8_t *key, std::uint32
             NodeBuf *root = growRoot(h, path);
             if (!flatins(path, root, limit, node::kTreeStart, entry)) isFail(h, ISERR_CORRUPT);
             n->number = isGetFree(h, ISKIND_INDEX);
+            n->fresh = true;
             entry.pointer = n->number;
             n = root;
             p = root->used;

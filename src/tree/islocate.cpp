@@ -65,14 +65,14 @@ bool natural(IsamFile *h, int mode) {
     const std::int64_t highest = h->dataFree.last;
     std::int64_t number = route.start;
     if (number < 1 || number > highest) return false;
-    isGetData(h, nullptr, static_cast<long>(number));
+    isGetData(h, static_cast<long>(number));
     if (slot::status(h) == slot::kDeleted) {
         if (route.step == 0) return false;
         do {
             number += route.step;
             if (number < 1 || number > highest) return false;
         } while (isDelCheck(h, static_cast<long>(number)));
-        isGetData(h, nullptr, static_cast<long>(number));
+        isGetData(h, static_cast<long>(number));
     }
     h->lastNumber = static_cast<std::uint32_t>(number);
     h->recnum = static_cast<long>(number);
@@ -113,7 +113,6 @@ bool isFind(IsamFile *h, IndexPath *path, const std::uint8_t *key, int mode) {
 }
 
 bool isLocate(IsamFile *h, const char *record, int mode) {
-    if (mode < ISFIRST || mode > ISGTEQ) return false;
     return inRecordOrder(h) ? natural(h, mode) : indexed(h, record, mode);
 }
 
@@ -125,7 +124,7 @@ bool locrec(IsamFile *h, long recnum) {
     }
     IndexPath *path = currentPath(h);
     std::uint8_t key[ISMAXKEYLEN];
-    isGetData(h, nullptr, recnum);
+    isGetData(h, recnum);
     isKeyMake(path, key, h->recordBuffer);
     // A partial start must not blur which record is meant.
     path->searchLength = keyLength(path);

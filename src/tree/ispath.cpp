@@ -17,6 +17,7 @@ constexpr int kReplaceLine = 53;
 constexpr int kSplitLine = 67;
 constexpr int kPushLine = 79;
 constexpr int kNullLine = 269;
+constexpr int kLevelLine = 141;
 
 constexpr std::size_t kCacheEntry = sizeof(void *);
 
@@ -87,6 +88,7 @@ void popQuietly(IndexPath *path) {
 void clearbuf(NodeBuf *n, int entryClass) {
     if (entryClass != ISCLASS_READ && n->state != ISBUF_DIRTY) return;
     n->state = ISBUF_EMPTY;
+    n->fresh = false;
     n->position = 0;
 }
 
@@ -95,11 +97,28 @@ void popAll(IsamFile *h, IndexPath *path) {
     }
 }
 
+// New nodes come first, and then a node before its children: whoever is stopped in
+// between leaves entries that stand in two nodes, which a check finds, and none that
+// stand nowhere.
 void pathwrite(IsamFile *h, IndexPath *path) {
     popAll(h, path);
-    for (int i = path->cacheCount - 1; i >= 0; --i)
-        isUpdNode(h, path->cache[i]);
+    int left = 0;
+    for (int i = path->cacheCount - 1; i >= 0; --i) {
+        NodeBuf *n = path->cache[i];
+        if (n->fresh)
+            isUpdNode(h, n);
+        else if (n->state == ISBUF_DIRTY)
+            ++left;
+    }
     isUpdNode(h, path->top);
+    for (int level = path->top->level - 1; left > 0 && level >= 0; --level)
+        for (int i = path->cacheCount - 1; i >= 0; --i) {
+            NodeBuf *n = path->cache[i];
+            if (n->level != level || n->state != ISBUF_DIRTY) continue;
+            isUpdNode(h, n);
+            --left;
+        }
+    if (left != 0) isBroken(kModule, kLevelLine);
 }
 
 }  // namespace
@@ -122,6 +141,7 @@ NodeBuf *isPathSplit(IsamFile *h, IndexPath *path) {
     NodeBuf *left = isMakeNode(h, path);
     n->sibling = left;
     left->number = number;
+    left->fresh = true;
     left->level = n->level;
     isMarkNode(h, left->buffer, node::kTreeMark, left->level);
     return left;
@@ -177,12 +197,6 @@ void isPathClear1(IndexPath *path, int entryClass) {
     for (int i = 0; i < path->cacheCount; ++i)
         clearbuf(path->cache[i], entryClass);
     clearbuf(path->top, entryClass);
-    // A root that was being split has not got its fixed number back yet, or is
-    // not on the path any more.
-    if (path->top->number != path->keyDesc.rootNode) {
-        path->top->state = ISBUF_EMPTY;
-        path->top->number = path->keyDesc.rootNode;
-    }
 }
 
 void isPathClear(IsamFile *h, int entryClass) {

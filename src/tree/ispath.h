@@ -37,7 +37,7 @@ void isPathClear(IsamFile *h, int entryClass);
 void isPathClear1(IndexPath *path, int entryClass);
 
 // Writes the changed nodes of path i, or of all paths, last one first, for
-// keyCount or more: the cache newest first, then the root.
+// keyCount or more: those whose number is new, then from the root down.
 void isPathWrite(IsamFile *h, int i);
 
 // Writes those changed nodes of all paths that the index file is not long enough

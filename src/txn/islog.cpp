@@ -45,12 +45,15 @@ std::uint8_t *extend(std::size_t n) {
     return at;
 }
 
+// Numbers stand before names and images: they always fit.
 void log_int(int value) {
-    if (std::uint8_t *at = extend(2)) st_int(static_cast<std::uint32_t>(value), at);
+    st_int(static_cast<std::uint32_t>(value), isProcess.buffer + isProcess.bufoff);
+    isProcess.bufoff += 2;
 }
 
 void log_long(std::uint32_t value) {
-    if (std::uint8_t *at = extend(4)) st_long(value, at);
+    st_long(value, isProcess.buffer + isProcess.bufoff);
+    isProcess.bufoff += 4;
 }
 
 void log_data(const void *bytes, std::size_t length) {

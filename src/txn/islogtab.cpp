@@ -58,8 +58,7 @@ Txn *isTxnAdd(std::int16_t id) {
 
 void isTxnRemove(Txn *txn) {
     ProcessState &p = isProcess;
-    const int slot = findit(p.txnlist, p.txncount, txn);
-    if (slot >= 0) p.txnlist[slot] = nullptr;
+    p.txnlist[findit(p.txnlist, p.txncount, txn)] = nullptr;
     is_free(txn->parked);
     is_free(txn);
     for (int i = 0; i < p.txncount; ++i)

@@ -7,6 +7,7 @@
 #include "base/issystem.h"
 #include "frame/isentry.h"
 #include "records/isopen.h"
+#include "records/isfork.h"
 #include "txn/islog.h"
 #include "txn/istranswalk.h"
 
@@ -29,15 +30,13 @@ int walk(const Txn *txn, TxnWalk mode) {
     return done;
 }
 
-FileIdentity identityOf(IsamFile *h) { return is_identity(h, ISKIND_INDEX); }
-
 // The handle to be pinned whose file comes first, null when none is left.
 IsamFile *nextToPin() {
     IsamFile *first = nullptr;
     for (int i = 0; i < isProcess.admsize; ++i) {
         IsamFile *h = isProcess.adminfo[i].isam;
         if (h == nullptr || !h->pinWanted) continue;
-        if (first == nullptr || identityOf(h) < identityOf(first)) first = h;
+        if (first == nullptr || h->indexFile < first->indexFile) first = h;
     }
     return first;
 }
@@ -104,6 +103,7 @@ int noTransaction() {
 }  // namespace
 
 int isBegin() {
+    isLeaveParent();
     if (isProcess.logfile < 0) {
         errno = ISERR_NOLOG;
         return 0;
@@ -118,6 +118,7 @@ int isBegin() {
 }
 
 int isCommit() {
+    isLeaveParent();
     Txn *txn = txnwork();
     if (txn == nullptr) return noTransaction();
     walk(txn, TxnWalk::kRelease);
@@ -125,6 +126,7 @@ int isCommit() {
 }
 
 int isRollBack() {
+    isLeaveParent();
     Txn *txn = txnwork();
     if (txn == nullptr) return noTransaction();
     walk(txn, TxnWalk::kMark);

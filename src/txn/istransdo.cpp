@@ -5,6 +5,7 @@
 
 #include "base/isfail.h"
 #include "base/isglobal.h"
+#include "base/issystem.h"
 #include "frame/isadmin.h"
 #include "frame/isentry.h"
 #include "maint/iserase.h"
@@ -40,12 +41,18 @@ int closeRecovered(IsamFile *h, bool early) {
     return isCloseNow(h);
 }
 
+// Is the handle's file the one of that name, however it was spelled at its opening?
+bool isOn(IsamFile *h, const char *name) {
+    return std::strcmp(h->name, name) == 0 ||
+           isOperation(h, ISCLASS_OPEN, [h, name] { return is_current(h, ISKIND_INDEX, name) ? 1 : 0; }) != 0;
+}
+
 // Closes the handles that recovery has left standing on a file: their owners
 // died, closed without a record, or read on without any lock.
 void closeStanding(const char *name, const IsamFile *keep) {
     for (int i = isProcess.admsize - 1; i >= 0; --i) {
         IsamFile *h = isProcess.adminfo[i].isam;
-        if (h != nullptr && h != keep && h->recovered && std::strcmp(h->name, name) == 0) closeRecovered(h, true);
+        if (h != nullptr && h != keep && h->recovered && isOn(h, name)) closeRecovered(h, true);
     }
 }
 

@@ -7,10 +7,8 @@ namespace {
 constexpr int kGrowth = 16;
 
 int find(const TxnMoves *moves, IsamFile *h, std::uint32_t number) {
-    if (moves->count == 0) return -1;
-    const FileIdentity file = is_identity(h, ISKIND_INDEX);
     for (int i = moves->count - 1; i >= 0; --i)
-        if (moves->list[i].from == number && moves->list[i].file == file) return i;
+        if (moves->list[i].from == number && moves->list[i].file == h->indexFile) return i;
     return -1;
 }
 
@@ -29,7 +27,7 @@ void isNoteMove(TxnMoves *moves, IsamFile *h, std::uint32_t from, std::uint32_t 
         moves->list = static_cast<TxnMove *>(is_realloc(moves->list, size, size + sizeof(TxnMove) * kGrowth));
         moves->room += kGrowth;
     }
-    moves->list[moves->count++] = {is_identity(h, ISKIND_INDEX), from, to};
+    moves->list[moves->count++] = {h->indexFile, from, to};
 }
 
 void isEndMove(TxnMoves *moves, IsamFile *h, std::uint32_t from) {

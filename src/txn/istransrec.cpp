@@ -6,6 +6,7 @@
 #include "base/isglobal.h"
 #include "base/issystem.h"
 #include "records/isopen.h"
+#include "records/isfork.h"
 #include "txn/islog.h"
 #include "txn/istrans.h"
 #include "txn/istransdo.h"
@@ -61,6 +62,7 @@ void closeRecovered() {
 }  // namespace
 
 int isRecover() {
+    isLeaveParent();
     const int log = isProcess.logfile;
     if (log < 0) {
         errno = ISERR_NOLOG;

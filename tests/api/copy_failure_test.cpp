@@ -145,14 +145,14 @@ TEST_F(CopyFailure, DiskFullInTheDataFile) {
     dontCheck();
 }
 
-// The system took a part of the slot: the write is short, and its part must not stay.
+// The system took a part of the slot and refuses the rest: the part must not stay.
 TEST_F(CopyFailure, PieceOfASlotIsTakenAway) {
     const int fd = build(), to = buildNamed(path("copy"));
     for (long n = 1; n <= 300; ++n)
         put(fd, row(n));
     {
         const SizeLimit limit(250U * (kRowLen + 1) + 10);
-        EXPECT_FAILS(EIO, iscopy(to, fd, &id));
+        EXPECT_FAILS(EFBIG, iscopy(to, fd, &id));
         EXPECT_EQ(iserrio, 0x52);
     }
     EXPECT_EQ(heldBy(path("copy")).records.size(), 250U);

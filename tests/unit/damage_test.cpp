@@ -5,6 +5,7 @@
 #include <iterator>
 
 #include "base/isfail.h"
+#include "lock/islock.h"
 #include "storage/isidxio.h"
 #include "storage/node_layout.h"
 #include "unit/scratch_file.h"
@@ -96,6 +97,7 @@ TEST(FailedChange, KeepsNothingOfAFreeListWhoseNewHeadWasWrittenAlready) {
     ScratchFile file(20, charKey(4));
     IsamFile *h = file.handle();
     EXPECT_EQ(file.change([&] {
+        isLockWrite(h);
         h->indexFree.last = 300;
         for (std::uint32_t n = 4; n < 300; ++n)
             isPutFree(h, ISKIND_INDEX, n);

@@ -180,7 +180,7 @@ TEST(System, ReadBeyondTheEndOfAFileFailsAndIsNeverPartial) {
     ScratchFile file(20, charKey(4));
     ASSERT_EQ(file.write("aaaa"), 1);
     file.handle()->dataFree.last = 3;
-    EXPECT_NE(file.change([&] { isGetData(file.handle(), nullptr, 3); }), 0);
+    EXPECT_NE(file.change([&] { isGetData(file.handle(), 3); }), 0);
     EXPECT_EQ(file.handle()->errio, 0x42);
 }
 
@@ -189,9 +189,9 @@ TEST(System, RecordNumberBeyondTheHighestIs112EvenInALongerFile) {
     ASSERT_EQ(file.write("aaaa"), 1);
     ASSERT_EQ(file.write("bbbb"), 2);
     file.handle()->dataFree.last = 1;
-    EXPECT_EQ(file.change([&] { isGetData(file.handle(), nullptr, 2); }), 112);
-    EXPECT_EQ(file.change([&] { isGetData(file.handle(), nullptr, 0); }), 112);
-    EXPECT_EQ(file.change([&] { isGetData(file.handle(), nullptr, -1); }), 112);
+    EXPECT_EQ(file.change([&] { isGetData(file.handle(), 2); }), 112);
+    EXPECT_EQ(file.change([&] { isGetData(file.handle(), 0); }), 112);
+    EXPECT_EQ(file.change([&] { isGetData(file.handle(), -1); }), 112);
 }
 
 TEST(System, UserIdIsCutTo16Bits) {

@@ -106,6 +106,7 @@ TEST_F(FreeList, FullDataListNodeIsWrittenAndLinkedFromANewOne) {
         EXPECT_NE(h_->dataFree.head, first);
         EXPECT_EQ(h_->dataFree.used, 10U);
 
+        isFreeWrite(h_);
         std::vector<std::uint8_t> node(1024);
         isGetNode(h_, node.data(), first);
         EXPECT_EQ(node[0] * 256 + node[1], 6 + 4 * kNumbersPerNode);
@@ -114,7 +115,6 @@ TEST_F(FreeList, FullDataListNodeIsWrittenAndLinkedFromANewOne) {
         EXPECT_EQ(node[6 + 3], 1);
         EXPECT_EQ(node[6 + 4 * 252 + 3], 253);
 
-        isFreeWrite(h_);
         EXPECT_EQ(isFreeCount(h_, ISKIND_DATA, nullptr, nullptr), 254U);
         EXPECT_EQ(isGetFree(h_, ISKIND_DATA), 254U);
         EXPECT_EQ(h_->dataFree.head, first);

@@ -15,15 +15,21 @@ short tellIdentity() { return identity; }
 
 class TxnTable : public testing::Test {
   protected:
-    void SetUp() override { isTxnInit(tellIdentity); }
+    void SetUp() override {
+        isTxnInit(tellIdentity);
+        removeAll();
+    }
     void TearDown() override {
+        removeAll();
+        isTxnInit(nullptr);
+    }
+    static void removeAll() {
         for (short id = 0; id < 30; ++id) {
             identity = id;
             while (Txn *txn = txnwork())
                 isTxnRemove(txn);
         }
         identity = 0;
-        isTxnInit(nullptr);
     }
     static Txn *of(short id) {
         identity = id;

@@ -1,0 +1,92 @@
+// A copy that the system stops at any of its writes: the destination's header is that of the records before.
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "shim/system_calls.h"
+#include "unit/scratch_file.h"
+
+namespace {
+
+using unit::charKey;
+
+constexpr int kFixed = 20, kMaximum = 4000, kRecords = 6;
+constexpr int kHeads = 61, kHeadsSize = 20, kLastRecord = 33;
+
+// Refuses one of the writes, counted from 0.
+class Refusing : public shim::Observer {
+  public:
+    explicit Refusing(int number) : number_(number), others_(shim::observe(this)) {}
+    ~Refusing() override { shim::observe(others_); }
+    shim::Answer before(const shim::Arguments &arguments) override {
+        if (arguments.call == shim::Call::PositionedWrite && count_++ == number_) return {true, -1, EIO, 0};
+        return others_ != nullptr ? others_->before(arguments) : shim::Answer{};
+    }
+    void after(const shim::Arguments &arguments, long result, int error) override {
+        if (others_ != nullptr) others_->after(arguments, result, error);
+    }
+    bool isDone() const { return count_ > number_; }
+
+  private:
+    const int number_;
+    shim::Observer *const others_;
+    int count_ = 0;
+};
+
+int makeSet(const std::string &base, int records) {
+    KeyDesc key = charKey(4);
+    const int fd = isvbuild(base.c_str(), kFixed, kMaximum, &key, ISINOUT | ISVARLEN | ISLOCKEXCL);
+    EXPECT_GE(fd, 0);
+    for (int i = 0; i < records; ++i) {
+        std::string record = std::to_string(1000 + i);
+        isreclen = kFixed + 150 + 130 * i;  // their room falls into different buckets
+        record.resize(static_cast<std::size_t>(isreclen), 'x');
+        EXPECT_EQ(iswrite(fd, record.data()), 0);
+    }
+    return fd;
+}
+
+std::string headerOf(const std::string &base) {
+    std::string bytes(128, '\0');
+    const int fd = open((base + ".idx").c_str(), O_RDONLY);
+    EXPECT_EQ(pread(fd, bytes.data(), bytes.size(), 0), static_cast<ssize_t>(bytes.size()));
+    close(fd);
+    return bytes;
+}
+
+std::string headsOf(const std::string &base) { return headerOf(base).substr(kHeads, kHeadsSize); }
+
+TEST(FailedCopy, LeavesTheHashHeadsOfTheRecordsBefore) {
+    testing_support::TempDir directory;
+    KeyDesc key = charKey(4);
+    std::string heads[kRecords + 1];
+    for (int i = 0; i <= kRecords; ++i) {
+        const std::string from = directory.file("a" + std::to_string(i)), to = directory.file("b" + std::to_string(i));
+        const int source = makeSet(from, i), copy = makeSet(to, 0);
+        ASSERT_EQ(iscopy(copy, source, &key), 0);
+        EXPECT_EQ(isclose(source), 0);
+        EXPECT_EQ(isclose(copy), 0);
+        heads[i] = headsOf(to);
+    }
+    const int source = makeSet(directory.file("source"), kRecords);
+    for (int number = 0;; ++number) {
+        const std::string name = directory.file("c" + std::to_string(number));
+        const int copy = makeSet(name, 0);
+        bool done = false;
+        {
+            const Refusing refusing(number);
+            const bool failed = iscopy(copy, source, &key) != 0;
+            done = refusing.isDone();
+            EXPECT_EQ(failed, done) << "write " << number;
+        }
+        EXPECT_EQ(isclose(copy), 0);
+        const long copied = ldlong(headerOf(name).data() + kLastRecord);
+        EXPECT_TRUE(headsOf(name) == heads[copied]) << "write " << number << ", " << copied << " records";
+        if (!done) break;
+    }
+    EXPECT_EQ(isclose(source), 0);
+}
+
+}  // namespace

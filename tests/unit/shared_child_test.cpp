@@ -1,0 +1,60 @@
+// A tree whose root leads to one child again and again has more nodes on its ways than the file: no index like that is
+// given up node by node.
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "base/ismif.h"
+#include "unit/scratch_file.h"
+
+namespace {
+
+using unit::charKey;
+
+constexpr int kNodeSize = 1024, kKeyLength = 100, kEntry = kKeyLength + 4;
+
+std::string contents(const std::string &path) {
+    std::string bytes;
+    char buffer[kNodeSize];
+    const int fd = open(path.c_str(), O_RDONLY);
+    for (ssize_t got = 0; (got = read(fd, buffer, sizeof buffer)) > 0;)
+        bytes.append(buffer, static_cast<std::size_t>(got));
+    close(fd);
+    return bytes;
+}
+
+TEST(SharedChild, KeepsAnIndexFromBeingDropped) {
+    testing_support::TempDir directory;
+    const std::string base = directory.file("f");
+    KeyDesc key = charKey(4), second = charKey(kKeyLength, 0, 4);
+    const int built = isbuild(base.c_str(), 4 + kKeyLength, &key, ISINOUT | ISLOCKEXCL);
+    ASSERT_EQ(isaddindex(built, &second), 0);
+    const std::uint32_t root = isAdmItoD(built)->indexes[1]->keyDesc.rootNode;
+    // Three levels: nodes of nine entries, appended.
+    for (int i = 0; i < 100; ++i) {
+        std::string record = std::to_string(1000 + i);
+        record += record + std::string(kKeyLength - 4, ' ');
+        ASSERT_EQ(iswrite(built, record.data()), 0);
+    }
+    ASSERT_EQ(isclose(built), 0);
+
+    const std::string before = contents(base + ".idx");
+    const auto at = std::size_t{root - 1} * kNodeSize;
+    const auto *node = reinterpret_cast<const std::uint8_t *>(before.data()) + at;
+    ASSERT_EQ(node[kNodeSize - 2], 2) << "level of the root";
+    const int used = ld_int(node);
+    const int file = open((base + ".idx").c_str(), O_WRONLY);
+    // Its last child has the most leaves.
+    for (int end = 2 + kEntry; end < used; end += kEntry)
+        EXPECT_EQ(pwrite(file, node + used - 4, 4, static_cast<off_t>(at) + end - 4), 4);
+    close(file);
+
+    const std::string damaged = contents(base + ".idx");
+    const int fd = isopen(base.c_str(), ISINOUT | ISLOCKEXCL);
+    EXPECT_EQ(isdelindex(fd, &second), -1);
+    EXPECT_EQ(iserrno, 105);
+    EXPECT_TRUE(contents(base + ".idx") == damaged);
+    isclose(fd);
+}
+
+}  // namespace
