@@ -24,7 +24,6 @@ struct Trial {
     std::string stoppedIn;              // the call that it ended
     std::vector<std::string> failures;  // the calls that failed as they do not without it
     bool struck = false;                // the fault was reached
-    bool failed = false;                // a call failed that succeeds without it
     int rebuilds = 0;                   // indexes and free lists made anew
     int torn = 0;                       // records that cannot be read any more
 };

@@ -188,7 +188,7 @@ std::uint32_t valueFor(const Operation &operation, const Nodes &nodes, std::size
     case 21: return old + number % 16;
     case 22: return old - number % 16;
     case 23: return old * 2;
-    case 24: return old | (all >> 1) + 1;
+    case 24: return old | ((all >> 1) + 1);
     case 25: return number % 256;
     case 26: return number % 2048;
     case 27: return kRowLength + number % 8;
