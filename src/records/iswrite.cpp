@@ -24,7 +24,6 @@ void foresee(IsamFile *h, long recnum) {
         isVLfits(h);
         isVLforget(h);
     }
-    isAudInit(h);
     if (!isLGtest(h)) return;
     isLGfits(h, logtype::kInsert, isImageLength(h));
     isLGlock(h, recnum);
@@ -39,6 +38,7 @@ void insert(IsamFile *h, const char *record) {
 
     const StoredTail tail = hasTails(h) ? isVLcode(h, record) : StoredTail{};
     if (hasTails(h)) isVLplace(h);
+    isAudInit(h);
     isAuditRecord(h, audit::kAdded, recnum, record, tail);
     isAudDone(h);
 

@@ -23,7 +23,7 @@ using namespace fault_testing;
 
 namespace {
 
-constexpr std::size_t kSample = 2500;
+constexpr std::size_t kSample = 2000;
 // The library's memory is counted in every run; in every so many the sanitizer searches for what nobody points to.
 constexpr std::size_t kLeakEvery = 16;
 constexpr std::size_t kShown = 40;

@@ -16,7 +16,7 @@ struct Scenario {
     // The log that run begins before it opens a file, if any: recovery from it, on the files as prepare left them, must
     // give what the journal says (transactions without an end are kept).
     const char *log = nullptr;
-    // Records are locked between its calls.
+    // Records are locked between its calls, as they are in transactions.
     bool locks = false;
 };
 

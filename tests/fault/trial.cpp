@@ -177,7 +177,7 @@ void Stage::child(const std::optional<Strike> &strike, bool lookForLeaks) {
     world.afterCall = [&] {
         // What could not be unlocked stays locked until it is closed.
         if (injector.unlocksFailed()) return;
-        if (const std::string left = probe.betweenCalls(scenario_.locks); !left.empty())
+        if (const std::string left = probe.betweenCalls(scenario_.locks || scenario_.log != nullptr); !left.empty())
             outcome.note("after " + journal_.events().back().call + ": " + left);
     };
     shim::observe(&injector);
