@@ -55,13 +55,13 @@ bool takeKept(IsamFile *h, int kind) {
     return false;
 }
 
-// Closes those of one file, or of any (null).
-void closeKept(const FileIdentity *file) {
+// Closes those of one file.
+void closeKept(const FileIdentity &file) {
     ProcessState &p = isProcess;
     if (p.kept == nullptr) return;
     int left = 0;
     for (int i = 0; i < p.keptCount; ++i) {
-        if (file == nullptr || p.kept[i].file == *file)
+        if (p.kept[i].file == file)
             is_close(nullptr, p.kept[i].descriptor);
         else
             p.kept[left++] = p.kept[i];
@@ -86,7 +86,7 @@ void closeFile(IsamFile *h, int kind) {
         storefd(h, -1, kind);
     } else {
         is_close(h, kind);
-        closeKept(&file);
+        closeKept(file);
     }
     file = {};
 }
@@ -151,5 +151,3 @@ int isAdmClose(IsamFile *h) {
     h->indexFd = h->dataFd = -1;
     return isAdmUnregister(h);
 }
-
-void isAdmCloseKept() { closeKept(nullptr); }

@@ -19,6 +19,3 @@ int isAdmOpen(IsamFile *h);
 // Unregisters the handle; the last one on its files releases the open lock and
 // closes them. Never fails. Returns the descriptor.
 int isAdmClose(IsamFile *h);
-
-// Closes every descriptor that is kept, without a thought of locks.
-void isAdmCloseKept();

@@ -79,7 +79,9 @@ int takeSettings(IsamFile *clone, IsamFile *h) {
 void checkPlace(IsamFile *h, IsamFile *clone) {
     for (const int kind : {ISKIND_INDEX, ISKIND_DATA}) {
         if (!is_current(h, kind, h->name)) isFail(h, ENOENT, ISIO_NAME + kind);
-        if (is_identity(h, kind).device != is_identity(clone, kind).device) isFail(h, EXDEV, ISIO_NAME + kind);
+        const bool index = kind == ISKIND_INDEX;
+        const FileIdentity &from = index ? clone->indexFile : clone->dataFile, &to = index ? h->indexFile : h->dataFile;
+        if (from.device != to.device) isFail(h, EXDEV, ISIO_NAME + kind);
     }
 }
 
