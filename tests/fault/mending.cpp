@@ -105,8 +105,7 @@ class Mender {
         return out_.removed.size() > before;
     }
 
-    // isdelrec refuses where a trail wants the image, and where an index lacks the record and cannot be made anew. Then
-    // the status byte is what tells that a record is there.
+    // isdelrec refuses what it cannot read. The status byte is what tells that a record is there.
     void remove(long number) {
         testing_support::FileReader reader(isqv_name(fd_));
         std::vector<std::string> wrong;
