@@ -42,6 +42,10 @@ int redo(int log, LogRecord *record) {
 
 int txnrecover(int log) {
     const std::int64_t size = is_size(nullptr, log);
+    if (size < 0) {
+        errno = ISERR_LOGREAD;
+        return 0;
+    }
     std::int64_t offset = 0;
     while (offset + logrec::kHeadSize <= size) {
         LogRecord record;

@@ -37,7 +37,7 @@ struct Options {
 
 struct Totals {
     long scenarios = 0, faults = 0, failed = 0, invisible = 0, fatal = 0, notReached = 0, mended = 0, rebuilds = 0,
-         torn = 0;
+         torn = 0, ends = 0;
     std::map<std::string, long> stops;  // fatal ones, by message
     std::size_t findings = 0;
 };
@@ -119,6 +119,7 @@ void count(const Strike &strike, const Trial &trial, Totals *totals) {
     if (trial.rebuilds != 0) ++totals->mended;
     totals->rebuilds += trial.rebuilds;
     totals->torn += trial.torn;
+    totals->ends += trial.ends;
 }
 
 void tell(const Scenario &scenario, const Strike &strike, const Trial &trial) {
@@ -188,9 +189,10 @@ int main(int argc, char **argv) {
     for (const auto &[message, times] : totals.stops)
         std::printf("%6ld times: %s\n", times, message.c_str());
     std::printf("%ld scenarios, %ld faults of %zu: %ld made a call fail, %ld were invisible (%ld not reached), "
-                "%ld ended the process by a fatal stop; %ld left damage that %ld rebuilds mended, %ld torn records; "
+                "%ld ended the process by a fatal stop; %ld left damage that %ld rebuilds mended, %ld torn records, "
+                "%ld calls met the end of a file; "
                 "%zu findings\n",
                 totals.scenarios, totals.faults, possible, totals.failed, totals.invisible, totals.notReached,
-                totals.fatal, totals.mended, totals.rebuilds, totals.torn, totals.findings);
+                totals.fatal, totals.mended, totals.rebuilds, totals.torn, totals.ends, totals.findings);
     return totals.findings == 0 ? 0 : 1;
 }

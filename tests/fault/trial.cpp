@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -31,6 +32,7 @@ namespace {
 
 constexpr unsigned kSeconds = 60;  // a run that takes longer hangs
 constexpr int kFatalStatus = 1;
+constexpr int kIndexRead = 0x41, kDataRead = 0x42;  // iserrio
 
 // Appends to text of a fixed size, cut off where it does not fit.
 template <std::size_t Size> void add(char (&text)[Size], const std::string &line) {
@@ -229,7 +231,7 @@ Trial Stage::perform(const std::optional<Strike> &strike, bool lookForLeaks) {
     trial.rebuilds = outcome_->rebuilds;
     trial.torn = outcome_->torn;
     if (strike)
-        for (const std::string &problem : judgeEvents(*outcome_, *strike, &trial.failures))
+        for (const std::string &problem : judgeEvents(*outcome_, *strike, &trial))
             outcome_->note(problem);
     trial.problems = lines(outcome_->problems);
     return trial;
@@ -238,8 +240,7 @@ Trial Stage::perform(const std::optional<Strike> &strike, bool lookForLeaks) {
 Trial Stage::strike(const Strike &strike, bool lookForLeaks) { return perform(strike, lookForLeaks); }
 
 // Every call must have gone as it does without the fault, or have failed in a way that its description knows.
-std::vector<std::string> Stage::judgeEvents(const Outcome &outcome, const Strike &strike,
-                                            std::vector<std::string> *failures) const {
+std::vector<std::string> Stage::judgeEvents(const Outcome &outcome, const Strike &strike, Trial *trial) const {
     std::vector<std::string> problems;
     const std::vector<Event> events = journal_.events();
     const std::string fatal = outcome.fatal;
@@ -255,7 +256,7 @@ std::vector<std::string> Stage::judgeEvents(const Outcome &outcome, const Strike
         const bool usual = i < baseline_.events.size() && baseline_.events[i].call == event.call &&
                            baseline_.events[i].state == event.state && baseline_.events[i].error == event.error;
         if (usual) continue;
-        failures->push_back(describe(event));
+        trial->failures.push_back(describe(event));
         if (isInvisible(strike.fault) || before) {
             problems.push_back(describe(event) + (before ? " before the fault" : " though nothing was refused"));
             continue;
@@ -266,6 +267,10 @@ std::vector<std::string> Stage::judgeEvents(const Outcome &outcome, const Strike
             if (i == outcome.struckEvent && !strike.lasting && event.call != "isrollback" &&
                 event.call != "isrecover" && !namesCall(event, outcome.struckCall))
                 problems.push_back(describe(event) + ", but the fault was in " + shim::callName(outcome.struckCall));
+            continue;
+        }
+        if (i > outcome.struckEvent && event.error == EIO && (event.io == kIndexRead || event.io == kDataRead)) {
+            ++trial->ends;
             continue;
         }
         if (!isDocumented(event)) problems.push_back(describe(event) + ", which is not documented");

@@ -24,8 +24,9 @@ struct Trial {
     std::string stoppedIn;              // the call that it ended
     std::vector<std::string> failures;  // the calls that failed as they do not without it
     bool struck = false;                // the fault was reached
-    int rebuilds = 0;                   // indexes and free lists made anew
-    int torn = 0;                       // records that cannot be read any more
+    int ends = 0;      // calls behind the one that failed that met the end of a file that it had left too short
+    int rebuilds = 0;  // indexes and free lists made anew
+    int torn = 0;      // records that cannot be read any more
 };
 
 class Stage {
@@ -45,8 +46,7 @@ class Stage {
     struct Trace;
     Trial perform(const std::optional<Strike> &strike, bool lookForLeaks);
     void child(const std::optional<Strike> &strike, bool lookForLeaks);
-    std::vector<std::string> judgeEvents(const Outcome &outcome, const Strike &strike,
-                                         std::vector<std::string> *failures) const;
+    std::vector<std::string> judgeEvents(const Outcome &outcome, const Strike &strike, Trial *trial) const;
 
     const Scenario &scenario_;
     std::string directory_;
