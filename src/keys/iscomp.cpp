@@ -75,8 +75,12 @@ int scan(const IndexPath *path, NodeBuf *n, const std::uint8_t *key, int offset,
 int isCompNext(const IndexPath *path, const std::uint8_t *buffer, int used, std::uint8_t *keyArea, int offset) {
     if (offset < node::kTreeStart || offset >= used) isBroken(kModule, kOffsetLine);
     const int tail = path->dupWidth + kPointerSize;
-    if (isKeyless(buffer, offset)) return offset + tail;
-    const Counts counts = readCounts(path, buffer + offset);
+    const bool keyless = isKeyless(buffer, offset);
+    const Counts counts = keyless ? Counts{} : readCounts(path, buffer + offset);
+    // The borders were checked when the node was read; but marks of shared keys that
+    // were damaged then can turn up as a key where a change has taken the one before.
+    if (offset + counts.size + counts.middle + tail > used) isBroken(kModule, kOffsetLine);
+    if (keyless) return offset + tail;
     offset += counts.size;
     std::memcpy(keyArea + counts.leading, buffer + offset, static_cast<std::size_t>(counts.middle));
     std::memset(keyArea + keyLength(path) - counts.trailing, fillByte(path), static_cast<std::size_t>(counts.trailing));
