@@ -417,7 +417,8 @@ ISAM_API int ispop(int fd, int index, long recnum);
  * and ISPREV with ISPREV, the greater modes with ISGREAT from the record's
  * key, ISCURR and ISEQUAL fail with 111. A filter that returns 0 and leaves
  * iserrno not 0 ends the read with that error. With ISLOCK the records passed
- * over stay locked. No lock; no global is set but iserrno by a failure.
+ * over stay locked. A damaged index that would lead a read round in a circle
+ * ends it with 105. No lock; no global is set but iserrno by a failure.
  * Error: 101. */
 ISAM_API int isfilter(int fd, int (*filter)(int fd, char *record, int mode));
 

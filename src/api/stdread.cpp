@@ -3,6 +3,7 @@
 #include "api/stdwrap.h"
 #include "isam.h"
 #include "isam_maint.h"  // isAdmItoD
+#include "records/iscircle.h"
 #include "records/isread.h"
 
 namespace {
@@ -33,8 +34,10 @@ int failed(IsamFile *h, int code) {
 // Reads until the filter accepts a record. The globals are set each time, so
 // that the filter can look at them, and can leave an error in iserrno.
 int rdfilter(int fd, IsamFile *h, char *record, int mode) {
+    ScanWatch watch{};
     for (int next = mode;;) {
         if (!isRead(h, record, next)) return isWrapDone(h, 0);
+        isScanStep(h, &watch);
         isWrapDone(h, 1);
         const int accepted = h->filter(fd, record, mode);
         // The filter may have worked on other files, closed this one or removed
@@ -47,6 +50,7 @@ int rdfilter(int fd, IsamFile *h, char *record, int mode) {
         if (iserrno != 0) return failed(h, iserrno);
         next = followUp(next);
         if (next == kNoFollowUp) return failed(h, ISERR_NOTFOUND);
+        if (isScanCircle(h, &watch)) return failed(h, ISERR_CORRUPT);
         if (h->filter == nullptr) return isWrapDone(h, isRead(h, record, next));
     }
 }

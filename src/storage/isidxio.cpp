@@ -21,7 +21,11 @@ void isGetNode(IsamFile *h, std::uint8_t *buffer, std::uint32_t number) {
 }
 
 void isGetLinked(IsamFile *h, std::uint8_t *buffer, std::uint32_t number) {
-    if (!is_read_within(h, ISKIND_INDEX, buffer, h->nodeSize, nodeOffset(h, number))) isFail(h, ISERR_CORRUPT);
+    isGetLinkedPart(h, buffer, h->nodeSize, number);
+}
+
+void isGetLinkedPart(IsamFile *h, std::uint8_t *bytes, int length, std::uint32_t number) {
+    if (!is_read_within(h, ISKIND_INDEX, bytes, length, nodeOffset(h, number))) isFail(h, ISERR_CORRUPT);
 }
 
 void isPutNode(IsamFile *h, const std::uint8_t *buffer, std::uint32_t number) {

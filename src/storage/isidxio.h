@@ -11,6 +11,7 @@ void isPutNode(IsamFile *h, const std::uint8_t *buffer, std::uint32_t number);
 // Reads a node that a link leads to: 105 where the file ends before it, which a
 // checked number does not rule out.
 void isGetLinked(IsamFile *h, std::uint8_t *buffer, std::uint32_t number);
+void isGetLinkedPart(IsamFile *h, std::uint8_t *bytes, int length, std::uint32_t number);  // its first bytes
 
 // Reads and writes length bytes of a node in place, at offset.
 void isGetNodePart(IsamFile *h, std::uint8_t *bytes, int length, std::uint32_t number, int offset);

@@ -48,6 +48,12 @@ LinkWrite *addLink(RemStage *stage) {
     return &stage->links[stage->linkCount++];
 }
 
+// Puts the links that are set for a node into a copy of it.
+void applyLinks(const RemStage *stage, std::uint32_t number, std::uint8_t *node) {
+    for (int i = 0; i < stage->linkCount; ++i)
+        if (stage->links[i].number == number) st_long(stage->links[i].value, node + stage->links[i].offset);
+}
+
 bool isDirty(RemStage *stage, std::uint32_t number) {
     const StagedNode *node = find(stage, number);
     return node != nullptr && node->dirty;
@@ -75,10 +81,19 @@ std::uint8_t *isStageLoad(IsamFile *h, RemStage *stage, std::uint32_t number) {
     StagedNode *node = take(h, stage, number);
     isGetLinked(h, node->bytes, number);
     isCheckRemNode(h, node->bytes);
-    for (int i = 0; i < stage->linkCount; ++i)
-        if (stage->links[i].number == number) st_long(stage->links[i].value, node->bytes + stage->links[i].offset);
+    applyLinks(stage, number, node->bytes);
     node->number = number;
     return node->bytes;
+}
+
+void isStagePeek(IsamFile *h, RemStage *stage, std::uint32_t number, std::uint8_t *head) {
+    isCheckNodeNumber(h, number);
+    if (const StagedNode *staged = find(stage, number)) {
+        std::memcpy(head, staged->bytes, kDataStart);
+        return;
+    }
+    isGetLinkedPart(h, head, kDataStart, number);
+    applyLinks(stage, number, head);
 }
 
 std::uint8_t *isStageFresh(IsamFile *h, RemStage *stage, std::uint32_t number) {

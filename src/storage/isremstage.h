@@ -36,6 +36,10 @@ void isStageClear(RemStage *stage);
 // yet. Valid until another node is loaded, unless it is dirty.
 std::uint8_t *isStageLoad(IsamFile *h, RemStage *stage, std::uint32_t number);
 
+// The bytes in front of a node's pieces as they are going to be, in head. Nothing
+// is checked but that the file has them; whatever the node is, it is not loaded.
+void isStagePeek(IsamFile *h, RemStage *stage, std::uint32_t number, std::uint8_t *head);
+
 // A zeroed buffer for a new node, which is dirty.
 std::uint8_t *isStageFresh(IsamFile *h, RemStage *stage, std::uint32_t number);
 

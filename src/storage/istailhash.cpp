@@ -9,17 +9,28 @@ using namespace remnant;
 
 namespace {
 
+// Whether a link leads to a node of the same bucket. One that a change which was
+// cut short left behind may lead anywhere by now: to a node of another bucket, of
+// a tree or of a list.
+bool isFiled(IsamFile *h, RemStage *stage, std::uint32_t number, int in, std::uint8_t *head) {
+    if (number == 0) return false;
+    isStagePeek(h, stage, number, head);
+    return ld_int(head + kMagicOffset) == kMagic && bucket(head) == in;
+}
+
 void unlink(IsamFile *h, RemStage *stage, const std::uint8_t *node, std::uint32_t number) {
-    const std::uint32_t older = next(node), newer = previous(node);
-    std::uint32_t &head = h->hashHeads[bucket(node)];
+    const int from = bucket(node);
+    std::uint32_t older = remnant::next(node), newer = previous(node), &head = h->hashHeads[from];
+    std::uint8_t neighbour[kDataStart];
     // The head is known by the header: a link towards it that a dead process
     // left behind means nothing.
-    const bool atHead = head == number;
-    if (older != 0) isStageLink(h, stage, older, kPreviousOffset, atHead ? 0 : newer);
-    if (atHead)
-        head = older;
-    else if (newer != 0)
-        isStageLink(h, stage, newer, kNextOffset, older);
+    if (head == number) newer = 0;
+    // A neighbour that does not point back is none.
+    if (!isFiled(h, stage, older, from, neighbour) || previous(neighbour) != number) older = 0;
+    if (!isFiled(h, stage, newer, from, neighbour) || remnant::next(neighbour) != number) newer = 0;
+    if (older != 0) isStageLink(h, stage, older, kPreviousOffset, newer);
+    if (newer != 0) isStageLink(h, stage, newer, kNextOffset, older);
+    if (head == number) head = older;
 }
 
 // A bucket that has the node in front although the node is filed elsewhere: the
@@ -32,6 +43,8 @@ void forgetElsewhere(IsamFile *h, std::uint32_t number, int filed) {
 
 void linkInFront(IsamFile *h, RemStage *stage, std::uint8_t *node, std::uint32_t number, int into) {
     std::uint32_t &head = h->hashHeads[into];
+    std::uint8_t older[kDataStart];
+    if (!isFiled(h, stage, head, into, older)) head = 0;
     if (head != 0) isStageLink(h, stage, head, kPreviousOffset, number);
     st_long(head, node + kNextOffset);
     st_long(0, node + kPreviousOffset);

@@ -6,8 +6,10 @@
 //   (1) a node with more than 200 free bytes is in the bucket that they give,
 //       one with less is in none and keeps whatever links it had last;
 //   (2) the head's link towards the head is 0.
-// A process that died within a change may have left neither true. The hash is
-// for finding room only, so that costs room at the worst.
+// A process that died within a change may have left neither true, and links that
+// lead to what is no neighbour any more. So a neighbour is looked at before its
+// link is set. The hash is for finding room only: a link that was lost costs room
+// at the worst, one set in a node of a tree would cost records.
 #pragma once
 
 #include "storage/isremstage.h"

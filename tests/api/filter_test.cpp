@@ -1,6 +1,7 @@
 // Filters: what they see, and how a read goes on after a rejected record.
 
 #include "api_test.h"
+#include "steps.h"
 
 #include <functional>
 
@@ -183,6 +184,38 @@ TEST_F(Filter, MayCloseTheFile) {
     Row got;
     EXPECT_EQ(isread(fd, got, ISFIRST), -1);
     EXPECT_FAILS(ISERR_NOTOPEN, isclose(fd));
+}
+
+// Damage: record 3 has the id of record 1, and whoever goes on with the next greater id behind it comes to record 2.
+TEST_F(Filter, ReadThatWouldGoRoundForEverIsDamage) {
+    const std::string data = contents(std::string(base()) + ".dat");
+    patchFile(std::string(base()) + ".dat", 2 * data.size() / 6, data.substr(0, 4));
+    EXPECT_OK(isindex(fd, 1, 0));
+    int calls = 0;
+    install([&](int, char *, int) {
+        if (++calls == 1000) iserrno = ISERR_NOLOG;
+        return 0;
+    });
+    EXPECT_EQ(get(ISGREAT), -ISERR_CORRUPT);
+    EXPECT_LT(calls, 10);
+    // The reads before are as they were.
+    EXPECT_EQ(get(ISLAST), -ISERR_ENDOFFILE);
+    patchFile(std::string(base()) + ".dat", 0, data);
+}
+
+// One that looks elsewhere in the file itself may come by the same place again.
+TEST_F(Filter, MayLeadTheReadRound) {
+    int calls = 0;
+    install([&](int of, char *record, int) {
+        if (++calls == 100) return 1;
+        if (ldlong(record) == 6) {
+            const int standing = isfilter(of, nullptr) | isstart(of, nullptr, 0, record, ISFIRST);
+            EXPECT_EQ(standing | isfilter(of, callJudge), 0);
+        }
+        return 0;
+    });
+    EXPECT_EQ(get(ISFIRST), 4);
+    EXPECT_EQ(calls, 100);
 }
 
 }  // namespace

@@ -129,7 +129,7 @@ class FileJudge {
             }
             const std::int32_t ident = identOf(found.image);
             const Value *const value = match(ident, found);
-            if (value == nullptr && insideWrite_ && inFlight(ident)) {
+            if (value == nullptr && inFlight(ident) && (insideWrite_ || isMixture(found.image, ident))) {
                 ++verdict_.torn;
                 settled_.emplace(ident, Value{true, found.image, found.mask});
                 continue;
@@ -158,6 +158,25 @@ class FileJudge {
             if (value.present && essence(value.image) == essence(found.image) && (!masked || value.mask == found.mask))
                 return &value;
         return nullptr;
+    }
+
+    // Pieces of both tails: the new one takes the room of the old one.
+    bool isMixture(const std::string &image, std::int32_t ident) const {
+        constexpr std::size_t kPiece = 994;
+        const auto fixed = static_cast<std::size_t>(expected_.shape.minimum);
+        if (!expected_.shape.variable()) return false;
+        std::set<std::string> fixedParts, pieces;
+        const auto cut = [&](const std::string &whole, auto &&take) {
+            for (std::size_t at = fixed; at < whole.size(); at += kPiece)
+                take(whole.substr(at, kPiece));
+        };
+        for (const Value &value : expected_.records.at(ident)) {
+            fixedParts.insert(value.image.substr(0, fixed));
+            cut(value.image, [&](const std::string &piece) { pieces.insert(piece); });
+        }
+        bool made = fixedParts.contains(image.substr(0, fixed));
+        cut(image, [&](const std::string &piece) { made = made && pieces.contains(piece); });
+        return made;
     }
 
     std::int32_t slotIdent(long number) const {

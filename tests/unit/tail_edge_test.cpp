@@ -75,4 +75,84 @@ TEST_F(TailEdge, HeadOfANodeThatIsFiledElsewhereIsGivenUp) {
     EXPECT_EQ(numberAt(after, 61 + 4 * 4), 0U);
 }
 
+// Three half-full nodes in one bucket and a full one in none. Links that a change which was cut short left behind are
+// patched in; what they lead to must stay as it is.
+class StrayLink : public TailEdge {
+  protected:
+    static constexpr long kNode = 1024, kNext = 4, kPrevious = 8;
+    void SetUp() override {
+        TailEdge::SetUp();
+        const int fd = open();
+        ASSERT_EQ(add(fd, "bbbb", 500), 0);
+        ASSERT_EQ(add(fd, "cccc", 500), 0);
+        ASSERT_EQ(add(fd, "dddd", 994), 0);
+        ASSERT_EQ(isclose(fd), 0);
+        youngest_ = head(2);
+        middle_ = link(youngest_, kNext);
+        oldest_ = link(middle_, kNext);
+        full_ = youngest_ + 1;
+        ASSERT_EQ(link(oldest_, kPrevious), middle_);
+        ASSERT_EQ(numberAt(node(full_), 0) & 0xffff, 32294U);
+    }
+    std::string node(std::uint32_t number) const {
+        return bytesOf(name_ + ".idx").substr((number - 1) * static_cast<std::size_t>(kNode), kNode);
+    }
+    std::uint32_t head(std::size_t bucket) const { return numberAt(bytesOf(name_ + ".idx"), 61 + 4 * bucket); }
+    std::uint32_t link(std::uint32_t number, std::size_t offset) const { return numberAt(node(number), offset); }
+    void setLink(std::uint32_t number, long offset, std::uint32_t value) const {
+        patch(name_ + ".idx", (static_cast<long>(number) - 1) * kNode + offset, be(value, 4));
+    }
+    void remove(std::string key) const {
+        key.resize(kMaximum, ' ');
+        const int fd = open();
+        ASSERT_EQ(isdelete(fd, key.data()), 0);
+        ASSERT_EQ(isclose(fd), 0);
+    }
+    std::uint32_t oldest_ = 0, middle_ = 0, youngest_ = 0, full_ = 0;
+};
+
+TEST_F(StrayLink, NodeThatIsFiledElsewhereIsNotLinked) {
+    setLink(middle_, kPrevious, full_);
+    setLink(full_, kNext, middle_);
+    const std::string before = node(full_);
+    remove("bbbb");
+    EXPECT_EQ(node(full_), before);
+    EXPECT_EQ(link(oldest_, kPrevious), 0U);
+}
+
+TEST_F(StrayLink, OlderNodeThatDoesNotPointBackIsNotLinked) {
+    setLink(oldest_, kPrevious, youngest_);
+    remove("bbbb");
+    EXPECT_EQ(link(oldest_, kPrevious), youngest_);
+    // What came behind it there is given up.
+    EXPECT_EQ(link(youngest_, kNext), 0U);
+}
+
+TEST_F(StrayLink, YoungerNodeThatDoesNotPointBackIsNotLinked) {
+    setLink(youngest_, kNext, oldest_);
+    remove("bbbb");
+    EXPECT_EQ(link(youngest_, kNext), oldest_);
+    EXPECT_EQ(link(oldest_, kPrevious), 0U);
+}
+
+TEST_F(StrayLink, BucketWhoseHeadIsFiledElsewhereBeginsAnew) {
+    patch(name_ + ".idx", 61 + 4 * 2, be(full_, 4));
+    const std::string before = node(full_);
+    const int fd = open();
+    ASSERT_EQ(add(fd, "eeee", 500), 0);
+    ASSERT_EQ(isclose(fd), 0);
+    EXPECT_EQ(node(full_), before);
+    EXPECT_EQ(head(2), full_ + 1);
+    EXPECT_EQ(link(head(2), kNext), 0U);
+}
+
+TEST_F(StrayLink, LinkPastTheFilesEndIsDamage) {
+    patch(name_ + ".idx", 37, be(100, 4));
+    setLink(middle_, kNext, 50);
+    std::string key = "bbbb";
+    key.resize(kMaximum, ' ');
+    EXPECT_EQ(isdelete(open(), key.data()), -1);
+    EXPECT_EQ(iserrno, 105);
+}
+
 }  // namespace
