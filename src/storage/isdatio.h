@@ -34,9 +34,10 @@ inline std::uint32_t mask(const IsamFile *h) { return ld_long(h->recordBuffer + 
 
 }  // namespace slot
 
-// May recnum be that of a slot: is it 1..highest?
+// May recnum be that of a slot: is it 1..highest, in a file with records? Whatever
+// the header of another file says is its highest.
 inline bool isSlotNumber(const IsamFile *h, long recnum) {
-    return recnum > 0 && static_cast<unsigned long>(recnum) <= h->dataFree.last;
+    return hasData(h) && recnum > 0 && static_cast<unsigned long>(recnum) <= h->dataFree.last;
 }
 
 // Slots that the data file has, at most the highest.

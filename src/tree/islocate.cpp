@@ -62,7 +62,7 @@ Route naturalRoute(const IsamFile *h, int mode) {
 // The record's slot is in the slot buffer when this succeeds.
 bool natural(IsamFile *h, int mode) {
     const Route route = naturalRoute(h, mode);
-    const std::int64_t highest = h->dataFree.last;
+    const std::int64_t highest = hasData(h) ? h->dataFree.last : 0;
     std::int64_t number = route.start;
     if (number < 1 || number > highest) return false;
     isGetData(h, static_cast<long>(number));

@@ -127,6 +127,9 @@ TEST_F(Rollback, LockCheckDoesNotStandInTheWay) {
     EXPECT_OK(isread(fd, got, ISEQUAL | ISLOCK));
     EXPECT_OK(isdelcurr(fd));
     expectAsBefore();
+    // It is on again.
+    EXPECT_OK(isrelease(fd));
+    EXPECT_FAILS(ISERR_NOCURRENT, isdelrec(fd, 1));
 }
 
 TEST_F(Rollback, RecordsOfAPreciousFileComeBackUnderNewNumbers) {

@@ -251,6 +251,16 @@ TEST_F(Settings, LeavingAutomaticLocksReleasesThem) {
     EXPECT_EQ(readId(other, ISFIRST | ISLOCK), 1);
 }
 
+TEST_F(Settings, StayingWithAutomaticLocksKeepsThem) {
+    const int fd = fill({1, 2}, ISINOUT | ISLOCKAUTO);
+    const int other = open();
+    EXPECT_EQ(readId(fd, ISFIRST), 1);
+    EXPECT_OK(issetmode(fd, ISLOCKAUTO));
+    EXPECT_EQ(readId(other, ISFIRST | ISLOCK), -ISERR_LOCKED);
+    EXPECT_OK(issetmode(fd, ISLOCKMANUAL));
+    EXPECT_EQ(readId(other, ISFIRST | ISLOCK), 1);
+}
+
 TEST_F(Settings, LockCheckAsksForALockOfTheHandle) {
     const int fd = fill({1, 2});
     EXPECT_OK(islockcheck(fd, 1));

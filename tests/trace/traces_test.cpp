@@ -17,7 +17,7 @@ namespace {
 
 using testing_support::keyDesc;
 
-constexpr int kFixedLength = 40, kLongest = 400;
+constexpr int kFixedLength = 40, kLongest = 3000;
 constexpr long kNodeSize = 1024;
 // Behind the fixed part: the status byte, and six bytes that lead to a tail.
 constexpr long kFixedSlot = kFixedLength + 1, kVariableSlot = kFixedSlot + 6;
@@ -192,6 +192,62 @@ TEST_P(Traces, RollBack) {
     begin();
     expectTrace("rollback", changes("roll back", isrollback));
 }
+
+// Here the file grows, and the order of writes decides what a process that dies leaves: what makes it longer comes
+// first, what leads there later.
+TEST_P(Traces, DeleteWithANewListNode) {
+    fd_ = isopen(base_.c_str(), ISINOUT | ISLOCKMANUAL | kind());
+    expectTrace("delete_grow", [this] { return remove(70); });
+}
+
+// One of the new nodes is free, the other makes the file longer, as the record's slot does.
+TEST_P(Traces, InsertThatSplitsATree) {
+    KeyDesc dropped = keyDesc(ISDUPS, {{16, 8}});
+    const int fd = isopen(base_.c_str(), ISINOUT | ISLOCKEXCL | kind());
+    ASSERT_EQ(isaddindex(fd, &dropped), 0);
+    ASSERT_EQ(isdelindex(fd, &dropped), 0);
+    ASSERT_EQ(isclose(fd), 0);
+    fd_ = isopen(base_.c_str(), ISINOUT | ISLOCKMANUAL | kind());
+    // Entries of 12 and 16 bytes: the second index's leaf takes 63.
+    for (int i = 10; i <= 63; ++i)
+        ASSERT_EQ(write(fd_, record(10 * i, i)), 0);
+    expectTrace("insert_split", [this] { return write(fd_, record(55, 5)); });
+}
+
+TEST_P(Traces, InsertThatSplitsATreeIntoFreeNodes) {
+    const int fd = isopen(base_.c_str(), ISINOUT | ISLOCKEXCL | kind());
+    for (short at = 16; at < 19; ++at) {
+        KeyDesc dropped = keyDesc(ISDUPS, {{at, 8}});
+        ASSERT_EQ(isaddindex(fd, &dropped), 0);
+    }
+    for (short at = 16; at < 19; ++at) {
+        KeyDesc dropped = keyDesc(ISDUPS, {{at, 8}});
+        ASSERT_EQ(isdelindex(fd, &dropped), 0);
+    }
+    ASSERT_EQ(isclose(fd), 0);
+    fd_ = isopen(base_.c_str(), ISINOUT | ISLOCKMANUAL | kind());
+    for (int i = 10; i <= 63; ++i)
+        ASSERT_EQ(write(fd_, record(10 * i, i)), 0);
+    expectTrace("insert_split_free", [this] { return write(fd_, record(55, 5)); });
+}
+
+TEST_P(Traces, AddIndex) {
+    fd_ = isopen(base_.c_str(), ISINOUT | ISLOCKEXCL | kind());
+    KeyDesc remark = keyDesc(ISDUPS, {{16, 8}});
+    expectTrace("add_index", [&] { return isaddindex(fd_, &remark); });
+}
+
+class LongTails : public Traces {};
+
+TEST_P(LongTails, Insert) {
+    fd_ = isopen(base_.c_str(), ISINOUT | ISLOCKMANUAL | kind());
+    std::string longest = record(55, 5);
+    longest.resize(kLongest, 'a');
+    expectTrace("insert_long", [&] { return write(fd_, longest); });
+}
+
+INSTANTIATE_TEST_SUITE_P(Files, LongTails, testing::Values("variable"),
+                         [](const auto &instance) { return std::string(instance.param); });
 
 INSTANTIATE_TEST_SUITE_P(Files, Traces, testing::Values("fixed", "variable"),
                          [](const auto &instance) { return std::string(instance.param); });

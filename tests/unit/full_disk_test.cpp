@@ -97,4 +97,23 @@ TEST_F(FullDisk, RecordThatDoesNotFitIsNotWrittenAndNotLocked) {
     EXPECT_EQ(file_.write("9999"), highest + 1);
 }
 
+// The record goes before the list has room for its number, and comes back.
+TEST(FullDiskDelete, RecordWhoseNumberFindsNoRoomStays) {
+    ScratchFile file{120, charKey(4)};
+    for (int i = 0; i < 3; ++i)
+        ASSERT_EQ(file.write(std::to_string(1000 + i)), i + 1);
+    {
+        SizeLimit limit(sizeOf(file.base() + ".idx"));
+        EXPECT_EQ(isdelrec(file.fd(), 2), -1);
+    }
+    EXPECT_EQ(iserrno, EFBIG);
+    char record[120];
+    isrecnum = 2;
+    EXPECT_EQ(isread(file.fd(), record, ISFIRST), 0);
+    EXPECT_EQ(isread(file.fd(), record, ISNEXT), 0);
+    EXPECT_EQ(isrecnum, 2);
+    EXPECT_EQ(testing_support::checkFiles(file.base()).text(), "");
+    EXPECT_EQ(isdelrec(file.fd(), 2), 0);
+}
+
 }  // namespace

@@ -19,6 +19,7 @@ TEST(StandardError, WhenClosedIsNotUsedForFiles) {
         KeyDesc key = charKey(4);
         const int fd = isbuild(base.c_str(), 20, &key, ISINOUT);
         if (fd < 0) _exit(1);
+        if (islogopen(directory.file("log").c_str()) != 0) _exit(3);
         _exit(isqv_idxfd(fd) > 2 && isqv_datfd(fd) > 2 && fcntl(2, F_GETFD) == -1 ? 0 : 2);
     }
     int status = 0;

@@ -63,6 +63,28 @@ TEST_F(TailEdge, PieceBeyondTheFilesEndIsDamage) {
     EXPECT_EQ(iserrno, 105);
 }
 
+// Giving such a tail back would take the other record's room.
+TEST_F(TailEdge, PieceThatGoesOnBesideAnotherRecordsIsDamage) {
+    const int fd = open();
+    ASSERT_EQ(add(fd, "bbbb", 300), 0);  // in the same node
+    ASSERT_EQ(add(fd, "cccc", 600), 0);
+    ASSERT_EQ(isclose(fd), 0);
+    const std::string data = bytesOf(name_ + ".dat");
+    const std::size_t pointer = kFixed + 1, slot = data.size() / 3;
+    const std::string first = data.substr(pointer + 2, 4), last = data.substr(2 * slot + pointer + 2, 4);
+    ASSERT_EQ(first.substr(1), data.substr(slot + pointer + 3, 3));
+    patch(name_ + ".dat", pointer, be(1100, 2));
+    patch(name_ + ".idx", (static_cast<long>(numberAt(first, 0) & 0xffffff) - 1) * 1024 + 16, last + be(1, 1));
+    std::string record(kMaximum, ' ');
+    const int damaged = open();
+    ASSERT_EQ(isread(damaged, record.data(), ISFIRST), 0);
+    EXPECT_EQ(isreclen, kFixed + 1100);
+    const std::string before = bytesOf(name_ + ".idx");
+    EXPECT_EQ(isdelete(damaged, record.data()), -1);
+    EXPECT_EQ(iserrno, 105);
+    EXPECT_EQ(bytesOf(name_ + ".idx"), before);
+}
+
 // The node is filed by its own word; a head elsewhere that a dead process left is given up when it is next touched.
 TEST_F(TailEdge, HeadOfANodeThatIsFiledElsewhereIsGivenUp) {
     const std::string before = bytesOf(name_ + ".idx");
@@ -144,6 +166,20 @@ TEST_F(StrayLink, BucketWhoseHeadIsFiledElsewhereBeginsAnew) {
     EXPECT_EQ(node(full_), before);
     EXPECT_EQ(head(2), full_ + 1);
     EXPECT_EQ(link(head(2), kNext), 0U);
+}
+
+// No tail made here has two pieces that are filed. Both are given back, and nothing is written into them any more.
+TEST_F(StrayLink, NodeThatIsGivenBackTooIsNotLinked) {
+    remove("dddd");
+    const std::string data = bytesOf(name_ + ".dat");
+    const std::string second = data.substr(data.size() / 4 + kFixed + 1 + 2, 4);
+    ASSERT_EQ(numberAt(second, 0), middle_);
+    patch(name_ + ".dat", kFixed + 1, be(1000, 2));
+    patch(name_ + ".idx", (static_cast<long>(oldest_) - 1) * kNode + 16, second + be(1, 1));
+    const std::string before = node(middle_);
+    remove("aaaa");
+    EXPECT_EQ(node(middle_), before);
+    EXPECT_EQ(link(youngest_, kNext), 0U);
 }
 
 TEST_F(StrayLink, LinkPastTheFilesEndIsDamage) {
