@@ -203,6 +203,24 @@ TEST_F(Filter, ReadThatWouldGoRoundForEverIsDamage) {
     patchFile(std::string(base()) + ".dat", 0, data);
 }
 
+// Keys alone may all have one number, and be equal as well: that is no circle.
+TEST_F(Filter, PassesOverEqualKeysWithOneNumber) {
+    KeyDesc key = groupKey();
+    const int keys = isbuild(path("keys").c_str(), 0, &key, ISINOUT);
+    for (const int group : {1, 1, 1, 2, 2, 3}) {
+        isrecnum = 7;
+        EXPECT_OK(iswrite(keys, row(0, "", group)));
+    }
+    int calls = 0;
+    judge = [&](int, char *, int) {
+        ++calls;
+        return 0;
+    };
+    EXPECT_OK(isfilter(keys, callJudge));
+    EXPECT_FAILS(ISERR_ENDOFFILE, isread(keys, row(0), ISFIRST));
+    EXPECT_EQ(calls, 6);
+}
+
 // One that looks elsewhere in the file itself may come by the same place again.
 TEST_F(Filter, MayLeadTheReadRound) {
     int calls = 0;

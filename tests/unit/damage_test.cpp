@@ -71,6 +71,41 @@ TEST_F(DamagedHeader, NodeSizesThatHoldNoHeaderAreRefused) {
     }
 }
 
+// The header itself ends behind the file.
+TEST_F(DamagedHeader, NodesLongerThanTheFileCannotBeRead) {
+    patch(index(), 6, {0xff, 0xff});
+    EXPECT_EQ(open(), -1);
+    EXPECT_EQ(iserrno, EIO);
+    EXPECT_EQ(iserrio, 0x41);
+}
+
+// The file counts as one that keeps keys alone, and its data file is not looked at.
+TEST_F(DamagedHeader, NoRecordLengthMakesAFileOfKeys) {
+    patch(index(), 13, {0, 0});
+    const int fd = open();
+    ASSERT_GE(fd, 0);
+    EXPECT_EQ(isqv_datfd(fd), -1);
+    char record[20] = {};
+    for (int i = 1; i <= 3; ++i) {
+        ASSERT_EQ(isread(fd, record, i == 1 ? ISFIRST : ISNEXT), 0);
+        EXPECT_EQ(isrecnum, i);
+    }
+    EXPECT_EQ(isread(fd, record, ISNEXT), -1);
+    EXPECT_EQ(iserrno, 110);
+    EXPECT_EQ(isdata(fd, record, 1), -1);
+    EXPECT_EQ(isclose(fd), 0);
+}
+
+TEST(DamagedHeaderOfKeys, RecordLengthWithoutADataFileIsAMissingFile) {
+    testing_support::TempDir directory;
+    const std::string base = directory.file("f");
+    KeyDesc key = charKey(4);
+    ASSERT_EQ(isclose(isbuild(base.c_str(), 0, &key, ISINOUT)), 0);
+    patch(base + ".idx", 13, {0xff, 0xff});
+    EXPECT_EQ(isopen(base.c_str(), ISINOUT), -1);
+    EXPECT_EQ(iserrno, ENOENT);
+}
+
 // Damage in the last leaf must show before the first node is given away.
 TEST(DamagedTree, IsNotHalfDroppedWithItsIndex) {
     ScratchFile file(200, charKey(4));
