@@ -204,7 +204,14 @@ bool Worker::copyRecords(int last) {
     journal_->exclusive = 0;
     if (isclose(fd_) != 0) return false;
     fd_ = -1;
-    if (iserase(basePath().c_str()) != 0 || isrename(mended.c_str(), basePath().c_str()) != 0) return false;
+    // Somebody may just be trying whether it can be opened.
+    while (iserase(basePath().c_str()) != 0) {
+        if (iserrno != ISERR_FILEINUSE) return false;
+        add(Counter::KeptOut);
+        const timespec time{0, 200000};
+        nanosleep(&time, nullptr);
+    }
+    if (isrename(mended.c_str(), basePath().c_str()) != 0) return false;
     openAlone();
     return true;
 }
