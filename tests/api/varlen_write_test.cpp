@@ -4,20 +4,20 @@
 namespace api {
 namespace {
 
-struct Way {
+struct WritingCall {
     const char *name;
     int (*call)(int, char *);
 };
 
 class VarWrite : public VarTest {
   protected:
-    const std::vector<Way> ways = {{"iswrite", iswrite}, {"iswrlock", iswrlock}, {"iswrcurr", iswrcurr}};
+    const std::vector<WritingCall> ways = {{"iswrite", iswrite}, {"iswrlock", iswrlock}, {"iswrcurr", iswrcurr}};
 };
 
 TEST_F(VarWrite, SetsAllResultsAndKeepsTheLength) {
     const int fd = buildVar();
     long number = 1;
-    for (const Way &way : ways) {
+    for (const WritingCall &way : ways) {
         SCOPED_TRACE(way.name);
         iserrno = iserrio = 77;
         isrecnum = 77;
@@ -65,7 +65,7 @@ TEST_F(VarWrite, TailPointerTellsLengthAndPlace) {
 TEST_F(VarWrite, AboveTheMaximumNothingChanges) {
     const int fd = fillVar({0, 100});
     const std::string record = rec(row(99), letters(40000));
-    for (const Way &way : ways) {
+    for (const WritingCall &way : ways) {
         SCOPED_TRACE(way.name);
         for (const int length : {kVarMax + 1, kVarMax + 2, 32511, 32512, 40000})
             expectRefused(base(), ISERR_ROWSIZE, [&] { return sendAs(length, way.call, fd, record); });
@@ -85,7 +85,7 @@ TEST_F(VarWrite, LongestOfAllLengthsIsRefusedByAnInteger) {
 
 TEST_F(VarWrite, DuplicateIsReportedBeforeTheLength) {
     const int fd = fillVar({0, 100});
-    for (const Way &way : ways) {
+    for (const WritingCall &way : ways) {
         SCOPED_TRACE(way.name);
         expectRefused(base(), ISERR_DUPLICATE, [&] { return send(way.call, fd, rec(10, kVarMax)); });
         expectRefused(base(), ISERR_DUPLICATE, [&] { return send(way.call, fd, rec(20, 3000)); });

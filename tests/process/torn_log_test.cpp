@@ -6,7 +6,7 @@
 namespace process_testing {
 namespace {
 
-constexpr int kSteps = 40;
+constexpr int kTornSteps = 40;
 constexpr int kCuts = 12;  // of each kind
 
 // A log whose writer died in the middle of a record.
@@ -16,7 +16,7 @@ class TornLog : public TxnLogTest {
         TxnLogTest::SetUp();
         TxnWork work(shared, shelf.path(), {0, 1, 7});
         bool good = work.prepare(shelf.log());
-        for (int i = 0; good && i < kSteps; ++i)
+        for (int i = 0; good && i < kTornSteps; ++i)
             good = work.step();
         ASSERT_TRUE(good && work.finish()) << work.failure();
         whole = readLog();

@@ -8,7 +8,7 @@
 namespace process_testing {
 namespace {
 
-constexpr int kPiece = 994;  // the longest that a node holds of a tail
+constexpr int kWholePiece = 994;  // the longest that a node holds of a tail
 
 // Two processes take turns with one file of variable-length records: what one knows of nodes with room, free nodes and
 // tails is of no use after the other's change.
@@ -88,14 +88,14 @@ TEST_P(VariableRefresh, RoomThatTheOtherTookIsNotGivenTwice) {
 
 TEST_P(VariableRefresh, NodesFreedByOneAreTakenByTheOther) {
     for (int key = 0; key < 6; ++key)
-        ASSERT_TRUE(succeeds(a, jobs::writeLong(0, key, kLongMinimum + 2 * kPiece)));
+        ASSERT_TRUE(succeeds(a, jobs::writeLong(0, key, kLongMinimum + 2 * kWholePiece)));
     const std::uint32_t most = lastNode();
     for (int round = 0; round < 4; ++round) {
         Worker &remover = round % 2 == 0 ? a : b, &writer = round % 2 == 0 ? b : a;
         for (int key = 0; key < 6; ++key)
             ASSERT_TRUE(succeeds(remover, jobs::removeLong(0, key)));
         for (int key = 0; key < 6; ++key)
-            ASSERT_TRUE(succeeds(writer, jobs::writeLong(0, key, kLongMinimum + 2 * kPiece)));
+            ASSERT_TRUE(succeeds(writer, jobs::writeLong(0, key, kLongMinimum + 2 * kWholePiece)));
     }
     EXPECT_LE(lastNode(), most + 1);  // one for the list of free nodes
     report();
@@ -108,7 +108,7 @@ TEST_P(VariableRefresh, RandomChangesInTurns) {
         Worker &writer = random.percent(50) ? a : b, &reader = &writer == &a ? b : a;
         const int key = random.below(40);
         const int tail = random.percent(60)   ? random.below(400)
-                         : random.percent(50) ? random.between(1, 4) * kPiece + random.between(-1, 1)
+                         : random.percent(50) ? random.between(1, 4) * kWholePiece + random.between(-1, 1)
                                               : random.below(kLongMaximum - kLongMinimum + 1);
         const int length = kLongMinimum + tail;
         const bool there = lengths.count(key) != 0;

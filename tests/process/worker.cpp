@@ -49,7 +49,7 @@ std::vector<int> &keptEnds() {
 Job current;
 int commands = -1, answers = -1;
 
-void tell(char kind) {
+void sayToParent(char kind) {
     current.kind = kind;
     if (!sendAll(answers, &current, sizeof current)) _exit(3);
 }
@@ -57,7 +57,7 @@ void tell(char kind) {
 void noteWaiting(const LockCall &call) {
     if (current.quiet) return;
     current.lock = call;
-    tell(kWaiting);
+    sayToParent(kWaiting);
 }
 
 void noteDone(const LockCall &call) {
@@ -66,7 +66,7 @@ void noteDone(const LockCall &call) {
     if (!current.pauseInPhase || !call.granted || !call.index || call.start != 0 || call.type == F_UNLCK) return;
     current.pauseInPhase = false;
     current.lock = call;
-    tell(kPaused);
+    sayToParent(kPaused);
     char go;
     if (!receiveAll(commands, &go, 1)) _exit(3);
 }
@@ -106,7 +106,7 @@ void Worker::serve(int in, int out) {
         current.io = iserrio;
         current.recnum = isrecnum;
         current.reclen = isreclen;
-        tell(kResult);
+        sayToParent(kResult);
     }
     iscleanup();
     _exit(0);
