@@ -20,6 +20,7 @@ constexpr int kFreeDirtyIndexLine = 197;
 constexpr int kFreeDirtyDataLine = 198;
 
 constexpr int kGrowthOfTaken = 64;
+constexpr std::uint32_t kNotStored = 0xffffffff;
 
 FreeCache &cacheOf(IsamFile *h, int kind) { return kind == ISKIND_INDEX ? h->indexFree : h->dataFree; }
 
@@ -34,7 +35,7 @@ void refresh(IsamFile *h, FreeCache &cache, std::uint32_t number) {
     cache.state = ISBUF_EMPTY;
     isGetNode(h, cache.buffer, number);
     if (!isListNode(h, cache.buffer)) isFail(h, ISERR_CORRUPT);
-    cache.used = cache.least = static_cast<std::uint32_t>(node::used(cache.buffer));
+    cache.used = cache.least = cache.stored = static_cast<std::uint32_t>(node::used(cache.buffer));
     cache.state = ISBUF_CLEAN;
 }
 
@@ -49,6 +50,7 @@ void load(IsamFile *h, FreeCache &cache) {
     cache.fullNumber = 0;
     cache.used = static_cast<std::uint32_t>(node::used(cache.buffer));
     cache.least = 0;
+    cache.stored = kNotStored;
     cache.state = ISBUF_DIRTY;
 }
 
@@ -60,6 +62,7 @@ void startNode(IsamFile *h, FreeCache &cache, std::uint32_t link) {
     node::setLink(cache.buffer, link);
     cache.used = node::kListStart;
     cache.least = 0;
+    cache.stored = kNotStored;
 }
 
 std::uint32_t grow(IsamFile *h, FreeCache &cache) {
@@ -77,7 +80,7 @@ void writeHead(IsamFile *h, FreeCache &cache) {
     if (cache.state != ISBUF_DIRTY) return;
     isPutNode(h, cache.buffer, cache.head);
     cache.state = ISBUF_CLEAN;
-    cache.least = cache.used;
+    cache.least = cache.stored = cache.used;
 }
 
 void writeList(IsamFile *h, FreeCache &cache) {
@@ -98,6 +101,7 @@ void setAside(IsamFile *h, FreeCache &cache) {
 void forget(FreeCache &cache) {
     cache.state = ISBUF_EMPTY;
     cache.fullNumber = 0;
+    cache.usedUp = false;
 }
 
 void append(FreeCache &cache, std::uint32_t number) {
@@ -131,7 +135,10 @@ std::uint32_t takeListed(IsamFile *h, int kind, FreeCache &cache) {
         kind == ISKIND_INDEX ? cache.used == node::kListStart : cache.used == node::kListStart + kNumberSize;
     if (spent) {
         const std::uint32_t link = node::link(cache.buffer);
-        if (kind == ISKIND_DATA) isPutFree(h, ISKIND_INDEX, cache.head);
+        if (kind == ISKIND_DATA) {
+            isPutFree(h, ISKIND_INDEX, cache.head);
+            cache.usedUp = true;
+        }
         cache.head = link;
         cache.state = ISBUF_EMPTY;
     } else {
@@ -245,8 +252,15 @@ void isFreeWrite(IsamFile *h) {
 }
 
 void isEndChange(IsamFile *h) {
-    writeList(h, h->indexFree);
+    const FreeCache &nodes = h->indexFree;
+    // A node that the list of records has used up is that list's until the header
+    // says otherwise: to hand it out before would give it two owners.
+    const bool gainedOnly =
+        nodes.head == isHeadIndexFree(h) && nodes.fullNumber == 0 && nodes.least == nodes.stored;
+    if (!h->dataFree.usedUp || !gainedOnly) writeList(h, h->indexFree);
     isHeadWrite(h);
+    h->dataFree.usedUp = false;
+    writeList(h, h->indexFree);
     writeList(h, h->dataFree);
 }
 

@@ -134,6 +134,8 @@ std::uint32_t isHeadLastNode(const IsamFile *h) { return ld_long(h->header + kLa
 
 std::uint32_t isHeadLastRecord(const IsamFile *h) { return ld_long(h->header + kLastRecordOffset); }
 
+std::uint32_t isHeadIndexFree(const IsamFile *h) { return ld_long(h->header + kIndexFreeOffset); }
+
 int getdatlen(IsamFile *h) {
     std::uint8_t raw[2];
     is_read(h, ISKIND_INDEX, raw, sizeof raw, kRecordLengthOffset);

@@ -35,6 +35,9 @@ std::uint32_t isHeadLastNode(const IsamFile *h);
 // The same for records.
 std::uint32_t isHeadLastRecord(const IsamFile *h);
 
+// First node of the list of free nodes by the header copy.
+std::uint32_t isHeadIndexFree(const IsamFile *h);
+
 // Record length of the file open as indexFd, read past any handle state.
 int getdatlen(IsamFile *h);
 

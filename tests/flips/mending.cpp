@@ -56,6 +56,7 @@ class Mending {
         const bool promised = whole_.kind->length != 0 && isMendable(whole_, flip_, region_);
         if (named) {
             rebuild("isRebuildFree", promised, [&] { return isRebuildFree(isAdmItoD(fd_), ISFREE_DATA); });
+            rebuilt_.insert(wrong.begin(), wrong.end());
             for (const int index : wrong)
                 rebuild("isRebuildIdx", promised, [&] { return isRebuildIdx(isAdmItoD(fd_), index); });
         }
@@ -106,6 +107,15 @@ class Mending {
             if (checkIndex(index) != 0) session_.problem("the index check is not content behind the rebuild");
     }
 
+    // Do the checks compare the index's entries with the records by number? Where they do not, they cannot name an
+    // index that has lost some, and it is not made anew.
+    bool isCounted(int index) const {
+        if (whole_.kind->precious || whole_.kind->masked()) return false;
+        for (const KeyDesc &key : whole_.kind->keys)
+            if (key.nparts > 0 && --index == 0) return (key.flags & ISNULLKEY) == 0;
+        return false;
+    }
+
     void readThrough(int index) {
         if (session_.call("isindex", Effect::Reads, [&] { return isindex(fd_, index, 0); }) < 0) return;
         std::set<std::uint32_t> seen;
@@ -118,7 +128,7 @@ class Mending {
             seen.insert(static_cast<std::uint32_t>(isrecnum));
         }
         if (reads == kMostReads) session_.problem("reading along has no end");
-        if (refused_) return;
+        if (refused_ || (!isCounted(index) && rebuilt_.count(index) == 0)) return;
         for (std::uint32_t number = 1; number < whole_.records.size(); ++number)
             if (number != lost_ && whole_.map.entered(static_cast<std::size_t>(index) - 1, number) &&
                 seen.count(number) == 0)
@@ -138,6 +148,7 @@ class Mending {
         }
     }
 
+    std::set<int> rebuilt_;  // indexes
     Session &session_;
     const Whole &whole_;
     const Flip &flip_;

@@ -231,6 +231,23 @@ TEST_P(Traces, InsertThatSplitsATreeIntoFreeNodes) {
     expectTrace("insert_split_free", [this] { return write(fd_, record(55, 5)); });
 }
 
+// The list of free record numbers gives up its node, which then stands in the list of free nodes.
+TEST_P(Traces, InsertThatTakesTheLastFreeNumber) {
+    const int fd = isopen(base_.c_str(), ISINOUT | ISLOCKEXCL | kind());
+    for (short at = 16; at < 18; ++at) {
+        KeyDesc dropped = keyDesc(ISDUPS, {{at, 8}});
+        ASSERT_EQ(isaddindex(fd, &dropped), 0);
+    }
+    for (short at = 16; at < 18; ++at) {
+        KeyDesc dropped = keyDesc(ISDUPS, {{at, 8}});
+        ASSERT_EQ(isdelindex(fd, &dropped), 0);
+    }
+    ASSERT_EQ(isclose(fd), 0);
+    fd_ = isopen(base_.c_str(), ISINOUT | ISLOCKMANUAL | kind());
+    ASSERT_EQ(remove(70), 0);
+    expectTrace("insert_last_free", [this] { return write(fd_, record(55, 5)); });
+}
+
 TEST_P(Traces, AddIndex) {
     fd_ = isopen(base_.c_str(), ISINOUT | ISLOCKEXCL | kind());
     KeyDesc remark = keyDesc(ISDUPS, {{16, 8}});
