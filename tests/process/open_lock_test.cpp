@@ -74,7 +74,7 @@ TEST_F(OpenLock, ExclusiveHandleWorksAlone) {
     expectSound();
 }
 
-// Two spellings of one path are two files to the library, and one to the system.
+// Two spellings of one path are two openings with descriptors of their own, and one file to the system.
 TEST_F(OpenLock, OtherSpellingIsAnotherOpenOfTheProcess) {
     build(2);
     Worker a;
