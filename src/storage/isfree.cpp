@@ -257,6 +257,9 @@ void isEndChange(IsamFile *h) {
     // says otherwise: to hand it out before would give it two owners.
     const bool gainedOnly = nodes.head == isHeadIndexFree(h) && nodes.fullNumber == 0 && nodes.least == nodes.stored;
     if (!h->dataFree.usedUp || !gainedOnly) writeList(h, h->indexFree);
+    // A new first node holds whatever it held before, perhaps numbers that records
+    // have by now: the header must not lead there yet.
+    if (h->dataFree.stored == kNotStored && h->dataFree.head != isHeadDataFree(h)) writeHead(h, h->dataFree);
     isHeadWrite(h);
     h->dataFree.usedUp = false;
     writeList(h, h->indexFree);

@@ -136,6 +136,8 @@ std::uint32_t isHeadLastRecord(const IsamFile *h) { return ld_long(h->header + k
 
 std::uint32_t isHeadIndexFree(const IsamFile *h) { return ld_long(h->header + kIndexFreeOffset); }
 
+std::uint32_t isHeadDataFree(const IsamFile *h) { return ld_long(h->header + kDataFreeOffset); }
+
 int getdatlen(IsamFile *h) {
     std::uint8_t raw[2];
     is_read(h, ISKIND_INDEX, raw, sizeof raw, kRecordLengthOffset);

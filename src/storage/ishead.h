@@ -35,8 +35,9 @@ std::uint32_t isHeadLastNode(const IsamFile *h);
 // The same for records.
 std::uint32_t isHeadLastRecord(const IsamFile *h);
 
-// First node of the list of free nodes by the header copy.
+// First nodes of the lists of free nodes and of free records by the header copy.
 std::uint32_t isHeadIndexFree(const IsamFile *h);
+std::uint32_t isHeadDataFree(const IsamFile *h);
 
 // Record length of the file open as indexFd, read past any handle state.
 int getdatlen(IsamFile *h);

@@ -200,6 +200,17 @@ TEST_P(Traces, DeleteWithANewListNode) {
     expectTrace("delete_grow", [this] { return remove(70); });
 }
 
+// It has been free before.
+TEST_P(Traces, DeleteWithAListNodeThatWasFree) {
+    KeyDesc dropped = keyDesc(ISDUPS, {{16, 8}});
+    const int fd = isopen(base_.c_str(), ISINOUT | ISLOCKEXCL | kind());
+    ASSERT_EQ(isaddindex(fd, &dropped), 0);
+    ASSERT_EQ(isdelindex(fd, &dropped), 0);
+    ASSERT_EQ(isclose(fd), 0);
+    fd_ = isopen(base_.c_str(), ISINOUT | ISLOCKMANUAL | kind());
+    expectTrace("delete_free", [this] { return remove(70); });
+}
+
 // One of the new nodes is free, the other makes the file longer, as the record's slot does.
 TEST_P(Traces, InsertThatSplitsATree) {
     KeyDesc dropped = keyDesc(ISDUPS, {{16, 8}});
