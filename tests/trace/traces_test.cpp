@@ -65,6 +65,17 @@ class Traces : public testing::TestWithParam<const char *> {
         }
     }
 
+    // By indexes that come and go.
+    void leaveFreeNodes(int nodes) {
+        const int fd = isopen(base_.c_str(), ISINOUT | ISLOCKEXCL | kind());
+        for (int (*change)(int, KeyDesc *) : {isaddindex, isdelindex})
+            for (int i = 0; i < nodes; ++i) {
+                KeyDesc key = keyDesc(ISDUPS, {{static_cast<short>(16 + i), 8}});
+                ASSERT_EQ(change(fd, &key), 0);
+            }
+        ASSERT_EQ(isclose(fd), 0);
+    }
+
     int write(int fd, const std::string &record) {
         std::string bytes = record;
         isreclen = static_cast<int>(bytes.size());
@@ -202,22 +213,14 @@ TEST_P(Traces, DeleteWithANewListNode) {
 
 // It has been free before.
 TEST_P(Traces, DeleteWithAListNodeThatWasFree) {
-    KeyDesc dropped = keyDesc(ISDUPS, {{16, 8}});
-    const int fd = isopen(base_.c_str(), ISINOUT | ISLOCKEXCL | kind());
-    ASSERT_EQ(isaddindex(fd, &dropped), 0);
-    ASSERT_EQ(isdelindex(fd, &dropped), 0);
-    ASSERT_EQ(isclose(fd), 0);
+    leaveFreeNodes(1);
     fd_ = isopen(base_.c_str(), ISINOUT | ISLOCKMANUAL | kind());
     expectTrace("delete_free", [this] { return remove(70); });
 }
 
 // One of the new nodes is free, the other makes the file longer, as the record's slot does.
 TEST_P(Traces, InsertThatSplitsATree) {
-    KeyDesc dropped = keyDesc(ISDUPS, {{16, 8}});
-    const int fd = isopen(base_.c_str(), ISINOUT | ISLOCKEXCL | kind());
-    ASSERT_EQ(isaddindex(fd, &dropped), 0);
-    ASSERT_EQ(isdelindex(fd, &dropped), 0);
-    ASSERT_EQ(isclose(fd), 0);
+    leaveFreeNodes(1);
     fd_ = isopen(base_.c_str(), ISINOUT | ISLOCKMANUAL | kind());
     // Entries of 12 and 16 bytes: the second index's leaf takes 63.
     for (int i = 10; i <= 63; ++i)
@@ -226,16 +229,7 @@ TEST_P(Traces, InsertThatSplitsATree) {
 }
 
 TEST_P(Traces, InsertThatSplitsATreeIntoFreeNodes) {
-    const int fd = isopen(base_.c_str(), ISINOUT | ISLOCKEXCL | kind());
-    for (short at = 16; at < 19; ++at) {
-        KeyDesc dropped = keyDesc(ISDUPS, {{at, 8}});
-        ASSERT_EQ(isaddindex(fd, &dropped), 0);
-    }
-    for (short at = 16; at < 19; ++at) {
-        KeyDesc dropped = keyDesc(ISDUPS, {{at, 8}});
-        ASSERT_EQ(isdelindex(fd, &dropped), 0);
-    }
-    ASSERT_EQ(isclose(fd), 0);
+    leaveFreeNodes(3);
     fd_ = isopen(base_.c_str(), ISINOUT | ISLOCKMANUAL | kind());
     for (int i = 10; i <= 63; ++i)
         ASSERT_EQ(write(fd_, record(10 * i, i)), 0);
@@ -244,16 +238,7 @@ TEST_P(Traces, InsertThatSplitsATreeIntoFreeNodes) {
 
 // The list of free record numbers gives up its node, which then stands in the list of free nodes.
 TEST_P(Traces, InsertThatTakesTheLastFreeNumber) {
-    const int fd = isopen(base_.c_str(), ISINOUT | ISLOCKEXCL | kind());
-    for (short at = 16; at < 18; ++at) {
-        KeyDesc dropped = keyDesc(ISDUPS, {{at, 8}});
-        ASSERT_EQ(isaddindex(fd, &dropped), 0);
-    }
-    for (short at = 16; at < 18; ++at) {
-        KeyDesc dropped = keyDesc(ISDUPS, {{at, 8}});
-        ASSERT_EQ(isdelindex(fd, &dropped), 0);
-    }
-    ASSERT_EQ(isclose(fd), 0);
+    leaveFreeNodes(2);
     fd_ = isopen(base_.c_str(), ISINOUT | ISLOCKMANUAL | kind());
     ASSERT_EQ(remove(70), 0);
     expectTrace("insert_last_free", [this] { return write(fd_, record(55, 5)); });
