@@ -65,7 +65,7 @@ struct FreeCache {
     std::uint32_t last;        // highest number in use
     std::uint32_t used;        // used length of the head node
     std::uint32_t least;       // shortest used length since it was read or written; 0: it is a new list node
-    std::uint32_t stored;      // used length in the file; kNotStored: it is a new list node
+    std::uint32_t stored;      // used length in the file, 0xffffffff: it is a new list node
     bool usedUp;               // a node of the list has been given up since the header was written
     std::uint8_t *full;        // a node that filled up and is to be written, nodeSize bytes
     std::uint32_t fullNumber;  // its number, 0 = there is none

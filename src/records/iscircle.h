@@ -4,7 +4,7 @@
 // The steps depend on the position and the file alone: the same position again,
 // with the file unchanged, means that the steps from there come again as well.
 // The position is compared with one of the positions before, which is renewed
-// after 1, 2, 4, .. steps; so a circle is noticed within three rounds at most.
+// after 1, 3, 7, .. steps; so a circle is noticed within three rounds at most.
 #pragma once
 
 #include "base/isfile.h"

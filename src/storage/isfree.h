@@ -62,7 +62,7 @@ void isFreeDrop(IsamFile *h, int kind);
 // them is left alone.
 void isFreeSalvage(IsamFile *h, std::uint32_t nodes);
 
-// Are these the bytes of a list node?
 inline constexpr int kNumberSize = 4;  // of a number in a list node
 
+// Are these the bytes of a list node?
 bool isListNode(const IsamFile *h, const std::uint8_t *bytes);
