@@ -185,6 +185,14 @@ int txnunique(LogRecord *record) {
     return settled(h, isUniqueId(h, &unused));
 }
 
+// The file whose record is changed. Changes of files without records are not logged.
+IsamFile *txnrecordfile(const LogRecord *record, int fd) {
+    IsamFile *h = txnrealfile(record, fd);
+    if (h == nullptr || hasData(h)) return h;
+    badRecord();
+    return nullptr;
+}
+
 // The operations take the length of what they write from the handle.
 bool takesImage(IsamFile *h, int length) {
     if (hasTails(h) ? length < h->recordLength : length != h->recordLength) return false;
@@ -193,7 +201,7 @@ bool takesImage(IsamFile *h, int length) {
 }
 
 int txninsert(LogRecord *record) {
-    IsamFile *h = txnrealfile(record, isTakeInt(record));
+    IsamFile *h = txnrecordfile(record, isTakeInt(record));
     const std::uint32_t recnum = isTakeLong(record);
     const int length = isTakeInt(record);
     const char *image = isTakeData(record, length);
@@ -206,7 +214,7 @@ int txninsert(LogRecord *record) {
 }
 
 int txndelete(LogRecord *record) {
-    IsamFile *h = txnrealfile(record, isTakeInt(record));
+    IsamFile *h = txnrecordfile(record, isTakeInt(record));
     const std::uint32_t recnum = isTakeLong(record);
     if (!isLogSound(record) || h == nullptr) return 0;
     const Undoing undoing = startUndo(h);
@@ -216,7 +224,7 @@ int txndelete(LogRecord *record) {
 }
 
 int rewriteWith(LogRecord *record, bool older) {
-    IsamFile *h = txnrealfile(record, isTakeInt(record));
+    IsamFile *h = txnrecordfile(record, isTakeInt(record));
     const std::uint32_t recnum = isTakeLong(record);
     const int beforeLength = isTakeInt(record), afterLength = isTakeInt(record);
     const char *before = isTakeData(record, beforeLength), *after = isTakeData(record, afterLength);

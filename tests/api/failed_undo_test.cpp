@@ -119,6 +119,15 @@ TEST_F(FailedUndo, DamagedChain) {
     EXPECT_EQ(idsOf(fd), (Ids{10, 20, 30, 40}));
 }
 
+TEST_F(FailedUndo, ChainThatLeadsToAFileWithoutRecords) {
+    const int keys = buildNamed(path("keys"), ISINOUT, idKey(), 0);
+    EXPECT_OK(iswrite(fd, row(40)));
+    patchFile(log(), logOf(log()).back().offset + 18, int2(static_cast<unsigned long>(keys)));
+    EXPECT_FAILS(ISERR_BADLOG, isrollback());
+    EXPECT_EQ(idsOf(fd), (Ids{10, 20, 30, 40}));
+    EXPECT_OK(isclose(keys));
+}
+
 TEST_F(FailedUndo, LogThatWasCutOff) {
     EXPECT_OK(iswrite(fd, row(40)));
     cutFile(log(), logOf(log()).back().offset + 5);

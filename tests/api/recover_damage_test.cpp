@@ -130,6 +130,23 @@ TEST_F(RecoverDamage, BodiesThatDoNotFitTheirRecord) {
     }
 }
 
+// A file without records has no slot that an image's length could be held against.
+TEST_F(RecoverDamage, RecordsOfAFileWithoutRecords) {
+    const int keys = buildNamed(path("keys"), ISINOUT, idKey(), 0);
+    EXPECT_OK(iswrite(keys, row(7)));
+    EXPECT_OK(isclose(keys));
+    const std::string before = contents(path("keys.idx"));
+    const LogWriter begun = LogWriter().add("FO", fileBody(5, path("keys")));
+    for (const char *type : {"IN", "DE"})
+        for (const char *image : {"", "abcd"}) {
+            SCOPED_TRACE(std::string(type) + image);
+            EXPECT_FAILS(ISERR_BADLOG, recoverFrom(LogWriter(begun).add(type, recordBody(5, 1, image))));
+            EXPECT_TRUE(contents(path("keys.idx")) == before);
+        }
+    EXPECT_FAILS(ISERR_BADLOG, recoverFrom(LogWriter(begun).add("UP", updateBody(5, 1, "", ""))));
+    EXPECT_TRUE(contents(path("keys.idx")) == before);
+}
+
 TEST_F(RecoverDamage, LongestRecordThatIsPossible) {
     EXPECT_OK(recoverFrom(opened().add("XX", std::string(65535 - 20, 'x')).add("FC", fileBody(5, name()))));
 }
