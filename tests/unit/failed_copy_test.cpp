@@ -5,7 +5,7 @@
 
 #include <cerrno>
 
-#include "shim/system_calls.h"
+#include "unit/refusal.h"
 #include "unit/scratch_file.h"
 
 namespace {
@@ -14,26 +14,6 @@ using unit::charKey;
 
 constexpr int kFixed = 20, kMaximum = 4000, kRecords = 6;
 constexpr int kHeads = 61, kHeadsSize = 20, kLastRecord = 33;
-
-// Refuses one of the writes, counted from 0.
-class Refusing : public shim::Observer {
-  public:
-    explicit Refusing(int number) : number_(number), others_(shim::observe(this)) {}
-    ~Refusing() override { shim::observe(others_); }
-    shim::Answer before(const shim::Arguments &arguments) override {
-        if (arguments.call == shim::Call::PositionedWrite && count_++ == number_) return {true, -1, EIO, 0};
-        return others_ != nullptr ? others_->before(arguments) : shim::Answer{};
-    }
-    void after(const shim::Arguments &arguments, long result, int error) override {
-        if (others_ != nullptr) others_->after(arguments, result, error);
-    }
-    bool isDone() const { return count_ > number_; }
-
-  private:
-    const int number_;
-    shim::Observer *const others_;
-    int count_ = 0;
-};
 
 int makeSet(const std::string &base, int records) {
     KeyDesc key = charKey(4);
@@ -76,9 +56,9 @@ TEST(FailedCopy, LeavesTheHashHeadsOfTheRecordsBefore) {
         const int copy = makeSet(name, 0);
         bool done = false;
         {
-            const Refusing refusing(number);
+            unit::Refusal refusing(EIO, unit::only(number, unit::every(shim::Call::PositionedWrite)));
             const bool failed = iscopy(copy, source, &key) != 0;
-            done = refusing.isDone();
+            done = refusing.count() != 0;
             EXPECT_EQ(failed, done) << "write " << number;
         }
         EXPECT_EQ(isclose(copy), 0);

@@ -5,7 +5,7 @@
 
 #include <cerrno>
 
-#include "shim/system_calls.h"
+#include "unit/refusal.h"
 #include "unit/scratch_file.h"
 
 namespace {
@@ -13,27 +13,10 @@ namespace {
 using unit::charKey;
 using unit::ScratchFile;
 
-// Refuses the next release of a phase lock.
-class RefusingUnlock : public shim::Observer {
-  public:
-    RefusingUnlock() : others_(shim::observe(this)) {}
-    ~RefusingUnlock() override { shim::observe(others_); }
-    shim::Answer before(const shim::Arguments &arguments) override {
-        const struct flock *lock = arguments.lock;
-        if (!refused_ && lock != nullptr && lock->l_type == F_UNLCK && lock->l_start == 0 && lock->l_len > 1) {
-            refused_ = true;
-            return {true, -1, ENOLCK, 0};
-        }
-        return others_ != nullptr ? others_->before(arguments) : shim::Answer{};
-    }
-    void after(const shim::Arguments &arguments, long result, int error) override {
-        if (others_ != nullptr) others_->after(arguments, result, error);
-    }
-
-  private:
-    shim::Observer *const others_;
-    bool refused_ = false;
-};
+bool isPhaseUnlock(const shim::Arguments &arguments) {
+    const struct flock *lock = arguments.lock;
+    return lock != nullptr && lock->l_type == F_UNLCK && lock->l_start == 0 && lock->l_len > 1;
+}
 
 off_t sizeOf(const std::string &path) {
     struct stat status;
@@ -50,7 +33,7 @@ TEST(FailedUnlock, LeavesTheChangeInFileAndLog) {
         ASSERT_EQ(iswrite(file.fd(), first), 0);
         const off_t before = sizeOf(log);
         {
-            const RefusingUnlock refusing;
+            unit::Refusal refusing(ENOLCK, unit::only(0, isPhaseUnlock));
             EXPECT_EQ(iswrite(file.fd(), second), -1);
             EXPECT_EQ(iserrno, ENOLCK);
         }

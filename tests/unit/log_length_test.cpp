@@ -2,26 +2,10 @@
 
 #include <cerrno>
 
-#include "shim/system_calls.h"
+#include "unit/refusal.h"
 #include "unit/scratch_file.h"
 
 namespace {
-
-class SeekingFails : public shim::Observer {
-  public:
-    SeekingFails() : others_(shim::observe(this)) {}
-    ~SeekingFails() override { shim::observe(others_); }
-    shim::Answer before(const shim::Arguments &arguments) override {
-        if (arguments.call == shim::Call::Seek) return {true, -1, EIO, 0};
-        return others_->before(arguments);
-    }
-    void after(const shim::Arguments &arguments, long result, int error) override {
-        if (arguments.call != shim::Call::Seek) others_->after(arguments, result, error);
-    }
-
-  private:
-    shim::Observer *const others_;
-};
 
 TEST(LogLength, ThatIsNotToBeLearntFailsTheRecovery) {
     testing_support::TempDir directory;
@@ -33,7 +17,7 @@ TEST(LogLength, ThatIsNotToBeLearntFailsTheRecovery) {
     ASSERT_EQ(isclose(fd), 0);
     ASSERT_EQ(iserase(base.c_str()), 0);
     {
-        const SeekingFails seeking;
+        unit::Refusal lost(EIO, unit::every(shim::Call::Seek));
         EXPECT_EQ(isrecover(), -1);
         EXPECT_EQ(iserrno, 118);
     }

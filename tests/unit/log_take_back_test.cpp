@@ -69,6 +69,13 @@ class LogTakeBack : public testing::Test {
         std::fclose(file);
         return bytes;
     }
+    int lastByte() const {
+        std::FILE *file = std::fopen(log_.c_str(), "rb");
+        std::fseek(file, -1, SEEK_END);
+        const int byte = std::fgetc(file);
+        std::fclose(file);
+        return byte;
+    }
     // The record is not deleted: the log comes first, then the files.
     void fail(const std::function<void(FailAfterLogged &)> &how) {
         FailAfterLogged observer;
@@ -126,6 +133,7 @@ TEST_F(LogTakeBack, IsLeftWhereSomebodyHasAppendedSince) {
         };
     });
     EXPECT_GT(size(), before + 1);
+    EXPECT_EQ(lastByte(), 'x');
     EXPECT_TRUE(found("aaaa"));
 }
 

@@ -2,37 +2,13 @@
 
 #include <cerrno>
 
-#include "shim/system_calls.h"
+#include "unit/refusal.h"
 #include "unit/scratch_file.h"
 
 namespace {
 
 using unit::charKey;
 using unit::ScratchFile;
-
-// Refuses the next read of the header.
-class HeaderOnceUnread : public shim::Observer {
-  public:
-    explicit HeaderOnceUnread(int indexFile) : indexFile_(indexFile), others_(shim::observe(this)) {}
-    ~HeaderOnceUnread() override { shim::observe(others_); }
-    shim::Answer before(const shim::Arguments &arguments) override {
-        if (!refused_ && arguments.call == shim::Call::PositionedRead && arguments.descriptor == indexFile_ &&
-            arguments.offset == 0) {
-            refused_ = true;
-            return {true, -1, EIO, 0};
-        }
-        return others_ != nullptr ? others_->before(arguments) : shim::Answer{};
-    }
-    void after(const shim::Arguments &arguments, long result, int error) override {
-        if (others_ != nullptr) others_->after(arguments, result, error);
-    }
-    bool refused() const { return refused_; }
-
-  private:
-    const int indexFile_;
-    bool refused_ = false;
-    shim::Observer *const others_;
-};
 
 TEST(MissedRefresh, IsMadeUpForByTheNextCall) {
     ScratchFile file(20, charKey(4));
@@ -43,10 +19,11 @@ TEST(MissedRefresh, IsMadeUpForByTheNextCall) {
     char added[21] = "bbbb                ";
     ASSERT_EQ(iswrite(other, added), 0);
     {
-        const HeaderOnceUnread unread(isqv_idxfd(file.fd()));
+        const auto reads = unit::header(shim::Call::PositionedRead, isqv_idxfd(file.fd()));
+        unit::Refusal unread(EIO, unit::only(0, reads));
         EXPECT_EQ(file.write("cccc"), -1);
         EXPECT_EQ(iserrno, EIO);
-        EXPECT_TRUE(unread.refused());
+        EXPECT_EQ(unread.count(), 1);
     }
     EXPECT_EQ(isread(file.fd(), added, ISEQUAL), 0);
     EXPECT_EQ(isrecnum, 2);

@@ -2,29 +2,12 @@
 
 #include <cerrno>
 
-#include "shim/system_calls.h"
+#include "unit/refusal.h"
 #include "unit/scratch_file.h"
 
 namespace {
 
 using unit::charKey;
-
-// Refuses every append to the log.
-class FullLog : public shim::Observer {
-  public:
-    FullLog() : others_(shim::observe(this)) {}
-    ~FullLog() override { shim::observe(others_); }
-    shim::Answer before(const shim::Arguments &arguments) override {
-        if (arguments.call == shim::Call::Write) return {true, -1, ENOSPC, 0};
-        return others_ != nullptr ? others_->before(arguments) : shim::Answer{};
-    }
-    void after(const shim::Arguments &arguments, long result, int error) override {
-        if (others_ != nullptr) others_->after(arguments, result, error);
-    }
-
-  private:
-    shim::Observer *const others_;
-};
 
 class OwnLock : public testing::Test {
   protected:
@@ -56,7 +39,7 @@ TEST_F(OwnLock, StaysWhenAChangeOfTheRecordFails) {
     ASSERT_EQ(islogopen(directory_.file("log").c_str()), 0);
     ASSERT_EQ(isbegin(), 0);
     {
-        const FullLog full;
+        unit::Refusal full(ENOSPC, unit::every(shim::Call::Write));
         EXPECT_EQ(isrewrite(fd_, record_), -1);
         EXPECT_EQ(iserrno, 121);
     }

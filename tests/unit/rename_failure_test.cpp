@@ -3,31 +3,22 @@
 
 #include <unistd.h>
 
-#include "shim/system_calls.h"
+#include "unit/refusal.h"
 #include "unit/scratch_file.h"
 
 namespace {
 
 using unit::charKey;
+using unit::Refusal;
 
-// Refuses the calls from..to, counted from 1, among those that make and remove names.
-class RefuseNames : public shim::Observer {
-  public:
-    RefuseNames(int from, int to) : from_(from), to_(to), before_(shim::observe(this)) {}
-    ~RefuseNames() override { shim::observe(before_); }
-    RefuseNames(const RefuseNames &) = delete;
-    RefuseNames &operator=(const RefuseNames &) = delete;
-
-  private:
-    shim::Answer before(const shim::Arguments &arguments) override {
-        if (arguments.call != shim::Call::Link && arguments.call != shim::Call::Unlink) return {};
-        ++calls_;
-        if (calls_ < from_ || calls_ > to_) return {};
-        return {.replaced = true, .result = -1, .error = EACCES, .cutTo = 0};
-    }
-    int from_, to_, calls_ = 0;
-    shim::Observer *before_;
-};
+// The calls from..to, counted from 1, among those that make and remove names.
+Refusal::Choice names(int from, int to) {
+    return [from, to, calls = 0](const shim::Arguments &arguments) mutable {
+        if (arguments.call != shim::Call::Link && arguments.call != shim::Call::Unlink) return false;
+        ++calls;
+        return calls >= from && calls <= to;
+    };
+}
 
 class RenameFailure : public testing::Test {
   protected:
@@ -45,7 +36,7 @@ class RenameFailure : public testing::Test {
         const bool found = isread(fd, record, ISFIRST) == 0 && std::string(record) == "aaaabbbb";
         return isclose(fd) == 0 && found;
     }
-    static int names(const std::string &base) {
+    static int namesOf(const std::string &base) {
         return (access((base + ".idx").c_str(), F_OK) == 0 ? 1 : 0) +
                (access((base + ".dat").c_str(), F_OK) == 0 ? 1 : 0);
     }
@@ -59,13 +50,13 @@ TEST_F(RenameFailure, AtEachStepIsTakenBack) {
     for (int step = 1; step <= 4; ++step) {
         SCOPED_TRACE(step);
         {
-            const RefuseNames refuse(step, step);
+            Refusal refuse(EACCES, names(step, step));
             EXPECT_EQ(rename(), -1);
             EXPECT_EQ(iserrno, EACCES);
         }
         EXPECT_TRUE(whole(from_));
-        EXPECT_EQ(names(from_), 2);
-        EXPECT_EQ(names(to_), 0);
+        EXPECT_EQ(namesOf(from_), 2);
+        EXPECT_EQ(namesOf(to_), 0);
     }
     EXPECT_EQ(rename(), 0);
     EXPECT_TRUE(whole(to_));
@@ -75,7 +66,7 @@ TEST_F(RenameFailure, ThatCannotBeTakenBackLeavesOneNameThatHasBothFiles) {
     for (int step = 1; step <= 4; ++step) {
         SCOPED_TRACE(step);
         {
-            const RefuseNames refuse(step, 100);
+            Refusal refuse(EACCES, names(step, 100));
             EXPECT_EQ(rename(), -1);
             EXPECT_EQ(iserrno, EACCES);
         }
