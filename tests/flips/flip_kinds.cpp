@@ -1,6 +1,6 @@
 #include "flips/flip_kinds.h"
 
-#include "flips/memory_files.h"
+#include "memory/files.h"
 #include "support/key_desc.h"
 
 #include <algorithm>
@@ -207,8 +207,8 @@ FileSet makeSet(const FlipKind &kind) {
 }
 
 void install(const FileSet &set) {
-    memory_files::put(kIndexPath, set.index);
-    if (set.hasData) memory_files::put(kDataPath, set.data);
+    memory_files::make(kIndexPath) = set.index;
+    if (set.hasData) memory_files::make(kDataPath) = set.data;
 }
 
 }  // namespace flips

@@ -2,7 +2,7 @@
 
 #include "flips/batch.h"
 #include "flips/check_calls.h"
-#include "flips/memory_files.h"
+#include "memory/files.h"
 #include "flips/mending.h"
 #include "flips/scenes.h"
 

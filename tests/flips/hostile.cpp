@@ -41,7 +41,7 @@ void Hostile::work(int error, int io, bool harm) {
     const auto prepare = [this] {
         setStage({kind_, &damaged_});
         for (const auto &[path, bytes] : beside_)
-            memory_files::put(path, bytes);
+            memory_files::make(path) = bytes;
         if (!directory_.empty()) memory_files::makeDirectory(directory_);
     };
     const std::vector<Scene> &scenes = callScenes();

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "flips/flip_kinds.h"
-#include "flips/memory_files.h"
+#include "memory/files.h"
 #include "flips/set_reader.h"
 
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 #include "flips/mending.h"
 
-#include "flips/memory_files.h"
+#include "memory/files.h"
 #include "isam_maint.h"
 
 #include <algorithm>

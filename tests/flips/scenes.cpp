@@ -1,6 +1,6 @@
 #include "flips/scenes.h"
 
-#include "flips/memory_files.h"
+#include "memory/files.h"
 #include "support/key_desc.h"
 
 #include <cstring>

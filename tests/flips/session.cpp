@@ -1,6 +1,7 @@
 #include "flips/session.h"
 
-#include "flips/memory_files.h"
+#include "memory/changes.h"
+#include "memory/files.h"
 #include "project/calls_page.h"
 
 #include <cerrno>

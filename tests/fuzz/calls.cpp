@@ -446,7 +446,7 @@ const Call kCalls[] = {
     {"stlong", Tells::Nothing, numbers},
     {"locks of another process", Tells::Nothing,
      [](Op o) -> long {
-         refuseLocks(o.b % 2 != 0);
+         memory_files::refuseLocks(o.b % 2 != 0);
          return 0;
      }},
 };

@@ -17,6 +17,8 @@ namespace fuzz {
 
 namespace {
 
+using memory_files::Bytes;
+
 // A field at an offset from the node's beginning, or, below 0, from its end.
 struct Field {
     int offset, width;
@@ -143,9 +145,9 @@ struct Nodes {
 
 // The file set meant by a bit of a; a link file may have sent m/a elsewhere.
 Bytes *fileOf(const Operation &operation, const char *extension) {
-    if ((operation.a & 0x80) != 0) return fileNamed(std::string("m/b") + extension);
-    Bytes *there = fileNamed(std::string("m/a") + extension);
-    return there != nullptr ? there : fileNamed(std::string("m/elsewhere") + extension);
+    if ((operation.a & 0x80) != 0) return memory_files::find(std::string("m/b") + extension);
+    Bytes *there = memory_files::find(std::string("m/a") + extension);
+    return there != nullptr ? there : memory_files::find(std::string("m/elsewhere") + extension);
 }
 
 Class classIn(const Operation &operation) {
@@ -192,7 +194,7 @@ std::uint32_t valueFor(const Operation &operation, const Nodes &nodes, std::size
     case 25: return number % 256;
     case 26: return number % 2048;
     case 27: return kRowLength + number % 8;
-    case 28: return static_cast<std::uint32_t>(kDiskSize);
+    case 28: return static_cast<std::uint32_t>(memory_files::kDiskSize);
     default: return number;
     }
 }
@@ -286,9 +288,9 @@ void damageText(const Operation &operation) {
                                          "m/a.idx\n"};
     const std::string &text = kTexts[operation.b % std::size(kTexts)];
     if (operation.a % 3 == 0) {
-        makeFile((operation.a & 0x80) != 0 ? "m/b.lnk" : "m/a.lnk").assign(text.begin(), text.end());
+        memory_files::make((operation.a & 0x80) != 0 ? "m/b.lnk" : "m/a.lnk").assign(text.begin(), text.end());
     } else if (operation.a % 3 == 1) {
-        makeFile("m/trail").assign(text.begin(), text.end());
+        memory_files::make("m/trail").assign(text.begin(), text.end());
     } else {
         const Nodes nodes = {fileOf(operation, ".idx")};
         const std::size_t number = nodes.bytes != nullptr ? nodes.find(Class::Audit, operation.c) : 0;
@@ -301,7 +303,7 @@ void damageText(const Operation &operation) {
 Bytes *anyFile(const Operation &operation) {
     static const char *const kFiles[] = {"m/a.idx", "m/a.dat", "m/b.idx",         "m/b.dat",
                                          "m/log",   "m/trail", "m/elsewhere.idx", "m/a.lnk"};
-    return fileNamed(kFiles[operation.a % std::size(kFiles)]);
+    return memory_files::find(kFiles[operation.a % std::size(kFiles)]);
 }
 
 const char *const kReplaced[] = {"m/a.idx", "m/a.dat", "m/b.idx", "m/b.dat", "m/log", "m/trail", "m/a.lnk", "m/b.lnk"};
@@ -342,16 +344,16 @@ void resize(DamageCode code, const Operation &operation) {
     if (code == DamageCode::Cut)
         file->resize(file->size() -
                      std::min<std::size_t>(file->size(), operation.b % 2 == 0 ? operation.c % 64 : operation.c % 8192));
-    else if (file->size() + 8192 < kDiskSize / 4)
+    else if (file->size() + 8192 < memory_files::kDiskSize / 4)
         file->resize(file->size() + operation.c % 8192, static_cast<std::uint8_t>(operation.d));
 }
 
 void replace(std::size_t kind, DamageCode code, const Operation &operation) {
     const char *const name = replacedName(operation);
-    if (code == DamageCode::Remove) return removeFile(name);
-    const FileSet &files = filesOf(code == DamageCode::Restore ? kind : operation.b % kinds().size());
+    if (code == DamageCode::Remove) return memory_files::remove(name);
+    const memory_files::FileSet &files = filesOf(code == DamageCode::Restore ? kind : operation.b % kinds().size());
     const auto found = files.find((operation.c & 1) != 0 ? kReplaced[operation.c / 2 % std::size(kReplaced)] : name);
-    if (found != files.end()) makeFile(name) = found->second;
+    if (found != files.end()) memory_files::make(name) = found->second;
 }
 
 }  // namespace

@@ -1,7 +1,7 @@
 #include "documented.h"
 
 #include "isam.h"
-#include "memory_files.h"
+#include "memory/files.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -49,7 +49,7 @@ Errors readIndex() {
     return errors;
 }
 
-bool systemFailed() { return systemCalls().errors != 0 || systemCalls().cutShort; }
+bool systemFailed() { return memory_files::calls().errors != 0 || memory_files::calls().cutShort; }
 
 }  // namespace
 

@@ -8,7 +8,7 @@
 #include "isam_maint.h"
 #include "limits.h"
 #include "memory.h"
-#include "memory_files.h"
+#include "memory/files.h"
 #include "session.h"
 
 #include <cerrno>
@@ -70,7 +70,7 @@ double seconds() {
 
 // A system error must be one that a system call has just given, or a transfer cut short.
 bool comesFromSystem(int error) {
-    const SystemCalls &calls = systemCalls();
+    const memory_files::Calls &calls = memory_files::calls();
     if (error > 0 && error < 64 && (calls.errors >> error & 1) != 0) return true;
     return error == EIO && calls.cutShort;
 }
@@ -101,7 +101,7 @@ void judge(const Call &call, const Operation &operation, long result) {
 void run(const Operation &operation) {
     const Call &call = callAt(static_cast<std::size_t>(codeOf(operation)));
     place.call = call.name;
-    forgetCalls();
+    memory_files::forgetCalls();
     const double before = seconds();
     const long result = call.make(operation);
     ++totals.calls;
@@ -174,7 +174,7 @@ void judgeRest() {
         describeHeld();
         misbehaves("memory is lost");
     }
-    if (openDescriptors() != 0) misbehaves("a file stays open");
+    if (memory_files::openDescriptors() != 0) misbehaves("a file stays open");
 }
 
 // As a new process finds it, but for what stays registered with the C library.
@@ -202,10 +202,10 @@ void misbehaves(const char *what) {
 void execute(const Input &input) {
     const std::size_t kind = kindOf(input);
     working = true;
-    const FileSet &files = filesOf(kind);
+    const memory_files::FileSet &files = filesOf(kind);
     place = {kinds()[kind].name, "none", 0};
     reset(kinds()[kind]);
-    placeFiles(files);
+    memory_files::place(files);
     ++totals.executions;
     underWay = true;
     switch (setjmp(wayOut)) {
@@ -217,7 +217,7 @@ void execute(const Input &input) {
     default: break;
     }
     underWay = false;
-    placeFiles({});
+    memory_files::clear();
     reset(kinds()[kind]);
     working = false;
 }

@@ -141,20 +141,20 @@ void fillLog(const Kind &kind) {
     must(islogclose());
 }
 
-FileSet make(const Kind &kind) {
-    placeFiles({});
+memory_files::FileSet make(const Kind &kind) {
+    memory_files::clear();
     if ((kind.extra & kLinked) != 0) {
         static constexpr char kLine[] = "m/elsewhere\n";
-        makeFile("m/a.lnk").assign(kLine, kLine + sizeof kLine - 1);
+        memory_files::make("m/a.lnk").assign(kLine, kLine + sizeof kLine - 1);
     }
     must(isclose(build(kind, "m/a", kind.records)));
     must(isclose(build(kind, "m/b", std::min(kind.records, 4))));
-    FileSet files = currentFiles();
+    memory_files::FileSet files = memory_files::all();
     if ((kind.extra & kLogged) != 0) {
         fillLog(kind);
-        files["m/log"] = *fileNamed("m/log");
+        files["m/log"] = *memory_files::find("m/log");
     }
-    placeFiles({});
+    memory_files::clear();
     return files;
 }
 
@@ -194,9 +194,9 @@ const std::vector<Kind> &kinds() {
     return all;
 }
 
-const FileSet &filesOf(std::size_t kind) {
-    static const std::vector<FileSet> all = [] {
-        std::vector<FileSet> made;
+const memory_files::FileSet &filesOf(std::size_t kind) {
+    static const std::vector<memory_files::FileSet> all = [] {
+        std::vector<memory_files::FileSet> made;
         for (const Kind &each : kinds())
             made.push_back(make(each));
         return made;

@@ -3,7 +3,7 @@
 #define TESTS_FUZZ_KINDS_H
 
 #include "isam.h"
-#include "memory_files.h"
+#include "memory/files.h"
 
 #include <vector>
 
@@ -31,7 +31,7 @@ const std::vector<Kind> &kinds();
 
 // "m/a" and the smaller "m/b", each a file set of the kind; for kLogged also "m/log", with the files as they were when
 // it was begun. The first call makes those of all kinds, which takes the disk for itself.
-const FileSet &filesOf(std::size_t kind);
+const memory_files::FileSet &filesOf(std::size_t kind);
 
 // Writes record n of a kind into a buffer of size bytes, and returns its length.
 int fillRecord(const Kind &kind, unsigned n, char *buffer, int size);

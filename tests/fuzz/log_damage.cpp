@@ -1,7 +1,7 @@
 #include "log_damage.h"
 
 #include "kinds.h"
-#include "memory_files.h"
+#include "memory/files.h"
 #include "numbers.h"
 #include "txn/log_layout.h"
 
@@ -12,6 +12,8 @@
 namespace fuzz {
 
 namespace {
+
+using memory_files::Bytes;
 
 struct Piece {
     std::size_t start, length;
@@ -160,7 +162,7 @@ void add(Bytes &log, const Operation &operation) {
     const std::vector<Piece> records = recordsOf(log);
     const Piece *const near = records.empty() ? nullptr : &records[operation.b % records.size()];
     const Bytes made = put(operation, near != nullptr ? log.data() + near->start : nullptr);
-    if (made.size() > logrec::kMaxSize || log.size() + made.size() > kDiskSize / 4) return;
+    if (made.size() > logrec::kMaxSize || log.size() + made.size() > memory_files::kDiskSize / 4) return;
     log.insert(log.begin() + static_cast<std::ptrdiff_t>(near != nullptr ? near->start + near->length : 0),
                made.begin(), made.end());
 }
@@ -173,15 +175,15 @@ void move(Bytes &log, const Operation &operation) {
     const Bytes copy(start, start + static_cast<std::ptrdiff_t>(record.length));
     if (operation.a % 2 == 0)
         log.erase(start, start + static_cast<std::ptrdiff_t>(record.length));
-    else if (log.size() + copy.size() < kDiskSize / 4)
+    else if (log.size() + copy.size() < memory_files::kDiskSize / 4)
         log.insert(log.begin() + static_cast<std::ptrdiff_t>(before.start), copy.begin(), copy.end());
 }
 
 }  // namespace
 
 void damageLog(DamageCode code, const Operation &operation) {
-    if (code == DamageCode::AddRecord) return add(makeFile("m/log"), operation);
-    Bytes *const log = fileNamed("m/log");
+    if (code == DamageCode::AddRecord) return add(memory_files::make("m/log"), operation);
+    Bytes *const log = memory_files::find("m/log");
     if (log == nullptr) return;
     if (code == DamageCode::LogField)
         setField(*log, operation);

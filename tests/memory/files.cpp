@@ -1,28 +1,23 @@
-#include "memory_files.h"
+#include "memory/files.h"
 
-#include "limits.h"
+#include "memory/node.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstdarg>
 #include <cstring>
-#include <memory>
+#include <iterator>
 
-namespace fuzz {
-
+namespace memory_files {
 namespace {
 
-struct Node {
-    Bytes bytes;
-    ino_t number = 0;
-};
-
 struct Descriptor {
-    std::shared_ptr<Node> node;  // null: the descriptor is free
+    NodePointer node;  // null: the descriptor is free
     off_t at = 0;
     int flags = 0;
 };
@@ -31,27 +26,13 @@ constexpr int kFirstDescriptor = 3;
 constexpr int kDescriptors = 64;
 
 struct Disk {
-    std::map<std::string, std::shared_ptr<Node>> names;
+    Names names;
     Descriptor open[kDescriptors];
     ino_t lastNumber = 0;
     bool locksRefused = false;
     off_t refusedAt = -1;  // where the last lock was refused
-    SystemCalls calls;
-
-    std::shared_ptr<Node> make(const std::string &name) {
-        auto node = std::make_shared<Node>();
-        node->number = ++lastNumber;
-        names[name] = node;
-        return node;
-    }
-    std::size_t used() const {
-        std::size_t sum = 0;
-        for (const auto &[name, node] : names)
-            sum += node->bytes.size();
-        return sum;
-    }
+    Calls calls;
 };
-
 Disk disk;
 
 int fails(int error) {
@@ -61,7 +42,21 @@ int fails(int error) {
 }
 
 void count() {
-    if (++disk.calls.count > kMaxSystemCalls) misbehaves("one call makes system calls without end");
+    if (++disk.calls.count > Rules::mostCalls()) Rules::misbehaves("one call makes system calls without end");
+}
+
+NodePointer makeNode(const std::string &path) {
+    auto node = std::make_shared<Node>();
+    node->name = path;
+    node->number = ++disk.lastNumber;
+    disk.names[path] = node;
+    return node;
+}
+
+// Null where no file has that name.
+NodePointer nodeOf(const std::string &path) {
+    const auto found = disk.names.find(path);
+    return found != disk.names.end() ? found->second : nullptr;
 }
 
 Descriptor *descriptorOf(int number) {
@@ -69,28 +64,18 @@ Descriptor *descriptorOf(int number) {
     return i >= 0 && i < kDescriptors && disk.open[i].node != nullptr ? &disk.open[i] : nullptr;
 }
 
-bool writable(const Descriptor &d) { return (d.flags & O_ACCMODE) != O_RDONLY; }
+bool isWritable(const Descriptor &d) { return (d.flags & O_ACCMODE) != O_RDONLY; }
 
-// 0, or why there can be no such name.
-int judgeName(const char *path) {
-    const std::size_t length = std::strlen(path);
-    if (length == 0) return ENOENT;
-    if (length >= PATH_MAX) return ENAMETOOLONG;
-    const char *const slash = std::strrchr(path, '/');
-    if (slash == nullptr) return length > NAME_MAX ? ENAMETOOLONG : 0;
-    if (std::strlen(slash + 1) > NAME_MAX) return ENAMETOOLONG;
-    if (slash[1] == '\0') return EISDIR;
-    return slash == path + 1 && path[0] == 'm' ? 0 : ENOENT;
-}
-
-bool setSize(Node &node, std::size_t size) {
-    if (size > node.bytes.size() && (size > kDiskSize || disk.used() - node.bytes.size() + size > kDiskSize))
-        return false;
-    node.bytes.resize(size);
-    return true;
+bool isRoom(const Node &node, std::size_t size) {
+    if (size <= node.bytes.size()) return true;
+    std::size_t others = 0;
+    for (const auto &[path, other] : disk.names)
+        if (other.get() != &node) others += other->bytes.size();
+    return size <= kDiskSize && others + size <= kDiskSize;
 }
 
 ssize_t transferIn(const Descriptor &d, void *buffer, std::size_t length, off_t offset) {
+    if (d.node->directory) return fails(EISDIR);
     const auto size = static_cast<off_t>(d.node->bytes.size());
     const std::size_t there = offset < size ? static_cast<std::size_t>(size - offset) : 0;
     const std::size_t moved = std::min(length, there);
@@ -101,11 +86,13 @@ ssize_t transferIn(const Descriptor &d, void *buffer, std::size_t length, off_t 
 
 // All or nothing, as far as the disk goes.
 ssize_t transferOut(const Descriptor &d, const void *buffer, std::size_t length, off_t offset) {
-    if (!writable(d)) return fails(EBADF);
+    if (!isWritable(d)) return fails(EBADF);
     if (length == 0) return 0;
     if (offset > static_cast<off_t>(kDiskSize)) return fails(ENOSPC);
     const std::size_t end = static_cast<std::size_t>(offset) + length;
-    if (end > d.node->bytes.size() && !setSize(*d.node, end)) return fails(ENOSPC);
+    if (!isRoom(*d.node, end)) return fails(ENOSPC);
+    noteBytes(d.node, static_cast<std::size_t>(offset), length);
+    if (end > d.node->bytes.size()) d.node->bytes.resize(end);
     std::memcpy(d.node->bytes.data() + offset, buffer, length);
     return static_cast<ssize_t>(length);
 }
@@ -114,40 +101,44 @@ void describe(const Node &node, struct stat *status) {
     std::memset(status, 0, sizeof *status);
     status->st_dev = 1;
     status->st_ino = node.number;
-    status->st_mode = S_IFREG | 0666;
+    status->st_mode = node.directory ? S_IFDIR | 0777 : S_IFREG | 0666;
     status->st_size = static_cast<off_t>(node.bytes.size());
 }
 
 }  // namespace
 
-void placeFiles(const FileSet &files) {
+const Names &names() { return disk.names; }
+
+void place(const FileSet &files) {
+    forgetChanges();
     for (Descriptor &d : disk.open)
         d = {};
     disk.names.clear();
     disk.lastNumber = 0;
     refuseLocks(false);
-    for (const auto &[name, bytes] : files)
-        disk.make(name)->bytes = bytes;
+    for (const auto &[path, bytes] : files)
+        makeNode(path)->bytes = bytes;
 }
 
-FileSet currentFiles() {
+FileSet all() {
     FileSet files;
-    for (const auto &[name, node] : disk.names)
-        files[name] = node->bytes;
+    for (const auto &[path, node] : disk.names)
+        files[path] = node->bytes;
     return files;
 }
 
-Bytes *fileNamed(const std::string &name) {
-    const auto found = disk.names.find(name);
-    return found != disk.names.end() ? &found->second->bytes : nullptr;
+Bytes *find(const std::string &path) {
+    const NodePointer node = nodeOf(path);
+    return node != nullptr ? &node->bytes : nullptr;
 }
 
-Bytes &makeFile(const std::string &name) {
-    Bytes *there = fileNamed(name);
-    return there != nullptr ? *there : disk.make(name)->bytes;
+Bytes &make(const std::string &path) {
+    Bytes *there = find(path);
+    return there != nullptr ? *there : makeNode(path)->bytes;
 }
 
-void removeFile(const std::string &name) { disk.names.erase(name); }
+void remove(const std::string &path) { disk.names.erase(path); }
+void makeDirectory(const std::string &path) { makeNode(path)->directory = true; }
 
 int openDescriptors() {
     return static_cast<int>(std::count_if(std::begin(disk.open), std::end(disk.open),
@@ -159,33 +150,38 @@ void refuseLocks(bool refused) {
     disk.refusedAt = -1;
 }
 
-const SystemCalls &systemCalls() { return disk.calls; }
+const Calls &calls() { return disk.calls; }
 void forgetCalls() { disk.calls = {}; }
 
-}  // namespace fuzz
+}  // namespace memory_files
 
-using namespace fuzz;
+using namespace memory_files;
 
 // The names of ../shim/calls.txt.
 extern "C" {
 
 int shim_open(const char *path, int flags, mode_t) {
     count();
-    if (const int error = judgeName(path)) return fails(error);
-    const auto found = disk.names.find(path);
-    if (found == disk.names.end() && (flags & O_CREAT) == 0) return fails(ENOENT);
-    if (found != disk.names.end() && (flags & O_CREAT) != 0 && (flags & O_EXCL) != 0) return fails(EEXIST);
+    if (const int error = Rules::judgePath(path)) return fails(error);
+    NodePointer node = nodeOf(path);
+    if (node == nullptr && (flags & O_CREAT) == 0) return fails(ENOENT);
+    if (node != nullptr && (flags & O_CREAT) != 0 && (flags & O_EXCL) != 0) return fails(EEXIST);
+    if (node != nullptr && node->directory && (flags & O_ACCMODE) != O_RDONLY) return fails(EISDIR);
     auto *const free =
         std::find_if(std::begin(disk.open), std::end(disk.open), [](const Descriptor &d) { return d.node == nullptr; });
     if (free == std::end(disk.open)) return fails(EMFILE);
-    *free = {found != disk.names.end() ? found->second : disk.make(path), 0, flags};
+    if (node == nullptr) {
+        noteName(path);
+        node = makeNode(path);
+    }
+    *free = {node, 0, flags};
     return kFirstDescriptor + static_cast<int>(free - disk.open);
 }
 
 int shim_close(int descriptor) {
     count();
     Descriptor *const d = descriptorOf(descriptor);
-    if (d == nullptr) misbehaves("close of a descriptor that is not open");
+    if (d == nullptr) Rules::misbehaves("close of a descriptor that is not open");
     *d = {};
     return 0;
 }
@@ -203,7 +199,7 @@ ssize_t shim_read(int descriptor, void *buffer, std::size_t length) {
     Descriptor *const d = descriptorOf(descriptor);
     if (d == nullptr) return fails(EBADF);
     const ssize_t moved = transferIn(*d, buffer, length, d->at);
-    d->at += moved;
+    if (moved > 0) d->at += moved;
     return moved;
 }
 
@@ -238,25 +234,28 @@ off_t shim_lseek(int descriptor, off_t offset, int whence) {
 int shim_ftruncate(int descriptor, off_t length) {
     count();
     const Descriptor *const d = descriptorOf(descriptor);
-    if (d == nullptr || !writable(*d)) return fails(EBADF);
+    if (d == nullptr || !isWritable(*d)) return fails(EBADF);
     if (length < 0) return fails(EINVAL);
-    if (length > static_cast<off_t>(kDiskSize) || !setSize(*d->node, static_cast<std::size_t>(length)))
-        return fails(ENOSPC);
+    if (length > static_cast<off_t>(kDiskSize)) return fails(ENOSPC);
+    const auto size = static_cast<std::size_t>(length);
+    if (!isRoom(*d->node, size)) return fails(ENOSPC);
+    noteBytes(d->node, size, d->node->bytes.size());
+    d->node->bytes.resize(size);
     return 0;
 }
 
-// One process alone: its locks never stand against each other. The standard streams are open.
+// The standard streams are open.
 int shim_fcntl(int descriptor, int command, ...) {
     count();
     if (command == F_GETFD && descriptor >= 0 && descriptor < kFirstDescriptor) return 0;
     const Descriptor *const d = descriptorOf(descriptor);
     if (d == nullptr) return fails(EBADF);
-    if (command != F_SETLK && command != F_SETLKW) misbehaves("an unexpected request of fcntl");
+    if (command != F_SETLK && command != F_SETLKW) Rules::misbehaves("an unexpected request of fcntl");
     std::va_list rest;
     va_start(rest, command);
     const auto *const lock = va_arg(rest, struct flock *);
     va_end(rest);
-    if (lock->l_type == F_WRLCK && !writable(*d)) return fails(EBADF);
+    if (lock->l_type == F_WRLCK && !isWritable(*d)) return fails(EBADF);
     if (lock->l_start < 0 || (lock->l_len < 0 && lock->l_start + lock->l_len < 0)) return fails(EINVAL);
     if (!disk.locksRefused || lock->l_type == F_UNLCK) return 0;
     if (command == F_SETLK) {
@@ -278,27 +277,31 @@ int shim_fstat(int descriptor, struct stat *status) {
 
 int shim_stat(const char *path, struct stat *status) {
     count();
-    if (const int error = judgeName(path)) return fails(error);
-    const auto found = disk.names.find(path);
-    if (found == disk.names.end()) return fails(ENOENT);
-    describe(*found->second, status);
+    if (const int error = Rules::judgePath(path)) return fails(error);
+    const NodePointer node = nodeOf(path);
+    if (node == nullptr) return fails(ENOENT);
+    describe(*node, status);
     return 0;
 }
 
 int shim_link(const char *from, const char *to) {
     count();
-    if (const int error = judgeName(from)) return fails(error);
-    if (const int error = judgeName(to)) return fails(error);
-    const auto found = disk.names.find(from);
-    if (found == disk.names.end()) return fails(ENOENT);
-    if (disk.names.count(to) != 0) return fails(EEXIST);
-    disk.names[to] = found->second;
+    for (const char *path : {from, to})
+        if (const int error = Rules::judgePath(path)) return fails(error);
+    const NodePointer node = nodeOf(from);
+    if (node == nullptr) return fails(ENOENT);
+    if (nodeOf(to) != nullptr) return fails(EEXIST);
+    noteName(to);
+    disk.names[to] = node;
     return 0;
 }
 
 int shim_unlink(const char *path) {
     count();
-    if (const int error = judgeName(path)) return fails(error);
-    return disk.names.erase(path) != 0 ? 0 : fails(ENOENT);
+    if (const int error = Rules::judgePath(path)) return fails(error);
+    if (nodeOf(path) == nullptr) return fails(ENOENT);
+    noteName(path);
+    disk.names.erase(path);
+    return 0;
 }
 }
