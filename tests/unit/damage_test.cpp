@@ -1,31 +1,26 @@
 // Damaged files and failures at the worst moment: an error, and nothing else.
 
 #include <cerrno>
-#include <fstream>
-#include <iterator>
+#include <initializer_list>
 
 #include "base/isfail.h"
 #include "lock/islock.h"
 #include "storage/isidxio.h"
 #include "storage/node_layout.h"
+#include "unit/raw_file.h"
 #include "unit/scratch_file.h"
 
 namespace {
 
+using unit::bytesOf;
 using unit::charKey;
 using unit::ScratchFile;
-using Bytes = std::vector<char>;
-
-Bytes bytesOf(const std::string &path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
 
 void patch(const std::string &path, long offset, std::initializer_list<int> values) {
-    std::fstream file(path, std::ios::binary | std::ios::in | std::ios::out);
-    file.seekp(offset);
+    std::string bytes;
     for (int value : values)
-        file.put(static_cast<char>(value));
+        bytes += static_cast<char>(value);
+    unit::patch(path, offset, bytes);
 }
 
 class DamagedHeader : public testing::Test {
@@ -113,13 +108,13 @@ TEST(DamagedTree, IsNotHalfDroppedWithItsIndex) {
     ASSERT_EQ(isaddindex(file.fd(), &wide), 0);
     for (int i = 0; i < 2600; ++i)
         ASSERT_GT(file.write(std::to_string(1000 + i)), 0);
-    const Bytes whole = bytesOf(file.base() + ".idx");
+    const std::string whole = bytesOf(file.base() + ".idx");
     ASSERT_GT(whole.size() / 1024, 300U);
     // The last node of the file is the newest leaf: an odd used length.
     const long last = static_cast<long>(whole.size()) - 1024;
     ASSERT_EQ(isclose(file.fd()), 0);
     patch(file.base() + ".idx", last, {0, 9});
-    const Bytes damaged = bytesOf(file.base() + ".idx");
+    const std::string damaged = bytesOf(file.base() + ".idx");
     const int fd = isopen(file.base().c_str(), ISINOUT);
     ASSERT_GE(fd, 0);
     EXPECT_EQ(isdelindex(fd, &wide), -1);

@@ -1,10 +1,8 @@
 // A copy that the system stops at any of its writes: the destination's header is that of the records before.
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <cerrno>
 
+#include "unit/raw_file.h"
 #include "unit/refusal.h"
 #include "unit/scratch_file.h"
 
@@ -28,13 +26,7 @@ int makeSet(const std::string &base, int records) {
     return fd;
 }
 
-std::string headerOf(const std::string &base) {
-    std::string bytes(128, '\0');
-    const int fd = open((base + ".idx").c_str(), O_RDONLY);
-    EXPECT_EQ(pread(fd, bytes.data(), bytes.size(), 0), static_cast<ssize_t>(bytes.size()));
-    close(fd);
-    return bytes;
-}
+std::string headerOf(const std::string &base) { return unit::bytesOf(base + ".idx").substr(0, 128); }
 
 std::string headsOf(const std::string &base) { return headerOf(base).substr(kHeads, kHeadsSize); }
 

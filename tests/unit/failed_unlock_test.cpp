@@ -1,10 +1,10 @@
 // The system refuses to take a phase lock back: the change is done all the same, and the log says so.
 
 #include <fcntl.h>
-#include <sys/stat.h>
 
 #include <cerrno>
 
+#include "unit/raw_file.h"
 #include "unit/refusal.h"
 #include "unit/scratch_file.h"
 
@@ -12,15 +12,11 @@ namespace {
 
 using unit::charKey;
 using unit::ScratchFile;
+using unit::sizeOf;
 
 bool isPhaseUnlock(const shim::Arguments &arguments) {
     const struct flock *lock = arguments.lock;
     return lock != nullptr && lock->l_type == F_UNLCK && lock->l_start == 0 && lock->l_len > 1;
-}
-
-off_t sizeOf(const std::string &path) {
-    struct stat status;
-    return stat(path.c_str(), &status) == 0 ? status.st_size : -1;
 }
 
 TEST(FailedUnlock, LeavesTheChangeInFileAndLog) {
@@ -31,7 +27,7 @@ TEST(FailedUnlock, LeavesTheChangeInFileAndLog) {
         ScratchFile file(20, charKey(4));
         char first[] = "aaaa                ", second[] = "bbbb                ", got[21];
         ASSERT_EQ(iswrite(file.fd(), first), 0);
-        const off_t before = sizeOf(log);
+        const std::size_t before = sizeOf(log);
         {
             unit::Refusal refusing(ENOLCK, unit::only(0, isPhaseUnlock));
             EXPECT_EQ(iswrite(file.fd(), second), -1);

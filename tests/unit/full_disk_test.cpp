@@ -2,17 +2,18 @@
 
 #include <csignal>
 #include <sys/resource.h>
-#include <sys/stat.h>
 
 #include <cerrno>
 
 #include "support/file_check.h"
+#include "unit/raw_file.h"
 #include "unit/scratch_file.h"
 
 namespace {
 
 using unit::charKey;
 using unit::ScratchFile;
+using unit::sizeOf;
 
 // Keeps files from growing beyond a size for as long as it lives.
 class SizeLimit {
@@ -31,11 +32,6 @@ class SizeLimit {
   private:
     rlimit old_;
 };
-
-rlim_t sizeOf(const std::string &path) {
-    struct stat status;
-    return stat(path.c_str(), &status) == 0 ? static_cast<rlim_t>(status.st_size) : 0;
-}
 
 class FullDisk : public testing::Test {
   protected:

@@ -4,34 +4,18 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <fstream>
-#include <iterator>
 
 #include "base/issystem.h"
+#include "unit/raw_file.h"
 #include "unit/scratch_file.h"
 
 namespace {
 
+using unit::be;
+using unit::bytesOf;
 using unit::charKey;
+using unit::patch;
 using unit::ScratchFile;
-
-std::string bytesOf(const std::string &path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-std::string be(std::uint32_t value, int width) {
-    std::string bytes;
-    for (int shift = 8 * (width - 1); shift >= 0; shift -= 8)
-        bytes += static_cast<char>(value >> shift);
-    return bytes;
-}
-
-void patch(const std::string &path, long offset, const std::string &bytes) {
-    std::fstream file(path, std::ios::binary | std::ios::in | std::ios::out);
-    file.seekp(offset);
-    file << bytes;
-}
 
 class LogEdge : public testing::Test {
   protected:

@@ -4,11 +4,11 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <functional>
 
 #include "base/isglobal.h"
 #include "shim/system_calls.h"
+#include "unit/raw_file.h"
 #include "unit/scratch_file.h"
 
 namespace {
@@ -62,20 +62,7 @@ class LogTakeBack : public testing::Test {
         iscleanup();
         islogclose();
     }
-    long size() const {
-        std::FILE *file = std::fopen(log_.c_str(), "rb");
-        std::fseek(file, 0, SEEK_END);
-        const long bytes = std::ftell(file);
-        std::fclose(file);
-        return bytes;
-    }
-    int lastByte() const {
-        std::FILE *file = std::fopen(log_.c_str(), "rb");
-        std::fseek(file, -1, SEEK_END);
-        const int byte = std::fgetc(file);
-        std::fclose(file);
-        return byte;
-    }
+    std::string logged() const { return unit::bytesOf(log_); }
     // The record is not deleted: the log comes first, then the files.
     void fail(const std::function<void(FailAfterLogged &)> &how) {
         FailAfterLogged observer;
@@ -95,9 +82,9 @@ class LogTakeBack : public testing::Test {
 };
 
 TEST_F(LogTakeBack, LeavesTheLogAsItWas) {
-    const long before = size();
+    const std::string before = logged();
     fail([](FailAfterLogged &) {});
-    EXPECT_EQ(size(), before);
+    EXPECT_EQ(logged(), before);
     EXPECT_TRUE(found("aaaa"));
 }
 
@@ -105,9 +92,9 @@ TEST_F(LogTakeBack, InATransactionLeavesItsChainAsItWas) {
     ASSERT_EQ(isbegin(), 0);
     char record[] = "ddddbbbb";
     ASSERT_EQ(iswrite(fd_, record), 0);
-    const long before = size();
+    const std::string before = logged();
     fail([](FailAfterLogged &) {});
-    EXPECT_EQ(size(), before);
+    EXPECT_EQ(logged(), before);
     ASSERT_EQ(isrollback(), 0);
     EXPECT_FALSE(found("dddd"));
     EXPECT_TRUE(found("aaaa"));
@@ -116,15 +103,15 @@ TEST_F(LogTakeBack, InATransactionLeavesItsChainAsItWas) {
 TEST_F(LogTakeBack, IsLeftWhereTheLogCannotBeLockedOrCut) {
     for (const bool lock : {true, false}) {
         SCOPED_TRACE(lock);
-        const long before = size();
+        const std::string before = logged();
         fail([lock](FailAfterLogged &observer) { (lock ? observer.refuseLock : observer.refuseCut) = true; });
-        EXPECT_GT(size(), before);
+        EXPECT_GT(logged().size(), before.size());
         EXPECT_TRUE(found("aaaa"));
     }
 }
 
 TEST_F(LogTakeBack, IsLeftWhereSomebodyHasAppendedSince) {
-    const long before = size();
+    const std::string before = logged();
     fail([this](FailAfterLogged &observer) {
         observer.meanwhile = [this] {
             const int other = open(log_.c_str(), O_WRONLY | O_APPEND);
@@ -132,8 +119,10 @@ TEST_F(LogTakeBack, IsLeftWhereSomebodyHasAppendedSince) {
             close(other);
         };
     });
-    EXPECT_GT(size(), before + 1);
-    EXPECT_EQ(lastByte(), 'x');
+    const std::string after = logged();
+    EXPECT_GT(after.size(), before.size() + 1);
+    EXPECT_EQ(after.substr(0, before.size()), before);
+    EXPECT_EQ(after.back(), 'x');
     EXPECT_TRUE(found("aaaa"));
 }
 

@@ -1,27 +1,16 @@
 // A tree whose root leads to one child again and again has more nodes on its ways than the file: no index like that is
 // given up node by node.
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include "base/ismif.h"
+#include "unit/raw_file.h"
 #include "unit/scratch_file.h"
 
 namespace {
 
+using unit::bytesOf;
 using unit::charKey;
 
 constexpr int kNodeSize = 1024, kKeyLength = 100, kEntry = kKeyLength + 4;
-
-std::string contents(const std::string &path) {
-    std::string bytes;
-    char buffer[kNodeSize];
-    const int fd = open(path.c_str(), O_RDONLY);
-    for (ssize_t got = 0; (got = read(fd, buffer, sizeof buffer)) > 0;)
-        bytes.append(buffer, static_cast<std::size_t>(got));
-    close(fd);
-    return bytes;
-}
 
 TEST(SharedChild, KeepsAnIndexFromBeingDropped) {
     testing_support::TempDir directory;
@@ -38,22 +27,21 @@ TEST(SharedChild, KeepsAnIndexFromBeingDropped) {
     }
     ASSERT_EQ(isclose(built), 0);
 
-    const std::string before = contents(base + ".idx");
+    const std::string before = bytesOf(base + ".idx");
     const auto at = std::size_t{root - 1} * kNodeSize;
     const auto *node = reinterpret_cast<const std::uint8_t *>(before.data()) + at;
     ASSERT_EQ(node[kNodeSize - 2], 2) << "level of the root";
     const int used = ld_int(node);
-    const int file = open((base + ".idx").c_str(), O_WRONLY);
     // Its last child has the most leaves.
+    const std::string last = before.substr(at + static_cast<std::size_t>(used) - 4, 4);
     for (int end = 2 + kEntry; end < used; end += kEntry)
-        EXPECT_EQ(pwrite(file, node + used - 4, 4, static_cast<off_t>(at) + end - 4), 4);
-    close(file);
+        unit::patch(base + ".idx", static_cast<long>(at) + end - 4, last);
 
-    const std::string damaged = contents(base + ".idx");
+    const std::string damaged = bytesOf(base + ".idx");
     const int fd = isopen(base.c_str(), ISINOUT | ISLOCKEXCL);
     EXPECT_EQ(isdelindex(fd, &second), -1);
     EXPECT_EQ(iserrno, 105);
-    EXPECT_TRUE(contents(base + ".idx") == damaged);
+    EXPECT_TRUE(bytesOf(base + ".idx") == damaged);
     isclose(fd);
 }
 

@@ -1,32 +1,15 @@
 // Tails whose nodes or hash do not fit what the header says.
 
-#include <fstream>
-#include <iterator>
-
 #include "base/ismif.h"
+#include "unit/raw_file.h"
 #include "unit/scratch_file.h"
 
 namespace {
 
+using unit::be;
+using unit::bytesOf;
 using unit::charKey;
-
-std::string bytesOf(const std::string &path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-std::string be(std::uint32_t value, int width) {
-    std::string bytes;
-    for (int shift = 8 * (width - 1); shift >= 0; shift -= 8)
-        bytes += static_cast<char>(value >> shift);
-    return bytes;
-}
-
-void patch(const std::string &path, long offset, const std::string &bytes) {
-    std::fstream file(path, std::ios::binary | std::ios::in | std::ios::out);
-    file.seekp(offset);
-    file << bytes;
-}
+using unit::patch;
 
 std::uint32_t numberAt(const std::string &bytes, std::size_t offset) {
     return ld_long(reinterpret_cast<const std::uint8_t *>(bytes.data()) + offset);
