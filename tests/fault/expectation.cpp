@@ -62,7 +62,10 @@ void Expectation::apply(const Change &change) {
         std::erase_if(files_, [&](const ExpectedFile &one) { return one.names == file->names; });
         break;
     case Kind::Rename: file->names = {change.other}; break;
-    case Kind::Record: file->records[change.ident] = {valueOf(change)}; break;
+    case Kind::Record:
+        file->records[change.ident] = {valueOf(change)};
+        if (failed_) file->changedLater.insert(change.ident);
+        break;
     case Kind::AddIndex: file->indexes.push_back({change.key}); break;
     case Kind::DropIndex:
         std::erase_if(file->indexes, [&](const ExpectedIndex &index) { return sameKey(index.key, change.key); });
@@ -75,6 +78,7 @@ void Expectation::apply(const Change &change) {
 // The change may have happened, or not, or half of it.
 void Expectation::admit(const Change &change) {
     using Kind = Change::Kind;
+    failed_ = true;
     if (change.kind == Kind::MakeFile) {
         if (find(change.file) != nullptr) return;
         apply(change);

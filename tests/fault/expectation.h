@@ -30,6 +30,8 @@ struct ExpectedFile {
     std::map<std::int32_t, std::vector<Value>> records;  // by ident: the values that it may have
     std::vector<std::string> names;                      // under one of them it is whole
     bool mayBeMissing = false;                           // it was being made or removed
+    // Records changed after a call had failed in the middle of a change: what that left of their entries may stay.
+    std::set<std::int32_t> changedLater;
 
     bool mayBeAbsent(std::int32_t ident) const;
 };
@@ -49,6 +51,7 @@ class Expectation {
 
     std::vector<ExpectedFile> files_;
     std::string interrupted_;
+    bool failed_ = false;  // some change so far
 };
 
 bool sameKey(const KeyDesc &a, const KeyDesc &b);

@@ -219,6 +219,9 @@ class FileJudge {
                specs_[static_cast<std::size_t>(index) - 1].nullKeys();
     }
 
+    // Of two entries that a split has left, a later change takes one along.
+    bool isLater(std::int32_t ident) const { return expected_.changedLater.count(ident) != 0; }
+
     // An index and a record do not agree. leftOver: an entry too many, as when a node was being split.
     void disagreement(int index, std::int32_t ident, const std::string &text, bool leftOver = false) {
         if (unreadable_.count(ident) != 0) return;
@@ -244,7 +247,7 @@ class FileJudge {
         for (const Found &found : readAll(fd_, index, settled_.size() + unreadable_.size() + 16)) {
             if (found.error != 0) {
                 const std::int32_t ident = slotIdent(found.number);
-                disagreement(index, ident, "gives error " + std::to_string(found.error));
+                disagreement(index, ident, "gives error " + std::to_string(found.error), isLater(ident));
                 ++seen[ident];
                 continue;
             }
@@ -257,7 +260,7 @@ class FileJudge {
             if (settled == settled_.end() || essence(settled->second.image) != essence(found.image))
                 disagreement(index, ident, "is another one than by number");
             else if (!belongs(settled->second, index))
-                disagreement(index, ident, "does not belong there");
+                disagreement(index, ident, "does not belong there", isLater(ident));
             if (++seen[ident] > 1) disagreement(index, ident, "comes twice", true);
         }
         for (const auto &[ident, value] : settled_) {
