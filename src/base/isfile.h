@@ -67,6 +67,7 @@ struct FreeCache {
     std::uint32_t least;       // shortest used length since it was read or written; 0: it is a new list node
     std::uint32_t stored;      // used length in the file, 0xffffffff: it is a new list node
     bool usedUp;               // a node of the list has been given up since the header was written
+    std::uint32_t blank;       // the one given up last, where the file has it empty and without link; else 0
     std::uint8_t *full;        // a node that filled up and is to be written, nodeSize bytes
     std::uint32_t fullNumber;  // its number, 0 = there is none
 };

@@ -87,6 +87,7 @@ void addRecord(Copying *c, const char *record) {
     }
     isWriteNewNodes(h);
     isPutData(h, record, static_cast<long>(number));
+    isHeadCountNodes(h);
     isFreeWriteTaken(h);
     if (hasTails(h)) isVLput(h);
     isPathWrite(h, h->keyCount);
@@ -178,6 +179,7 @@ void addKey(Copying *c, const std::uint8_t *stored, std::uint32_t number) {
         isTreeInsert(to, other, key, number);
     }
     isWriteNewNodes(to);
+    isHeadCountNodes(to);
     isFreeWriteTaken(to);
     isPathWrite(to, to->keyCount);
     isFreeWrite(to);

@@ -118,7 +118,7 @@ int isRebuildIdx(IsamFile *h, int index) {
         wipe(h, n);
         startAnew(h, n);
         const bool filled = isAttempt(h, [h, n] {
-            isFillIdx(h, n, n, isSlotCount(h));
+            isFillIdx(h, n, n, isSlotCount(h), true);
             refindPosition(h, n);
         });
         const int code = h->errcode, io = h->errio;

@@ -87,7 +87,7 @@ void takeBack(IsamFile *h, int index, std::uint32_t lastNode, bool sound) {
 
 }  // namespace
 
-void isFillIdx(IsamFile *h, int n, int maskBit, std::uint32_t last) {
+void isFillIdx(IsamFile *h, int n, int maskBit, std::uint32_t last, bool entered) {
     IndexPath *path = isWholePath(h, n);
     std::uint8_t key[ISMAXKEYLEN];
     for (std::uint32_t number = 1; number <= last; ++number) {
@@ -97,6 +97,10 @@ void isFillIdx(IsamFile *h, int n, int maskBit, std::uint32_t last) {
         isKeyMake(path, key, h->recordBuffer);
         if (isKeyNull(path, key)) continue;
         isTreeInsert(h, path, key, number);
+        if (entered) {
+            isWriteNewNodes(h);
+            isHeadCountNodes(h);
+        }
         isPathWrite(h, n);
     }
 }
@@ -117,7 +121,7 @@ int isAddIndex(IsamFile *h, const KeyDesc *key) {
             const DescPlace place = isReserveIndex(h, key);
             h->takenDesc = place.added;
             // One bit below the one that writes use.
-            isFillIdx(h, index, index + kMaskBits - 1, h->dataFree.last);
+            isFillIdx(h, index, index + kMaskBits - 1, h->dataFree.last, false);
             isFreeWrite(h);
             // The description must not name a node that the header does not know.
             if (place.last != 0) isHeadWrite(h);

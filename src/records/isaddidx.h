@@ -9,5 +9,6 @@ int isDelIndex(IsamFile *h, const KeyDesc *key);
 
 // Inserts the keys of records 1..last into index n, which is empty, but for those
 // whose mask has bit maskBit (modulo 32). 100 at the first duplicate in a unique
-// index; what was inserted before it is on disk.
-void isFillIdx(IsamFile *h, int n, int maskBit, std::uint32_t last);
+// index; what was inserted before it is on disk. With entered the file has the
+// index in its list already.
+void isFillIdx(IsamFile *h, int n, int maskBit, std::uint32_t last, bool entered);

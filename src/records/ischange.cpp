@@ -29,7 +29,10 @@ void isEndPure(IsamFile *h) {
     isWriteNewNodes(h);
     isFreeWriteTaken(h);
     const bool headFirst = !isFreeDirty(h);
-    if (headFirst) isHeadWrite(h);
+    if (headFirst)
+        isHeadWrite(h);
+    else
+        isHeadCountNodes(h);
     isPathWrite(h, 0);
     if (!headFirst) isEndChange(h);
 }

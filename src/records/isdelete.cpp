@@ -49,6 +49,7 @@ void remove(IsamFile *h, long recnum) {
         isUndelData(h, recnum);
         isFail(h, code, io);
     }
+    isHeadCountNodes(h);
     isFreeWriteTaken(h);
     if (hasTails(h)) isVLput(h);
     isDropData(h, recnum);

@@ -98,6 +98,7 @@ void rewrite(IsamFile *h, long recnum, const char *record) {
 
     if (hasTails(h)) isVLwrite(h);
     isWriteNewNodes(h);
+    isHeadCountNodes(h);
     isFreeWriteTaken(h);
     isPathWrite(h, h->keyCount);
     if (hasTails(h)) isVLput(h);

@@ -46,6 +46,7 @@ void insert(IsamFile *h, const char *record) {
     if (hasTails(h)) isVLwrite(h);
     isWriteNewNodes(h);
     if (longer) isPutData(h, record, recnum);
+    isHeadCountNodes(h);
     isFreeWriteTaken(h);
     if (hasTails(h)) isVLput(h);
     if (!longer) isPutData(h, record, recnum);

@@ -45,6 +45,7 @@ inline constexpr int kIndexFreeOffset = 29;
 inline constexpr int kLastRecordOffset = 33;
 inline constexpr int kLastNodeOffset = 37;
 inline constexpr int kStampOffset = 41;
+inline constexpr int kStampEnd = 45;
 inline constexpr int kUniqueIdOffset = 45;
 inline constexpr int kAuditNodeOffset = 49;
 inline constexpr int kMaximumOffset = 59;

@@ -135,6 +135,7 @@ std::uint32_t takeListed(IsamFile *h, int kind, FreeCache &cache) {
         kind == ISKIND_INDEX ? cache.used == node::kListStart : cache.used == node::kListStart + kNumberSize;
     if (spent) {
         const std::uint32_t link = node::link(cache.buffer);
+        cache.blank = cache.stored == node::kListStart && link == 0 ? cache.head : 0;
         if (kind == ISKIND_DATA) {
             isPutFree(h, ISKIND_INDEX, cache.head);
             cache.usedUp = true;
@@ -161,6 +162,22 @@ void handOver(IsamFile *h, std::uint32_t nodes) {
         cache.head = link;
         cache.state = ISBUF_EMPTY;
     }
+}
+
+// Before the header leads to a new first node of the list of records: it holds
+// whatever it held before, perhaps numbers that records have by now.
+void prepareDataHead(IsamFile *h) {
+    const std::uint32_t head = h->dataFree.head;
+    if (head != isHeadIndexFree(h)) {
+        writeHead(h, h->dataFree);
+        return;
+    }
+    // By the header it begins the list of nodes. Until that is changed it may list no
+    // records, and then no nodes, itself or by its link.
+    if (head == h->indexFree.blank) return;
+    std::uint8_t empty[node::kListStart] = {};
+    node::setUsed(empty, node::kListStart);
+    isPutNodePart(h, empty, sizeof empty, head, 0);
 }
 
 // The highest record number becomes that of the data file's last slot.
@@ -257,9 +274,7 @@ void isEndChange(IsamFile *h) {
     // says otherwise: to hand it out before would give it two owners.
     const bool gainedOnly = nodes.head == isHeadIndexFree(h) && nodes.fullNumber == 0 && nodes.least == nodes.stored;
     if (!h->dataFree.usedUp || !gainedOnly) writeList(h, h->indexFree);
-    // A new first node holds whatever it held before, perhaps numbers that records
-    // have by now: the header must not lead there yet.
-    if (h->dataFree.stored == kNotStored && h->dataFree.head != isHeadDataFree(h)) writeHead(h, h->dataFree);
+    if (h->dataFree.stored == kNotStored && h->dataFree.head != isHeadDataFree(h)) prepareDataHead(h);
     isHeadWrite(h);
     h->dataFree.usedUp = false;
     writeList(h, h->indexFree);

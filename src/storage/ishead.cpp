@@ -124,6 +124,13 @@ void isHeadWrite(IsamFile *h) {
     is_write(h, ISKIND_INDEX, h->header, h->nodeSize, 0);
 }
 
+void isHeadCountNodes(IsamFile *h) {
+    if (h->indexFree.last <= isHeadLastNode(h)) return;
+    st_long(h->indexFree.last, h->header + kLastNodeOffset);
+    st_long(h->headerStamp + 1, h->header + kStampOffset);
+    is_write(h, ISKIND_INDEX, h->header + kLastNodeOffset, kStampEnd - kLastNodeOffset, kLastNodeOffset);
+}
+
 void isHeadKdsc(IsamFile *h) {
     const int noPrimary = (h->state & ISSTATE_NOPRIMARY) != 0 ? 1 : 0;
     st_int(static_cast<std::uint32_t>(h->keyCount + noPrimary), h->header + kIndexCountOffset);

@@ -25,11 +25,16 @@ void isHeadStore(IsamFile *h);
 // The same, and writes the header, its change counter raised by one.
 void isHeadWrite(IsamFile *h);
 
+// Where a change has added nodes: writes their number, and the change counter that
+// the header is going to have. Should the change end here, whatever leads to them
+// is right, and nobody takes their numbers.
+void isHeadCountNodes(IsamFile *h);
+
 // Stores the catalogue's fields in the header copy alone.
 void isHeadKdsc(IsamFile *h);
 
-// Highest node number by the header copy: what a change that is under way has
-// added to the file lies beyond it.
+// Highest node number by the header copy: until they are counted, the nodes that a
+// change has added to the file lie beyond it.
 std::uint32_t isHeadLastNode(const IsamFile *h);
 
 // The same for records.

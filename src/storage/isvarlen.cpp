@@ -29,6 +29,7 @@ struct NewTail {
     int whole;                          // pieces of 994 bytes
     std::uint32_t numbers[kMaxPieces];  // their nodes, that of the last piece first
     Place shared;                       // the piece behind them, node 0 = none
+    std::uint32_t counted;              // highest node number that the header counted
 };
 
 struct VarlenState {
@@ -143,7 +144,7 @@ Place putShared(IsamFile *h, const std::uint8_t *bytes, int length) {
 void putWhole(IsamFile *h, const NewTail &tail, bool longer) {
     std::uint8_t *node = isScratchNode(h);
     for (int i = 0; i < tail.whole; ++i) {
-        if ((tail.numbers[i] > isHeadLastNode(h)) != longer) continue;
+        if ((tail.numbers[i] > tail.counted) != longer) continue;
         std::memset(node, 0, static_cast<std::size_t>(h->nodeSize));
         toRemNode(h, node, tail.bytes + (tail.whole - 1 - i) * kMaxPiece, kMaxPiece);
         const Place onward = i > 0 ? Place{tail.numbers[i - 1], 0} : tail.shared;
@@ -161,6 +162,7 @@ Place wrVarData(IsamFile *h, const std::uint8_t *bytes, int length) {
     const int remainder = length % kMaxPiece;
     NewTail &tail = h->varlenState->tail;
     tail.bytes = bytes;
+    tail.counted = isHeadLastNode(h);
     if (remainder != 0) tail.shared = putShared(h, bytes + length - remainder, remainder);
     bool tooHigh = tail.shared.node > kMaxNode;
     for (; tail.whole < length / kMaxPiece; ++tail.whole) {
