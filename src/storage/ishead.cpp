@@ -127,8 +127,7 @@ void isHeadWrite(IsamFile *h) {
 void isHeadCountNodes(IsamFile *h) {
     if (h->indexFree.last <= isHeadLastNode(h)) return;
     st_long(h->indexFree.last, h->header + kLastNodeOffset);
-    st_long(h->headerStamp + 1, h->header + kStampOffset);
-    is_write(h, ISKIND_INDEX, h->header + kLastNodeOffset, kStampEnd - kLastNodeOffset, kLastNodeOffset);
+    is_write(h, ISKIND_INDEX, h->header + kLastNodeOffset, kLastNodeSize, kLastNodeOffset);
 }
 
 void isHeadKdsc(IsamFile *h) {

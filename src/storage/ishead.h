@@ -25,9 +25,10 @@ void isHeadStore(IsamFile *h);
 // The same, and writes the header, its change counter raised by one.
 void isHeadWrite(IsamFile *h);
 
-// Where a change has added nodes: writes their number, and the change counter that
-// the header is going to have. Should the change end here, whatever leads to them
-// is right, and nobody takes their numbers.
+// Where a change has added nodes: writes the highest number alone. Should the
+// change end here, whatever leads to them is right, and nobody takes their numbers.
+// The change counter waits for the header: who reads without locks would not see
+// the rest of the change.
 void isHeadCountNodes(IsamFile *h);
 
 // Stores the catalogue's fields in the header copy alone.
