@@ -129,9 +129,14 @@ class FileJudge {
             }
             const std::int32_t ident = identOf(found.image);
             const Value *const value = match(ident, found);
-            if (value == nullptr && inFlight(ident) && (insideWrite_ || isMixture(found.image, ident))) {
+            if (value == nullptr && inFlight(ident) &&
+                (insideWrite_ || isOthersRoom() || isMixture(found.image, ident))) {
                 ++verdict_.torn;
                 settled_.emplace(ident, Value{true, found.image, found.mask});
+                continue;
+            }
+            if (value == nullptr && !records_ && isLater(ident)) {
+                ++verdict_.unseen;
                 continue;
             }
             if (value == nullptr && isShared()) {
@@ -219,6 +224,9 @@ class FileJudge {
                specs_[static_cast<std::size_t>(index) - 1].nullKeys();
     }
 
+    // What the failed rewrite of a tail still points to, a later change has taken.
+    bool isOthersRoom() const { return expected_.shape.variable() && !expected_.changedLater.empty(); }
+
     // Of two entries that a split has left, a later change takes one along.
     bool isLater(std::int32_t ident) const { return expected_.changedLater.count(ident) != 0; }
 
@@ -258,7 +266,7 @@ class FileJudge {
             before = key;
             const auto settled = settled_.find(ident);
             if (settled == settled_.end() || essence(settled->second.image) != essence(found.image))
-                disagreement(index, ident, "is another one than by number");
+                disagreement(index, ident, "is another one than by number", isLater(ident));
             else if (!belongs(settled->second, index))
                 disagreement(index, ident, "does not belong there", isLater(ident));
             if (++seen[ident] > 1) disagreement(index, ident, "comes twice", true);
