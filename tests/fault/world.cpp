@@ -46,9 +46,20 @@ int keyEnd(const KeyDesc &key) {
 
 World::World(Journal &journal) : journal_(journal) {
     for (const Event &event : journal.events())
-        if (event.state == Event::State::Succeeded)
-            for (const Change &change : event.changes)
-                apply(change);
+        for (const Change &change : event.changes)
+            settle(change, event.state == Event::State::Succeeded);
+}
+
+void World::settle(const Change &change, bool done) {
+    if (done) apply(change);
+    if (change.kind != Change::Kind::Record) return;
+    std::vector<Change> &doubts = doubts_[{change.file, change.ident}];
+    if (done && change.certain) {
+        doubts.clear();
+        return;
+    }
+    doubts.push_back(change);
+    doubts.back().certain = false;
 }
 
 void World::apply(const Change &change) {
@@ -92,9 +103,8 @@ bool World::make(const std::string &call, const std::vector<Change> &changes, co
     else
         journal_.failed(iserrno, iserrio);
     if (inTransaction_) sinceBegin_.push_back({call, changes, done ? Event::State::Succeeded : Event::State::Failed});
-    if (done)
-        for (const Change &change : changes)
-            apply(change);
+    for (const Change &change : changes)
+        settle(change, done);
     if (afterCall) afterCall();
     return done;
 }
@@ -221,10 +231,10 @@ bool World::openLog(const std::string &path) {
 }
 
 bool World::begin() {
-    const std::map<std::string, File> before = files_;
     if (!make("isbegin", {}, isbegin, negative)) return false;
     if (!inTransaction_) {
-        atBegin_ = before;
+        atBegin_ = files_;
+        doubtsAtBegin_ = doubts_;
         sinceBegin_.clear();
     }
     inTransaction_ = true;
@@ -239,7 +249,7 @@ bool World::commit() {
 // Puts every record back that the transaction has touched. One whose change failed may have been left as it was made:
 // what the log does not have is not undone.
 bool World::rollback() {
-    std::vector<Change> back;
+    std::vector<Change> back, undone;
     std::set<std::pair<std::string, std::int32_t>> failed, done;
     for (const Event &event : sinceBegin_)
         for (const Change &change : event.changes)
@@ -255,10 +265,18 @@ bool World::rollback() {
                 undo.image = undo.present ? found->second.image : "";
                 undo.mask = undo.present ? found->second.mask : 0;
                 undo.certain = !failed.contains({change.file, change.ident});
+                undone.push_back(undo);
                 back.push_back(undo);
+                // What a failed call before the transaction may have made of it.
+                const auto doubts = doubtsAtBegin_.find({change.file, change.ident});
+                if (doubts != doubtsAtBegin_.end())
+                    back.insert(back.end(), doubts->second.begin(), doubts->second.end());
             }
     inTransaction_ = false;
-    return make("isrollback", back, isrollback, negative);
+    if (!make("isrollback", back, isrollback, negative)) return false;
+    for (const Change &undo : undone)
+        apply(undo);
+    return true;
 }
 
 bool World::recover(const std::vector<Change> &changes) {

@@ -74,6 +74,7 @@ class World {
         std::vector<KeyDesc> indexes;
     };
     void apply(const Change &change);
+    void settle(const Change &change, bool done);
     bool make(const std::string &call, const std::vector<Change> &changes, const std::function<int()> &call_,
               const std::function<bool(int)> &failed, int *result = nullptr);
     bool change(int fd, const std::string &call, const std::string &record, bool present,
@@ -85,6 +86,8 @@ class World {
     std::map<int, std::uint32_t> masks_;
     std::vector<Event> sinceBegin_;
     std::map<std::string, File> atBegin_;
+    // Changes of records that failed, and may have happened all the same, since the last one that did not.
+    std::map<std::pair<std::string, std::int32_t>, std::vector<Change>> doubts_, doubtsAtBegin_;
     bool inTransaction_ = false;
 };
 
