@@ -137,6 +137,7 @@ struct IsamFile {
     bool recovered;           // opened by recovery
     bool pinWanted;           // the phase lock is to be pinned
     bool phasePinned;         // it stays when an operation ends
+    bool comesBack;           // a rollback has written the record that it changes
 
     // What other handles of the process must know.
     FileIdentity indexFile, dataFile;

@@ -176,6 +176,9 @@ bool isLocked(IsamFile *h, long recnum) { return heldBy(h, ISLF_EXCLUSIVE | ISLF
 bool isLockTest(IsamFile *h, long recnum) {
     if (unlocked(h) || heldBy(h, ISLF_WHOLEDATA) || noted(h, recnum)) return true;
     if (isAdmDupData(h, recnum, 0)) return false;
+    // Who waits for a record gets its lock for a moment when it goes: that must not
+    // keep a rollback from undoing what was done to it before.
+    if (h->comesBack) return true;
     if (!lockdata(h, recnum, false)) return false;
     dropdata(h, recnum);
     return true;

@@ -70,18 +70,21 @@ std::uint32_t realNumber(const LogRecord *record, IsamFile *h, std::uint32_t num
 }
 
 // Before a change is undone in the running process: from here on the handle is
-// not logged, and a lock check is the application's business, not ours.
+// not logged, and a lock check is the application's business, not ours. A record
+// that has just come back has lost our lock, and nobody else can have meant it.
 struct Undoing {
     IsamFile *h;
     unsigned lockCheck;
 };
-Undoing startUndo(IsamFile *h) {
+Undoing startUndo(const LogRecord *record, IsamFile *h, std::uint32_t number) {
     const Undoing undoing = {h, h->state & static_cast<unsigned>(ISSTATE_LOCKCHECK)};
     if (!isProcess.recover) h->mode |= ISNOLOG;
     h->state &= static_cast<std::uint16_t>(~ISSTATE_LOCKCHECK);
+    h->comesBack = isUndoing(record) && isBack(record->moves, h, number);
     return undoing;
 }
 int endUndo(const Undoing &undoing, int done) {
+    undoing.h->comesBack = false;
     undoing.h->state |= static_cast<std::uint16_t>(undoing.lockCheck);
     return settled(undoing.h, done);
 }
@@ -207,7 +210,7 @@ int txninsert(LogRecord *record) {
     const char *image = isTakeData(record, length);
     if (!isLogSound(record) || h == nullptr) return 0;
     if (!takesImage(h, length)) return badRecord();
-    const Undoing undoing = startUndo(h);
+    const Undoing undoing = startUndo(record, h, recnum);
     const int done = isWrite(h, image);
     if (done && isUndoing(record)) isNoteMove(record->moves, h, recnum, static_cast<std::uint32_t>(h->recnum));
     return endUndo(undoing, done);
@@ -217,7 +220,7 @@ int txndelete(LogRecord *record) {
     IsamFile *h = txnrecordfile(record, isTakeInt(record));
     const std::uint32_t recnum = isTakeLong(record);
     if (!isLogSound(record) || h == nullptr) return 0;
-    const Undoing undoing = startUndo(h);
+    const Undoing undoing = startUndo(record, h, recnum);
     const int done = isDelRec(h, static_cast<long>(realNumber(record, h, recnum)));
     if (done && isUndoing(record)) isEndMove(record->moves, h, recnum);
     return endUndo(undoing, done);
@@ -230,7 +233,7 @@ int rewriteWith(LogRecord *record, bool older) {
     const char *before = isTakeData(record, beforeLength), *after = isTakeData(record, afterLength);
     if (!isLogSound(record) || h == nullptr) return 0;
     if (!takesImage(h, older ? beforeLength : afterLength)) return badRecord();
-    const Undoing undoing = startUndo(h);
+    const Undoing undoing = startUndo(record, h, recnum);
     const auto number = static_cast<long>(realNumber(record, h, recnum));
     return endUndo(undoing, isRewRec(h, number, older ? before : after));
 }

@@ -19,9 +19,10 @@ std::uint32_t isMovedTo(const TxnMoves *moves, IsamFile *h, std::uint32_t number
     return i >= 0 ? moves->list[i].to : number;
 }
 
+bool isBack(const TxnMoves *moves, IsamFile *h, std::uint32_t number) { return find(moves, h, number) >= 0; }
+
 void isNoteMove(TxnMoves *moves, IsamFile *h, std::uint32_t from, std::uint32_t to) {
     isEndMove(moves, h, from);
-    if (from == to) return;
     if (moves->count == moves->room) {
         const auto size = sizeof(TxnMove) * static_cast<std::size_t>(moves->room);
         moves->list = static_cast<TxnMove *>(is_realloc(moves->list, size, size + sizeof(TxnMove) * kGrowth));

@@ -43,6 +43,30 @@ TEST_F(LockOfTransaction, InsertedRecordUntilRollback) {
     EXPECT_EQ(b.last().recnum, 4);  // the number is free again
 }
 
+// Who waits for a record that goes has its lock for a moment. The rollback brings the record back and goes on with it.
+TEST_F(LockOfTransaction, LockOfOneWhoWaitedDoesNotStandInTheWayOfARollback) {
+    const std::vector<std::string> before = items();
+    EXPECT_TRUE(succeeds(a, jobs::rewrite(0, item(20, 8))));
+    EXPECT_TRUE(succeeds(a, jobs::remove(0, item(20))));
+    EXPECT_TRUE(succeeds(a, jobs::write(0, item(25))));  // takes its number
+    EXPECT_TRUE(succeeds(a, jobs::rewrite(0, item(25, 7))));
+    EXPECT_TRUE(succeeds(a, jobs::remove(0, item(25))));
+    RawFile waiting(dataPath());
+    ASSERT_TRUE(waiting.lock(kRecordStart + 2, 1, F_WRLCK));
+    EXPECT_TRUE(succeeds(a, jobs::rollback()));
+    EXPECT_EQ(items(), before);
+}
+
+// It is theirs when the transaction has let go of it.
+TEST_F(LockOfTransaction, LockOfAnotherOnARecordThatStayedStandsInTheWayOfARollback) {
+    EXPECT_TRUE(succeeds(a, jobs::rewrite(0, item(20, 8))));
+    EXPECT_TRUE(succeeds(a, jobs::release(0)));
+    RawFile other(dataPath());
+    ASSERT_TRUE(other.lock(kRecordStart + 2, 1, F_WRLCK));
+    EXPECT_TRUE(fails(a, jobs::rollback(), ISERR_LOCKED));
+    EXPECT_EQ(read(b, ISEQUAL, item(20)), item(20, 8));
+}
+
 TEST_F(LockOfTransaction, RewrittenRecordUntilCommit) {
     EXPECT_TRUE(succeeds(a, jobs::rewrite(0, item(20, 8))));
     EXPECT_EQ(lockedRecords(), Numbers({2}));
