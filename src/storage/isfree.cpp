@@ -272,7 +272,7 @@ void isEndChange(IsamFile *h) {
     const FreeCache &nodes = h->indexFree;
     // A node that the list of records has used up is that list's until the header
     // says otherwise: to hand it out before would give it two owners.
-    const bool gainedOnly = nodes.head == isHeadIndexFree(h) && nodes.fullNumber == 0 && nodes.least == nodes.stored;
+    const bool gainedOnly = nodes.head == isHeadIndexFree(h) && nodes.least == nodes.stored;
     if (!h->dataFree.usedUp || !gainedOnly) writeList(h, h->indexFree);
     if (h->dataFree.stored == kNotStored && h->dataFree.head != isHeadDataFree(h)) prepareDataHead(h);
     isHeadWrite(h);
