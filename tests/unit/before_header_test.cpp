@@ -19,8 +19,8 @@ using unit::patch;
 using unit::Refusal;
 using unit::ScratchFile;
 
-constexpr int kRecord = 200, kLong = 100, kShort = 80,
-              kLeaf = 9;  // entries that a leaf of the first index has room for
+constexpr int kRecord = 200, kLong = 100, kShort = 80;
+constexpr int kLeaf = 9;  // entries that a leaf of the first index has room for
 constexpr long kNode = 1024, kDataFree = 25, kIndexFree = 29, kLastNode = 37, kChanges = 41;
 
 std::string recordOf(int i) { return std::to_string(10000 + i) + std::string(kRecord - 5, ' '); }
