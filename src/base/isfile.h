@@ -78,6 +78,15 @@ struct FileIdentity {
     auto operator<=>(const FileIdentity &) const = default;
 };
 
+// Slots of the data file read ahead, see storage/isahead.
+struct SlotsAhead {
+    std::uint8_t *bytes;         // null until the first time
+    std::uint32_t first, count;  // the slots in it
+    std::uint32_t last;          // slot asked for last
+    std::uint32_t lastCount;     // slots read ahead the last time, on this way
+    int steps;                   // one after the other, backwards below 0
+};
+
 inline constexpr int kMaxPaths = 10;
 inline constexpr int kAuditInfoSize = 2 + 2 + 65;
 
@@ -120,6 +129,7 @@ struct IsamFile {
     int reclen, errcode, errio;
     std::uint32_t lastNumber;  // position in record-number order
 
+    SlotsAhead ahead;
     std::uint8_t *nodeScratch;  // one node, for work that no cache is for
 
     // Work buffers that grow, with their sizes in bytes.

@@ -31,6 +31,11 @@ struct Appended {
 };
 
 struct KeptDescriptor;
+struct NodeBuf;
+
+// The bound when nobody sets one. It holds the upper levels of any tree, and all of
+// the trees of some hundred thousand records.
+inline constexpr std::size_t kCacheLimit = std::size_t{64} << 20;
 
 struct ProcessState {
     AdmEntry *adminfo = nullptr;     // descriptor table, null while nothing was ever open
@@ -41,6 +46,11 @@ struct ProcessState {
     int keptCount = 0, keptRoom = 0;
     int lastid = -1;                 // slot of the last transaction-file search
     FatalHandler fatcall = nullptr;  // application's fatal-stop callback
+
+    NodeBuf **frames = nullptr;  // every node buffer of every handle, see keys/isnodepool
+    std::uint32_t frameCount = 0, frameRoom = 0, frameHand = 0;
+    std::size_t frameBytes = 0;
+    std::size_t cacheLimit = kCacheLimit;  // bytes that they should not exceed
 
     int logfile = -1;                // descriptor of the open log, -1 when logging is off
     char *logpath = nullptr;         // its name as given

@@ -208,6 +208,13 @@ int is_read_within(IsamFile *h, int kind, void *buffer, int length, std::int64_t
     return finishTransfer(h, kind, moved, length, ISIO_READ);
 }
 
+std::int64_t is_read_some(IsamFile *h, int kind, void *buffer, int length, std::int64_t offset) {
+    const int error = errno;
+    const std::int64_t moved = readAll(h, kind, buffer, length, offset);
+    errno = error;
+    return moved;
+}
+
 int is_write(IsamFile *h, int kind, const void *buffer, int length, std::int64_t offset) {
     const int fd = loadfd(h, kind);
     const std::int64_t moved = transfer(length, offset, [=](std::size_t done, off_t at) {

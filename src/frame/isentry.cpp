@@ -5,6 +5,7 @@
 #include "base/isfail.h"
 #include "base/issystem.h"
 #include "frame/isadmin.h"
+#include "storage/isahead.h"
 #include "storage/isfree.h"
 #include "storage/ishead.h"
 #include "tree/ispath.h"
@@ -16,6 +17,7 @@ constexpr int kAccessMask = 3;
 
 // What is derived from the header must be read again.
 void forgetDerived(IsamFile *h) {
+    isAheadForget(h);
     h->hashStale = 1;
     h->auditInfo[0] = h->auditInfo[1] = 0;
 }

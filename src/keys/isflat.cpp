@@ -3,6 +3,7 @@
 #include "base/ismif.h"
 #include "keys/iskey.h"
 #include "keys/isnode.h"
+#include "keys/isorder.h"
 #include "storage/node_layout.h"
 
 namespace {
@@ -13,6 +14,30 @@ int entryOffset(const IndexPath *path, int i) { return node::kTreeStart + i * pa
 
 int compare(const IndexPath *path, const NodeBuf *n, const std::uint8_t *key, int i) {
     return isKeyCmp(path, key, n->buffer + entryOffset(path, i));
+}
+
+// First entry with a key not below key, or with a key above it; their number when
+// there is none. REQUIRES: path->byteOrder, whose order leaves no room for another
+// outcome, whichever entries are looked at.
+int firstBehind(const IndexPath *path, const NodeBuf *n, const std::uint8_t *key, bool above) {
+    const int size = path->entrySize, length = path->searchLength, limit = above ? 1 : 0;
+    const std::uint8_t *entries = n->buffer + node::kTreeStart;
+    int first = 0, count = entryCount(path, n);
+    while (count > 0) {
+        const int half = count / 2;
+        const bool behind = isByteCmp(path, entries + (first + half) * size, key, length) < limit;
+        first = behind ? first + half + 1 : first;
+        count = behind ? count - half - 1 : half;
+    }
+    return first;
+}
+
+bool bytesearch(const IndexPath *path, NodeBuf *n, const std::uint8_t *key, bool above) {
+    const int count = entryCount(path, n);
+    if (count == 0) return false;
+    const int i = firstBehind(path, n, key, above);
+    flatval(path, n, entryOffset(path, i < count ? i : count - 1));
+    return i < count;
 }
 
 }  // namespace
@@ -32,6 +57,7 @@ void flatval(const IndexPath *path, NodeBuf *n, int offset) {
 // consistently (both zeros of a floating-point part), so the halving is kept
 // exactly as it has always been.
 bool flatmatch(const IndexPath *path, NodeBuf *n, const std::uint8_t *key) {
+    if (path->byteOrder) return bytesearch(path, n, key, false);
     int hi = entryCount(path, n) - 1;
     if (hi < 0) return false;
     if (compare(path, n, key, hi) > 0) {
@@ -51,6 +77,7 @@ bool flatmatch(const IndexPath *path, NodeBuf *n, const std::uint8_t *key) {
 }
 
 bool flatgreat(const IndexPath *path, NodeBuf *n, const std::uint8_t *key) {
+    if (path->byteOrder) return bytesearch(path, n, key, true);
     int hi = entryCount(path, n) - 1;
     if (hi < 0) return false;
     if (compare(path, n, key, hi) >= 0) {

@@ -101,7 +101,7 @@ void initpath(IsamFile *h, IndexPath *path) {
     path->searchLength = path->startLength = length;
     path->dupWidth = serialWidth(h, &key);
     path->compressed = (key.flags & kCompressFlags) != 0;
-    path->byteOrder = isByteOrder(&key);
+    isKeyOrder(path);
     path->entrySize = entrySize(h, &key);
 }
 
@@ -192,7 +192,7 @@ void deletepath(IsamFile *h, IndexPath *path, bool giveUp, std::uint32_t &bound)
     n->state = ISBUF_EMPTY;
     if (n->parent != nullptr) {
         path->top = n->parent;
-        isFreeNode(path, n);
+        isFreeNode(n);
     }
     isPutFree(h, ISKIND_INDEX, number);
 }

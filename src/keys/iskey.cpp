@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "base/isfail.h"
+#include "keys/isorder.h"
 
 namespace {
 
@@ -12,6 +13,7 @@ constexpr int kOutsideLine = 106;
 
 constexpr unsigned kKnownFlags = ISDUPS | ISDUPCOMP | ISLEADCOMP | ISTRAILCOMP | ISTRAILNUL | ISNULLKEY;
 constexpr unsigned kTypeMask = 0x3f;
+constexpr std::uint8_t kSignBit = 0x80;
 constexpr int kIndexTypes = 8;  // type codes that an index can have
 constexpr int kUnit[kIndexTypes] = {1, 2, 4, 8, 4, 2, 4, 1};
 
@@ -73,12 +75,20 @@ int isKeyLength(const KeyDesc *key) {
     return total;
 }
 
-bool isByteOrder(const KeyDesc *key) {
-    for (int i = 0; i < key->nparts; ++i) {
-        const unsigned code = typeCode(key->parts[i]);
-        if ((code != CHARTYPE && code != STRINGTYPE) || (key->parts[i].type & ISDESC) != 0) return false;
+void isKeyOrder(IndexPath *path) {
+    path->byteOrder = false;
+    std::uint8_t *turn = path->turns;
+    for (int i = 0; i < path->keyDesc.nparts; ++i) {
+        const KeyPart &part = path->keyDesc.parts[i];
+        const unsigned code = typeCode(part);
+        const bool isNumber = code == INTTYPE || code == LONGTYPE;
+        if (!isNumber && code != CHARTYPE && code != STRINGTYPE) return;
+        std::memset(turn, (part.type & ISDESC) != 0 ? 0xff : 0, static_cast<std::size_t>(part.length));
+        for (int sign = 0; isNumber && sign < part.length; sign += kUnit[code])
+            turn[sign] ^= kSignBit;
+        turn += part.length;
     }
-    return true;
+    path->byteOrder = true;
 }
 
 void isKeyMake(const IndexPath *path, std::uint8_t *key, const void *record) {
@@ -124,7 +134,7 @@ int findoff(const std::uint8_t *a, const std::uint8_t *b, int n) {
 
 int isKeyCmp(const IndexPath *path, const std::uint8_t *a, const std::uint8_t *b) {
     const int length = path->searchLength;
-    if (path->byteOrder) return std::memcmp(a, b, static_cast<std::size_t>(length));
+    if (path->byteOrder) return isByteCmp(path, a, b, length);
     const int d = findoff(a, b, length);
     if (d == length) return 0;
     int o = 0;

@@ -14,8 +14,8 @@ bool isTestIndex(const IsamFile *h, const KeyDesc *key);
 // Sum of the part lengths.
 int isKeyLength(const KeyDesc *key);
 
-// Can the comparison of this key be one of plain bytes?
-bool isByteOrder(const KeyDesc *key);
+// Sets what keys/isorder needs of the path; it has its description.
+void isKeyOrder(IndexPath *path);
 
 // Builds the key of a record. The text of a STRINGTYPE part ends at its NUL.
 void isKeyMake(const IndexPath *path, std::uint8_t *key, const void *record);

@@ -3,9 +3,9 @@
 #include <cstring>
 
 #include "base/isfail.h"
-#include "base/ismemory.h"
 #include "keys/iscomp.h"
 #include "keys/isflat.h"
+#include "keys/isnodepool.h"
 #include "storage/isidxio.h"
 #include "storage/node_layout.h"
 
@@ -32,30 +32,12 @@ void checkNode(IsamFile *h, const IndexPath *path, const NodeBuf *n, int expecte
 
 }  // namespace
 
-NodeBuf *isMakeNode(IsamFile *h, IndexPath *path) {
-    const auto nodeSize = static_cast<std::size_t>(h->nodeSize);
-    NodeBuf *n = path->spare;
-    if (n != nullptr) {
-        path->spare = n->parent;
-        std::uint8_t *buffer = n->buffer;
-        std::memset(n, 0, sizeof *n);
-        std::memset(buffer, 0, nodeSize);
-        n->buffer = buffer;
-    } else {
-        const std::size_t keyArea = path->compressed ? ISMAXKEYLEN : 0;
-        auto *block = is_new<std::uint8_t>(sizeof(NodeBuf) + nodeSize + keyArea);
-        n = reinterpret_cast<NodeBuf *>(block);
-        n->buffer = block + sizeof(NodeBuf);
-    }
-    if (path->compressed) n->key = n->buffer + nodeSize;
-    return n;
-}
+NodeBuf *isMakeNode(IsamFile *h, IndexPath *path) { return isPoolTake(h, path); }
 
-void isFreeNode(IndexPath *path, NodeBuf *n) {
+void isFreeNode(NodeBuf *n) {
     if (n == nullptr || n->sibling != nullptr) isBroken(kModule, kFreeSplitLine);
     if (n->state == ISBUF_DIRTY) isBroken(kModule, kFreeDirtyLine);
-    n->parent = path->spare;
-    path->spare = n;
+    isPoolFree(n);
 }
 
 void isRefNode(IsamFile *h, const IndexPath *path, NodeBuf *n, int expectedLevel) {

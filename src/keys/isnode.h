@@ -16,12 +16,12 @@
 // Directions of isNodeWalk.
 enum WalkDirection : int { kWalkFirst = 0, kWalkLast = 1, kWalkNext = 2, kWalkPrev = 3 };
 
-// A zeroed node buffer in state ISBUF_EMPTY, from the path's spares or the heap.
+// A zeroed node buffer in state ISBUF_EMPTY.
 NodeBuf *isMakeNode(IsamFile *h, IndexPath *path);
 
-// Puts a node among the path's spares. A null, split or dirty node is a fatal
-// stop: changes are never dropped silently.
-void isFreeNode(IndexPath *path, NodeBuf *n);
+// Frees a node that is not cached. A null, split or dirty one is a fatal stop:
+// changes are never dropped silently.
+void isFreeNode(NodeBuf *n);
 
 // Loads the node if it is not loaded, and makes sure that it is a sound node
 // of this index: 105 where it is not. expectedLevel -1 is any, for a root.

@@ -15,19 +15,28 @@
 // Always true while position is not 0: next, pointer, serial and key describe
 // the entry at position; in a compressed node the key area holds its whole key.
 struct NodeBuf {
-    NodeBuf *parent;        // one level up on the path, null at the root
-    NodeBuf *sibling;       // left half of a split, not yet in the cache
+    NodeBuf *chain;         // next one of its bucket in the cache
     std::uint32_t number;   // node number, 0 until assigned
-    std::uint8_t *buffer;   // nodeSize bytes
+    std::uint32_t age;      // the path's when it was loaded: an older one is unloaded
     std::uint8_t state;     // BufferState
     bool fresh;             // its number was taken by the change under way
+    bool cached;            // in its path's cache
+    bool asked;             // taken from there since the pool last came by
+    bool inRow;             // in the row of dirty nodes of the cache
     int used;               // copy of the used length
     int level;              // copy of the level byte, 0 for a leaf
     int position;           // offset of the current entry, 0 = none
     int next;               // offset just past it
     std::uint32_t pointer;  // its record or child node number
-    std::uint64_t serial;   // its duplicate serial
+    NodeBuf *parent;        // one level up on the path, null at the root
+    std::uint64_t serial;   // the current entry's duplicate serial
     std::uint8_t *key;      // its key: in buffer, or the key area of a compressed node
+    std::uint8_t *buffer;   // nodeSize bytes
+    NodeBuf *sibling;       // left half of a split, not yet in the cache
+    IndexPath *path;        // whose it is
+    NodeBuf *olderDirty, *newerDirty;
+    std::uint32_t frame;  // its place in the pool
+    std::uint32_t size;   // bytes, buffer and key area included
 };
 
 // An entry taken out of a node to be put back elsewhere in its level.
@@ -37,20 +46,21 @@ struct LooseEntry {
     std::uint32_t pointer;
 };
 
-inline constexpr int kCacheSlots = 20;
-
 struct IndexPath {
     KeyDesc keyDesc;
     NodeBuf *top;               // deepest node; its parents lead to the root
-    NodeBuf **cache;            // nodes dropped from the path, oldest first
-    int cacheCount, cacheRoom;  // more than kCacheSlots only while all are dirty
-    NodeBuf *spare;             // unused buffers, chained through parent
+    NodeBuf **buckets;          // nodes dropped from the path, by their numbers
+    std::uint32_t bucketCount;  // a power of two, or 0
+    std::uint32_t cachedCount;  // nodes in them
+    std::uint32_t age;          // how often its nodes were forgotten
+    NodeBuf *newestDirty;       // the dirty ones among them, dropped last first
     int entrySize;              // bytes of a flat entry, most bytes of a compressed one
     int dupWidth;               // bytes of a duplicate serial, 0 = unique
     int startLength;            // key bytes given to the last start
     int searchLength;           // key bytes that comparisons look at
     bool compressed;            // entries are compressed
-    bool byteOrder;             // all parts compare as unsigned bytes, ascending
+    bool byteOrder;             // keys are ordered by bytes, see keys/isorder
+    std::uint8_t turns[ISMAXKEYLEN];
     std::uint8_t positionKey[ISMAXKEYLEN];
     std::uint32_t positionRecord;  // 0 = no position
     std::uint64_t positionSerial;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "frame/isentry.h"
+#include "storage/isahead.h"
 #include "isam.h"
 #include "keys/isindex.h"
 #include "storage/isnumbers.h"
@@ -15,6 +16,7 @@ template <typename Body> int isChecking(IsamFile *h, int readError, Body &&body)
     h->findings = 0;
     const int ended = isReading(h, ISCLASS_READ, [h, &body] {
         h->damageFails = true;
+        isAheadForget(h);
         body();
         return 1;
     });

@@ -51,7 +51,7 @@ void giveUpTop(IsamFile *h, IndexPath *path) {
     const std::uint32_t number = n->number;
     n->state = ISBUF_EMPTY;
     path->top = n->parent;
-    isFreeNode(path, n);
+    isFreeNode(n);
     isPutFree(h, ISKIND_INDEX, number);
 }
 

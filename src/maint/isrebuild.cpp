@@ -10,6 +10,7 @@
 #include "maint/isowners.h"
 #include "records/isaddidx.h"
 #include "records/ischange.h"
+#include "storage/isahead.h"
 #include "storage/isdatio.h"
 #include "storage/isfree.h"
 #include "storage/ishead.h"
@@ -102,6 +103,7 @@ int isRebuildFree(IsamFile *h, int list) {
         if (isPreciousFile(h)) return 1;
         if (!hasData(h) || list != ISFREE_DATA) isFail(h, ISERR_ARGUMENT);
         h->damageFails = true;
+        isAheadForget(h);
         refillFreeList(h);
         isEndChange(h);
         return 1;
@@ -115,6 +117,7 @@ int isRebuildIdx(IsamFile *h, int index) {
         if (!hasData(h) || index < 1 || index > h->keyCount) isFail(h, ISERR_ARGUMENT);
         const int n = index - 1;
         h->damageFails = true;
+        isAheadForget(h);
         wipe(h, n);
         startAnew(h, n);
         const bool filled = isAttempt(h, [h, n] {

@@ -12,6 +12,7 @@
 #include "keys/isindex.h"
 #include "lock/isshare.h"
 #include "records/isfork.h"
+#include "storage/isahead.h"
 #include "storage/isdatio.h"
 #include "storage/isfree.h"
 #include "storage/ishead.h"
@@ -94,6 +95,7 @@ void isDispose(IsamFile *h) {
     isFreeIndex(h, h->keyCount);
     isFreeFree(h);
     is_free(h->lockList);
+    isAheadFree(h);
     is_free(h->recordBuffer);
     is_free(h->header);
     is_free(h->nodeScratch);

@@ -4,6 +4,7 @@
 
 #include "base/isfail.h"
 #include "base/issystem.h"
+#include "storage/isahead.h"
 
 namespace {
 
@@ -13,6 +14,7 @@ std::int64_t slotOffset(const IsamFile *h, long recnum) {
 
 void putStatus(IsamFile *h, long recnum, std::uint8_t status) {
     is_write(h, ISKIND_DATA, &status, sizeof status, slotOffset(h, recnum) + h->recordLength);
+    isAheadPatch(h, static_cast<std::uint32_t>(recnum), h->recordLength, &status, sizeof status);
 }
 
 }  // namespace
@@ -24,7 +26,10 @@ std::uint32_t isSlotCount(IsamFile *h) {
 
 void isGetData(IsamFile *h, long recnum) {
     if (!isSlotNumber(h, recnum)) isFail(h, ISERR_NOCURRENT);
-    is_read(h, ISKIND_DATA, h->recordBuffer, h->bufferLength, slotOffset(h, recnum));
+    if (const std::uint8_t *ahead = isAheadSlot(h, static_cast<std::uint32_t>(recnum)))
+        std::memcpy(h->recordBuffer, ahead, static_cast<std::size_t>(h->bufferLength));
+    else
+        is_read(h, ISKIND_DATA, h->recordBuffer, h->bufferLength, slotOffset(h, recnum));
 }
 
 void isPutData(IsamFile *h, const char *record, long recnum) {
@@ -32,9 +37,12 @@ void isPutData(IsamFile *h, const char *record, long recnum) {
     h->recordBuffer[h->recordLength] = slot::kPresent;
     if (hasMasks(h)) st_long(h->mask, h->recordBuffer + h->bufferLength - slot::kMaskSize);
     is_write(h, ISKIND_DATA, h->recordBuffer, h->bufferLength, slotOffset(h, recnum));
+    isAheadPatch(h, static_cast<std::uint32_t>(recnum), 0, h->recordBuffer, h->bufferLength);
 }
 
 bool isDelCheck(IsamFile *h, long recnum) {
+    if (const std::uint8_t *ahead = isAheadSlot(h, static_cast<std::uint32_t>(recnum)))
+        return ahead[h->recordLength] == slot::kDeleted;
     std::uint8_t status;
     is_read(h, ISKIND_DATA, &status, sizeof status, slotOffset(h, recnum) + h->recordLength);
     return status == slot::kDeleted;

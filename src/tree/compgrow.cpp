@@ -8,7 +8,6 @@
 #include "keys/iscomp.h"
 #include "keys/iskey.h"
 #include "keys/isnode.h"
-#include "storage/isfree.h"
 #include "storage/node_layout.h"
 #include "tree/isgrow.h"
 #include "tree/ispath.h"
@@ -151,8 +150,7 @@ void compgrow(IsamFile *h, IndexPath *path, const std::uint8_t *key, std::uint32
             p = n->position;
         } else {
             NodeBuf *root = growRoot(h, path);
-            n->number = isGetFree(h, ISKIND_INDEX);
-            n->fresh = true;
+            numberOldRoot(h, path, n);
             if (!compins(path, root, limit, node::kTreeStart, {separator, entry.serial, n->number, true}))
                 isFail(h, ISERR_CORRUPT);
             isNodeWalk(path, kWalkFirst);

@@ -8,7 +8,6 @@
 #include "keys/isflat.h"
 #include "keys/iskey.h"
 #include "keys/isnode.h"
-#include "storage/isfree.h"
 #include "storage/node_layout.h"
 #include "tree/isgrow.h"
 #include "tree/ispath.h"
@@ -95,8 +94,7 @@ void flatgrow(IsamFile *h, IndexPath *path, const std::uint8_t *key, std::uint32
         } else {
             NodeBuf *root = growRoot(h, path);
             if (!flatins(path, root, limit, node::kTreeStart, entry)) isFail(h, ISERR_CORRUPT);
-            n->number = isGetFree(h, ISKIND_INDEX);
-            n->fresh = true;
+            numberOldRoot(h, path, n);
             entry.pointer = n->number;
             n = root;
             p = root->used;

@@ -1,9 +1,13 @@
 #include "tree/isgrow.h"
 
+#include <cstring>
+
 #include "base/isfail.h"
 #include "base/ismif.h"
 #include "keys/iskey.h"
 #include "keys/isnode.h"
+#include "keys/isnodepool.h"
+#include "storage/isfree.h"
 #include "storage/isidxio.h"
 #include "storage/node_layout.h"
 #include "tree/ispath.h"
@@ -21,6 +25,34 @@ bool insertpoint(IsamFile *h, IndexPath *path, const std::uint8_t *key) {
         greater = isNodeGreat(path, key);
     }
     return greater;
+}
+
+// Is there nothing before the path's place in the tree?
+bool atVeryStart(const IndexPath *path) {
+    for (const NodeBuf *n = path->top->parent; n != nullptr; n = n->parent)
+        if (n->position > node::kTreeStart) return false;
+    return true;
+}
+
+// Goes to the place of the key in its leaf, and raises 100 for one that a unique index
+// has. In a sound order that one would stand right before the place: one descent is
+// enough, unless what comes before is in another leaf.
+int findPlace(IsamFile *h, IndexPath *path, const std::uint8_t *key) {
+    if (!isUnique(path) || path->compressed || !path->byteOrder) {
+        isTreeUnique(h, path, key);
+        return insertpoint(h, path, key) ? kBeforeCurrent : kAppend;
+    }
+    const int where = insertpoint(h, path, key) ? kBeforeCurrent : kAppend;
+    const NodeBuf *n = path->top;
+    const int offset = insertOffset(n, where);
+    if (offset > node::kTreeStart) {
+        if (std::memcmp(n->buffer + offset - path->entrySize, key, static_cast<std::size_t>(keyLength(path))) == 0)
+            isFail(h, ISERR_DUPLICATE);
+        return where;
+    }
+    if (atVeryStart(path)) return where;
+    isTreeUnique(h, path, key);
+    return insertpoint(h, path, key) ? kBeforeCurrent : kAppend;
 }
 
 // Makes n an empty root of that level.
@@ -59,6 +91,11 @@ NodeBuf *growRoot(IsamFile *h, IndexPath *path) {
     return path->top;
 }
 
+void numberOldRoot(IsamFile *h, IndexPath *path, NodeBuf *n) {
+    isCacheRename(path, n, isGetFree(h, ISKIND_INDEX));
+    n->fresh = true;
+}
+
 void putTail(const IndexPath *path, std::uint8_t *p, std::uint64_t serial, std::uint32_t pointer) {
     if (path->dupWidth != 0) stMint(p, path->dupWidth, serial);
     st_long(pointer, p + path->dupWidth);
@@ -70,10 +107,7 @@ void isTreeUnique(IsamFile *h, IndexPath *path, const std::uint8_t *key) {
 
 void isTreeInsert(IsamFile *h, IndexPath *path, const std::uint8_t *key, std::uint32_t record) {
     int where = kIntoEmpty;
-    if (isPathRoot(h, path)->used > node::kTreeStart) {
-        isTreeUnique(h, path, key);
-        where = insertpoint(h, path, key) ? kBeforeCurrent : kAppend;
-    }
+    if (isPathRoot(h, path)->used > node::kTreeStart) where = findPlace(h, path, key);
     record &= kPointerMask;
     if (path->compressed)
         compgrow(h, path, key, record, where, nullptr);

@@ -41,8 +41,9 @@ std::uint64_t nextdup(const IndexPath *path);
 std::uint64_t serialBefore(const IndexPath *path, const NodeBuf *n, int offset);
 
 // Puts a new empty root above the top node, which is the old one, and leaves
-// the index's fixed root number to it.
+// the index's fixed root number to it. The old one takes a number of its own.
 NodeBuf *growRoot(IsamFile *h, IndexPath *path);
+void numberOldRoot(IsamFile *h, IndexPath *path, NodeBuf *n);
 
 // Writes serial and pointer at p.
 void putTail(const IndexPath *path, std::uint8_t *p, std::uint64_t serial, std::uint32_t pointer);

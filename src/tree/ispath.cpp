@@ -1,10 +1,8 @@
 #include "tree/ispath.h"
 
-#include <cstring>
-
 #include "base/isfail.h"
-#include "base/ismemory.h"
 #include "keys/isnode.h"
+#include "keys/isnodepool.h"
 #include "storage/isfree.h"
 #include "storage/ishead.h"
 #include "storage/isidxio.h"
@@ -19,57 +17,14 @@ constexpr int kPushLine = 79;
 constexpr int kNullLine = 269;
 constexpr int kLevelLine = 141;
 
-constexpr std::size_t kCacheEntry = sizeof(void *);
-
-// The node with that number, taken out of the cache, or null.
-NodeBuf *findnode(IndexPath *path, std::uint32_t number) {
-    for (int i = path->cacheCount - 1; i >= 0; --i) {
-        NodeBuf *n = path->cache[i];
-        if (n->number != number) continue;
-        --path->cacheCount;
-        std::memmove(path->cache + i, path->cache + i + 1,
-                     kCacheEntry * static_cast<std::size_t>(path->cacheCount - i));
-        return n;
-    }
-    return nullptr;
-}
-
-// Frees nodes least recently dropped until a slot is free or only dirty ones
-// are left; then the cache grows.
-void makeRoom(IndexPath *path) {
-    int kept = 0, surplus = path->cacheCount - (kCacheSlots - 1);
-    for (int i = 0; i < path->cacheCount; ++i) {
-        NodeBuf *n = path->cache[i];
-        if (surplus > 0 && n->state != ISBUF_DIRTY) {
-            isFreeNode(path, n);
-            --surplus;
-        } else {
-            path->cache[kept++] = n;
-        }
-    }
-    path->cacheCount = kept;
-    if (path->cacheCount < path->cacheRoom) return;
-    const int room = path->cacheRoom + kCacheSlots;
-    path->cache =
-        static_cast<NodeBuf **>(is_realloc(path->cache, kCacheEntry * static_cast<std::size_t>(path->cacheRoom),
-                                           kCacheEntry * static_cast<std::size_t>(room)));
-    path->cacheRoom = room;
-}
-
-void dropnode2(IndexPath *path, NodeBuf *n) {
-    if (path->cacheCount >= kCacheSlots || path->cacheCount == path->cacheRoom) makeRoom(path);
-    n->parent = nullptr;
-    path->cache[path->cacheCount++] = n;
-}
-
 // Into the cache, the left half of a split first.
 void dropnode(IndexPath *path, NodeBuf *n) {
     if (n->sibling != nullptr) {
         NodeBuf *left = n->sibling;
         n->sibling = nullptr;
-        dropnode2(path, left);
+        isCachePut(path, left);
     }
-    dropnode2(path, n);
+    isCachePut(path, n);
 }
 
 // Pops to the root without giving anything to the free list: for failures.
@@ -80,13 +35,12 @@ void popQuietly(IndexPath *path) {
         dropnode(path, n);
     }
     if (path->top->sibling != nullptr) {
-        dropnode2(path, path->top->sibling);
+        isCachePut(path, path->top->sibling);
         path->top->sibling = nullptr;
     }
 }
 
-void clearbuf(NodeBuf *n, int entryClass) {
-    if (entryClass != ISCLASS_READ && n->state != ISBUF_DIRTY) return;
+void unload(NodeBuf *n) {
     n->state = ISBUF_EMPTY;
     n->fresh = false;
     n->position = 0;
@@ -97,28 +51,30 @@ void popAll(IsamFile *h, IndexPath *path) {
     }
 }
 
+void writeCached(IsamFile *h, IndexPath *path, NodeBuf *n) {
+    isUpdNode(h, n);
+    isCacheSettle(path, n);
+}
+
+// Writes those of the cache's dirty nodes that choose picks, dropped last first.
+template <typename Choose> void writeThose(IsamFile *h, IndexPath *path, Choose &&choose) {
+    NodeBuf *before;
+    for (NodeBuf *n = isCacheDirty(path); n != nullptr; n = before) {
+        before = isCacheDirtyBefore(n);
+        if (choose(n)) writeCached(h, path, n);
+    }
+}
+
 // New nodes come first, and then a node before its children: whoever is stopped in
 // between leaves entries that stand in two nodes, which a check finds, and none that
 // stand nowhere.
 void pathwrite(IsamFile *h, IndexPath *path) {
     popAll(h, path);
-    int left = 0;
-    for (int i = path->cacheCount - 1; i >= 0; --i) {
-        NodeBuf *n = path->cache[i];
-        if (n->fresh)
-            isUpdNode(h, n);
-        else if (n->state == ISBUF_DIRTY)
-            ++left;
-    }
+    writeThose(h, path, [](const NodeBuf *n) { return n->fresh; });
     isUpdNode(h, path->top);
-    for (int level = path->top->level - 1; left > 0 && level >= 0; --level)
-        for (int i = path->cacheCount - 1; i >= 0; --i) {
-            NodeBuf *n = path->cache[i];
-            if (n->level != level || n->state != ISBUF_DIRTY) continue;
-            isUpdNode(h, n);
-            --left;
-        }
-    if (left != 0) isBroken(kModule, kLevelLine);
+    for (int level = path->top->level - 1; isCacheDirty(path) != nullptr && level >= 0; --level)
+        writeThose(h, path, [level](const NodeBuf *n) { return n->level == level; });
+    if (isCacheDirty(path) != nullptr) isBroken(kModule, kLevelLine);
 }
 
 }  // namespace
@@ -150,7 +106,7 @@ NodeBuf *isPathSplit(IsamFile *h, IndexPath *path) {
 void isPathAdd(IsamFile *h, IndexPath *path, std::uint32_t number) {
     if (number == 0 && !h->damageFails) isBroken(kModule, kPushLine);
     isCheckNodeNumber(h, number);
-    NodeBuf *n = findnode(path, number);
+    NodeBuf *n = isCacheTake(path, number);
     if (n == nullptr) {
         n = isMakeNode(h, path);
         n->number = number;
@@ -171,7 +127,7 @@ bool isPathDown(IsamFile *h, IndexPath *path) {
     if (n->state != ISBUF_EMPTY && n->used <= node::kTreeStart) {
         n->state = ISBUF_EMPTY;
         const std::uint32_t number = n->number;
-        isFreeNode(path, n);
+        isFreeNode(n);
         isPutFree(h, ISKIND_INDEX, number);
     } else {
         dropnode(path, n);
@@ -194,9 +150,15 @@ bool isPathEmpty(IsamFile *h, IndexPath *path) {
 void isPathClear1(IndexPath *path, int entryClass) {
     if (path->top == nullptr) return;
     popQuietly(path);
-    for (int i = 0; i < path->cacheCount; ++i)
-        clearbuf(path->cache[i], entryClass);
-    clearbuf(path->top, entryClass);
+    while (NodeBuf *n = isCacheDirty(path)) {
+        unload(n);
+        isCacheSettle(path, n);
+    }
+    if (entryClass == ISCLASS_READ)
+        path->top->age = ++path->age;
+    else if (path->top->state != ISBUF_DIRTY)
+        return;
+    unload(path->top);
 }
 
 void isPathClear(IsamFile *h, int entryClass) {
@@ -218,8 +180,7 @@ void isPathWriteNew(IsamFile *h) {
     for (int k = h->keyCount - 1; k >= 0; --k) {
         IndexPath *path = h->indexes[k];
         popAll(h, path);
-        for (int i = path->cacheCount - 1; i >= 0; --i)
-            if (path->cache[i]->number > last) isUpdNode(h, path->cache[i]);
+        writeThose(h, path, [last](const NodeBuf *n) { return n->number > last; });
     }
 }
 
@@ -227,16 +188,9 @@ void isPathFree(IsamFile *h, IndexPath *path) {
     if (h == nullptr) isBroken(kModule, kNullLine);
     if (path->top != nullptr) {
         popQuietly(path);
-        for (int i = path->cacheCount - 1; i >= 0; --i)
-            isFreeNode(path, path->cache[i]);
-        isFreeNode(path, path->top);
+        if (isCacheDirty(path) != nullptr) isFreeNode(isCacheDirty(path));
+        isCacheFree(path);
+        isFreeNode(path->top);
     }
     path->top = nullptr;
-    path->cacheCount = path->cacheRoom = 0;
-    path->cache = static_cast<NodeBuf **>(is_free(path->cache));
-    while (path->spare != nullptr) {
-        NodeBuf *n = path->spare;
-        path->spare = n->parent;
-        is_free(n);
-    }
 }

@@ -62,14 +62,14 @@ TEST_F(BrokenInvariant, PathIsFreedWithItsFile) {
 }
 
 TEST_F(BrokenInvariant, SplitNodeIsNeitherFreedNorWritten) {
-    expectStop("isnode\\(66\\)", [&] { isFreeNode(path(), nullptr); });
+    expectStop("isnode\\(66\\)", [&] { isFreeNode(nullptr); });
     expectStop("isidxio\\(40\\)", [&] { isUpdNode(h(), nullptr); });
     const auto split = [&] {
         NodeBuf *n = isPathRoot(h(), path());
         isPathSplit(h(), path());
         return n;
     };
-    expectStop("isnode\\(66\\)", [&] { isFreeNode(path(), split()); });
+    expectStop("isnode\\(66\\)", [&] { isFreeNode(split()); });
     expectStop("isidxio\\(40\\)", [&] { isUpdNode(h(), split()); });
 }
 

@@ -15,7 +15,7 @@ IndexPath pathOf(KeyDesc key) {
     path.keyDesc = key;
     path.keyDesc.keyLength = static_cast<short>(isKeyLength(&key));
     path.searchLength = path.startLength = path.keyDesc.keyLength;
-    path.byteOrder = isByteOrder(&key);
+    isKeyOrder(&path);
     return path;
 }
 

@@ -7,7 +7,9 @@
 #include <set>
 #include <string_view>
 
+#include "base/isglobal.h"
 #include "keys/isnode.h"
+#include "keys/isnodepool.h"
 #include "storage/ishead.h"
 #include "storage/node_layout.h"
 #include "tree/isgrow.h"
@@ -350,35 +352,102 @@ class NodeCache : public testing::Test {
             isPathClear(t_.h(), ISCLASS_READ);
         });
     }
-    bool cached(std::uint32_t number) {
-        const IndexPath *p = t_.path();
-        return std::any_of(p->cache, p->cache + p->cacheCount, [=](const NodeBuf *n) { return n->number == number; });
+    void TearDown() override { isProcess.cacheLimit = kCacheLimit; }
+
+    template <typename Visit> static void eachCached(const IndexPath *p, Visit &&visit) {
+        for (std::uint32_t i = 0; i < p->bucketCount; ++i)
+            for (const NodeBuf *n = p->buckets[i]; n != nullptr; n = n->chain)
+                visit(n);
+    }
+    const NodeBuf *cached(std::uint32_t number) {
+        const NodeBuf *found = nullptr;
+        eachCached(t_.path(), [&](const NodeBuf *n) {
+            if (n->number == number) found = n;
+        });
+        return found;
+    }
+    // Goes through the leaves and returns their numbers.
+    std::vector<std::uint32_t> passLeaves(int most) {
+        std::vector<std::uint32_t> leaves;
+        IndexPath *p = t_.path();
+        isTreeFirst(t_.h(), p);
+        do {
+            leaves.push_back(p->top->number);
+            while (isNodeWalk(p, kWalkNext)) {
+            }
+        } while (static_cast<int>(leaves.size()) < most && isTreeNext(t_.h(), p));
+        return leaves;
     }
     Tree t_;
 };
 
-TEST_F(NodeCache, TwentyFirstNodeDroppedFreesTheLeastRecentlyDroppedOne) {
+TEST_F(NodeCache, KeepsWhatTheBoundHasRoomFor) {
     t_.file().change([&] {
-        IndexPath *p = t_.path();
-        // Empty the cache, then drop leaf after leaf.
-        while (p->cacheCount > 0)
-            isFreeNode(p, p->cache[--p->cacheCount]);
-        std::vector<std::uint32_t> leaves;
-        isTreeFirst(t_.h(), p);
-        for (int i = 0; i < 24; ++i) {
-            if (leaves.empty() || leaves.back() != p->top->number) leaves.push_back(p->top->number);
-            while (isNodeWalk(p, kWalkNext)) {
-            }
-            ASSERT_TRUE(isTreeNext(t_.h(), p));
-        }
-        ASSERT_GT(leaves.size(), 21U);
-        EXPECT_EQ(p->cacheCount, 20);
-        EXPECT_FALSE(cached(leaves[0]));
-        EXPECT_TRUE(cached(leaves.back()));
+        const std::vector<std::uint32_t> leaves = passLeaves(28);
+        isPathRoot(t_.h(), t_.path());
+        ASSERT_GT(leaves.size(), 20U);
+        for (const std::uint32_t leaf : leaves)
+            EXPECT_NE(cached(leaf), nullptr) << leaf;
+        EXPECT_GE(t_.path()->cachedCount, leaves.size());
     });
 }
 
+TEST_F(NodeCache, BeyondTheBoundGoesWhatNobodyHasAskedForLongest) {
+    t_.file().change([&] {
+        IndexPath *p = t_.path();
+        isPathRoot(t_.h(), p);
+        isCacheFree(p);
+        isProcess.cacheLimit = isProcess.frameBytes + 10 * (sizeof(NodeBuf) + 1024);
+        const std::vector<std::uint32_t> leaves = passLeaves(24);
+        isPathRoot(t_.h(), p);
+        EXPECT_LE(isProcess.frameBytes, isProcess.cacheLimit);
+        EXPECT_EQ(p->cachedCount, 10U);
+        EXPECT_EQ(cached(leaves.front()), nullptr);
+        EXPECT_NE(cached(leaves.back()), nullptr);
+    });
+}
+
+TEST_F(NodeCache, NodeAskedForAgainOutlivesTheOthers) {
+    t_.file().change([&] {
+        IndexPath *p = t_.path();
+        isPathRoot(t_.h(), p);
+        isCacheFree(p);
+        isProcess.cacheLimit = isProcess.frameBytes + 10 * (sizeof(NodeBuf) + 1024);
+        const auto visit = [&](int leaf) {
+            isTreeMatch(t_.h(), p, t_.key(Tree::number(leaf * kPerNode)).data());
+            return p->top->number;
+        };
+        const std::uint32_t first = visit(0);
+        for (int leaf = 1; leaf < 28; ++leaf) {
+            visit(leaf);
+            isPathRoot(t_.h(), p);
+            EXPECT_NE(cached(first), nullptr) << leaf;
+            visit(0);
+        }
+    });
+}
+
+TEST_F(NodeCache, IdleHandleMakesRoomForTheOneAtWork) {
+    Tree other;
+    t_.file().change([&] {
+        passLeaves(20);
+        isPathRoot(t_.h(), t_.path());
+        EXPECT_GT(t_.path()->cachedCount, 15U);
+    });
+    isProcess.cacheLimit = isProcess.frameBytes;
+    other.file().change([&] {
+        for (int i = 0; i < 30 * kPerNode; ++i) {
+            other.insert(Tree::number(i), static_cast<std::uint32_t>(i + 1));
+            isPathWrite(other.h(), 0);
+        }
+        isHeadWrite(other.h());
+    });
+    EXPECT_LT(t_.path()->cachedCount, 5U);
+    EXPECT_LE(isProcess.frameBytes, isProcess.cacheLimit);
+}
+
 TEST_F(NodeCache, DirtyNodesAreNeverEvicted) {
+    isProcess.cacheLimit = 0;
     t_.file().change([&] {
         IndexPath *p = t_.path();
         std::set<std::uint32_t> dirty;
@@ -392,11 +461,11 @@ TEST_F(NodeCache, DirtyNodesAreNeverEvicted) {
         isPathRoot(t_.h(), p);
         ASSERT_GT(dirty.size(), 20U);
         for (std::uint32_t number : dirty)
-            EXPECT_TRUE(cached(number)) << number;
+            EXPECT_NE(cached(number), nullptr) << number;
         isPathWrite(t_.h(), 0);
-        isTreeFirst(t_.h(), p);
+        passLeaves(30);
         isPathRoot(t_.h(), p);
-        EXPECT_LE(p->cacheCount, 20) << "the cache shrinks again once they are written";
+        EXPECT_LE(p->cachedCount, 2U) << "the cache shrinks again once they are written";
     });
 }
 
@@ -404,25 +473,24 @@ TEST_F(NodeCache, ClearingForReadingForgetsCleanNodesAndTheRoot) {
     t_.file().change([&] {
         IndexPath *p = t_.path();
         isTreeFirst(t_.h(), p);
+        const std::uint32_t leaf = p->top->number;
         isPathClear(t_.h(), ISCLASS_READ);
         EXPECT_EQ(p->top->state, ISBUF_EMPTY);
-        for (int i = 0; i < p->cacheCount; ++i)
-            EXPECT_EQ(p->cache[i]->state, ISBUF_EMPTY);
+        ASSERT_NE(cached(leaf), nullptr);
+        EXPECT_EQ(isCacheTake(p, leaf)->state, ISBUF_EMPTY);
     });
 }
 
 TEST_F(NodeCache, ClearingAfterAFailedChangeForgetsDirtyNodesAlone) {
     t_.file().change([&] {
         IndexPath *p = t_.path();
-        isTreeFirst(t_.h(), p);
+        passLeaves(2);
         const std::uint32_t leaf = p->top->number;
         p->top->state = ISBUF_DIRTY;
         isPathClear(t_.h(), ISCLASS_WRITE);
         EXPECT_EQ(p->top->state, ISBUF_CLEAN) << "the root had no change";
-        for (int i = 0; i < p->cacheCount; ++i)
-            if (p->cache[i]->number == leaf) {
-                EXPECT_EQ(p->cache[i]->state, ISBUF_EMPTY);
-            }
+        eachCached(p, [=](const NodeBuf *n) { EXPECT_EQ(n->state, n->number == leaf ? ISBUF_EMPTY : ISBUF_CLEAN); });
+        EXPECT_EQ(isCacheDirty(p), nullptr);
     });
 }
 

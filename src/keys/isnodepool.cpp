@@ -1,0 +1,206 @@
+#include "keys/isnodepool.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "base/isglobal.h"
+#include "base/ismemory.h"
+
+namespace {
+
+constexpr std::uint32_t kFirstBuckets = 32;
+constexpr std::uint32_t kFirstFrames = 64;
+constexpr std::uint32_t kMaxSteps = 64;  // of one search for a buffer to take
+
+std::size_t sizeOf(const IsamFile *h, const IndexPath *path) {
+    const std::size_t keyArea = path->compressed ? ISMAXKEYLEN : 0;
+    return sizeof(NodeBuf) + static_cast<std::size_t>(h->nodeSize) + keyArea;
+}
+
+NodeBuf *&bucketOf(const IndexPath *path, std::uint32_t number) {
+    return path->buckets[number & (path->bucketCount - 1)];
+}
+
+// Twice as many buckets, so that hardly any has more than one buffer.
+void growBuckets(IndexPath *path) {
+    NodeBuf **old = path->buckets;
+    const std::uint32_t oldCount = path->bucketCount;
+    path->bucketCount = oldCount != 0 ? 2 * oldCount : kFirstBuckets;
+    path->buckets = is_new<NodeBuf *>(path->bucketCount);
+    for (std::uint32_t i = 0; i < oldCount; ++i)
+        while (NodeBuf *n = old[i]) {
+            old[i] = n->chain;
+            NodeBuf *&bucket = bucketOf(path, n->number);
+            n->chain = bucket;
+            bucket = n;
+        }
+    is_free(old);
+}
+
+void unchain(IndexPath *path, NodeBuf *n) {
+    NodeBuf **link = &bucketOf(path, n->number);
+    while (*link != n)
+        link = &(*link)->chain;
+    *link = n->chain;
+    n->cached = false;
+    --path->cachedCount;
+}
+
+// What the cache still has of a node that was given up, or whose change failed, makes
+// way for the one that has got the number.
+void dropOutdated(IndexPath *path, std::uint32_t number) {
+    NodeBuf *n = bucketOf(path, number);
+    while (n != nullptr && (n->number != number || n->inRow))
+        n = n->chain;
+    if (n == nullptr) return;
+    unchain(path, n);
+    isPoolFree(n);
+}
+
+void enchain(IndexPath *path, NodeBuf *n) {
+    dropOutdated(path, n->number);
+    NodeBuf *&bucket = bucketOf(path, n->number);
+    n->chain = bucket;
+    bucket = n;
+    n->cached = true;
+    ++path->cachedCount;
+}
+
+void addFrame(NodeBuf *n) {
+    ProcessState &p = isProcess;
+    if (p.frameCount == p.frameRoom) {
+        const std::uint32_t room = std::max(kFirstFrames, 2 * p.frameRoom);
+        p.frames =
+            static_cast<NodeBuf **>(is_realloc(p.frames, sizeof(NodeBuf *) * p.frameRoom, sizeof(NodeBuf *) * room));
+        p.frameRoom = room;
+    }
+    n->frame = p.frameCount;
+    p.frames[p.frameCount++] = n;
+    p.frameBytes += n->size;
+}
+
+void removeFrame(const NodeBuf *n) {
+    ProcessState &p = isProcess;
+    NodeBuf *last = p.frames[--p.frameCount];
+    p.frames[n->frame] = last;
+    last->frame = n->frame;
+    p.frameBytes -= n->size;
+    if (p.frameCount > 0) return;
+    p.frames = static_cast<NodeBuf **>(is_free(p.frames));
+    p.frameRoom = p.frameHand = 0;
+}
+
+// One round of a clock: who was asked for since the last time round is passed over
+// once more. Null when none turns up soon: better a little more memory than a search
+// through all that cannot be taken.
+NodeBuf *findIdle() {
+    ProcessState &p = isProcess;
+    for (std::uint32_t steps = std::min(kMaxSteps, 2 * p.frameCount); steps > 0; --steps) {
+        if (++p.frameHand >= p.frameCount) p.frameHand = 0;
+        NodeBuf *n = p.frames[p.frameHand];
+        if (!n->cached || n->inRow) continue;
+        if (!n->asked || n->age != n->path->age) return n;
+        n->asked = false;
+    }
+    return nullptr;
+}
+
+void start(NodeBuf *n, IndexPath *path, std::size_t size) {
+    std::memset(reinterpret_cast<void *>(n), 0, size);
+    n->path = path;
+    n->age = path->age;
+    n->size = static_cast<std::uint32_t>(size);
+    n->buffer = reinterpret_cast<std::uint8_t *>(n + 1);
+}
+
+}  // namespace
+
+NodeBuf *isPoolTake(IsamFile *h, IndexPath *path) {
+    const std::size_t size = sizeOf(h, path);
+    NodeBuf *n = nullptr;
+    while (isProcess.frameBytes + size > isProcess.cacheLimit) {
+        NodeBuf *idle = findIdle();
+        if (idle == nullptr) break;
+        unchain(idle->path, idle);
+        if (idle->size == size && isProcess.frameBytes <= isProcess.cacheLimit) {
+            n = idle;
+            break;
+        }
+        isPoolFree(idle);
+    }
+    if (n != nullptr) {
+        const std::uint32_t frame = n->frame;
+        start(n, path, size);
+        n->frame = frame;
+    } else {
+        n = static_cast<NodeBuf *>(is_malloc(size));
+        start(n, path, size);
+        addFrame(n);
+    }
+    if (path->compressed) n->key = n->buffer + h->nodeSize;
+    return n;
+}
+
+void isPoolFree(NodeBuf *n) {
+    removeFrame(n);
+    is_free(n);
+}
+
+void isCacheRename(IndexPath *path, NodeBuf *n, std::uint32_t number) {
+    unchain(path, n);
+    n->number = number;
+    enchain(path, n);
+}
+
+void isCachePut(IndexPath *path, NodeBuf *n) {
+    if (path->cachedCount >= path->bucketCount) growBuckets(path);
+    n->parent = nullptr;
+    enchain(path, n);
+    if (n->state != ISBUF_DIRTY) return;
+    n->olderDirty = path->newestDirty;
+    n->newerDirty = nullptr;
+    if (n->olderDirty != nullptr) n->olderDirty->newerDirty = n;
+    path->newestDirty = n;
+    n->inRow = true;
+}
+
+NodeBuf *isCacheTake(IndexPath *path, std::uint32_t number) {
+    if (path->cachedCount == 0) return nullptr;
+    for (NodeBuf **link = &bucketOf(path, number); *link != nullptr; link = &(*link)->chain) {
+        NodeBuf *n = *link;
+        if (n->number != number) continue;
+        *link = n->chain;
+        n->cached = false;
+        n->asked = true;
+        --path->cachedCount;
+        if (n->inRow) isCacheSettle(path, n);
+        if (n->age != path->age) {
+            n->age = path->age;
+            n->state = ISBUF_EMPTY;
+            n->fresh = false;
+        }
+        return n;
+    }
+    return nullptr;
+}
+
+void isCacheSettle(IndexPath *path, NodeBuf *n) {
+    if (n->newerDirty != nullptr)
+        n->newerDirty->olderDirty = n->olderDirty;
+    else
+        path->newestDirty = n->olderDirty;
+    if (n->olderDirty != nullptr) n->olderDirty->newerDirty = n->newerDirty;
+    n->olderDirty = n->newerDirty = nullptr;
+    n->inRow = false;
+}
+
+void isCacheFree(IndexPath *path) {
+    for (std::uint32_t i = 0; i < path->bucketCount; ++i)
+        while (NodeBuf *n = path->buckets[i]) {
+            path->buckets[i] = n->chain;
+            isPoolFree(n);
+        }
+    path->buckets = static_cast<NodeBuf **>(is_free(path->buckets));
+    path->bucketCount = path->cachedCount = 0;
+    path->newestDirty = nullptr;
+}

@@ -1,0 +1,35 @@
+// Where the node buffers of all indexes come from, and where the idle ones wait.
+//
+// A buffer is on a path, or it is cached: its path finds it again by its number.
+// All of the process's buffers together stay within isProcess.cacheLimit bytes, as
+// far as cached ones can be taken: the one that nobody has asked for longest goes
+// first, whichever file it is of, so that a handle at rest makes room for one at
+// work. A dirty buffer is never taken.
+#pragma once
+
+#include "keys/ispathdef.h"
+
+// A zeroed buffer for the path: a new one, or a cached one that has had its time.
+NodeBuf *isPoolTake(IsamFile *h, IndexPath *path);
+
+// Frees a buffer that is not cached.
+void isPoolFree(NodeBuf *n);
+
+// Puts a buffer of the path into its cache.
+void isCachePut(IndexPath *path, NodeBuf *n);
+
+// The buffer with that node number, taken out of the path's cache, or null. What
+// stands in one from before the path's nodes were forgotten is forgotten here.
+NodeBuf *isCacheTake(IndexPath *path, std::uint32_t number);
+
+// Gives a cached buffer another node number.
+void isCacheRename(IndexPath *path, NodeBuf *n, std::uint32_t number);
+
+// Frees everything that the path has cached.
+void isCacheFree(IndexPath *path);
+
+// The dirty buffer of the path's cache that came there last, or before n; null at
+// the end. A buffer that is not dirty any more leaves the row by isCacheSettle.
+inline NodeBuf *isCacheDirty(const IndexPath *path) { return path->newestDirty; }
+inline NodeBuf *isCacheDirtyBefore(const NodeBuf *n) { return n->olderDirty; }
+void isCacheSettle(IndexPath *path, NodeBuf *n);

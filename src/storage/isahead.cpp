@@ -1,0 +1,79 @@
+#include "storage/isahead.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
+#include "base/ismemory.h"
+#include "base/issystem.h"
+
+namespace {
+
+constexpr int kRoom = 64 * 1024;          // bytes read ahead at the most
+constexpr int kSteps = 4;                 // one after the other before anything is
+constexpr std::uint32_t kFirstCount = 8;  // slots, the first time
+
+bool holds(const SlotsAhead &ahead, std::uint32_t recnum) {
+    return recnum >= ahead.first && recnum - ahead.first < ahead.count;
+}
+
+const std::uint8_t *slotIn(const IsamFile *h, std::uint32_t recnum) {
+    return h->ahead.bytes +
+           static_cast<std::size_t>(recnum - h->ahead.first) * static_cast<std::size_t>(h->bufferLength);
+}
+
+// Steps in one direction that have led here, backwards below 0.
+int countSteps(SlotsAhead &ahead, std::uint32_t recnum) {
+    if (recnum == ahead.last + 1)
+        ahead.steps = std::max(ahead.steps, 0) + 1;
+    else if (recnum + 1 == ahead.last)
+        ahead.steps = std::min(ahead.steps, 0) - 1;
+    else
+        ahead = {ahead.bytes, ahead.first, ahead.count, recnum, 0, 0};
+    ahead.last = recnum;
+    return ahead.steps;
+}
+
+// Reads the slots from recnum on, or those up to it. False when the file has not got
+// them all, or cannot be read.
+bool fill(IsamFile *h, std::uint32_t recnum, bool forwards) {
+    SlotsAhead &ahead = h->ahead;
+    const auto room = static_cast<std::uint32_t>(kRoom / h->bufferLength);
+    const std::uint32_t wanted = std::min(room, std::max(kFirstCount, 2 * ahead.lastCount));
+    const std::uint32_t count = std::min(wanted, forwards ? h->dataFree.last - recnum + 1 : recnum);
+    if (count < 2) return false;
+    if (ahead.bytes == nullptr) ahead.bytes = is_new<std::uint8_t>(kRoom);
+    const std::uint32_t first = forwards ? recnum : recnum - count + 1;
+    ahead.count = 0;
+    const auto length = static_cast<std::int64_t>(count) * h->bufferLength;
+    if (is_read_some(h, ISKIND_DATA, ahead.bytes, static_cast<int>(length),
+                     static_cast<std::int64_t>(first - 1) * h->bufferLength) != length)
+        return false;
+    ahead.first = first;
+    ahead.count = ahead.lastCount = count;
+    return true;
+}
+
+}  // namespace
+
+const std::uint8_t *isAheadSlot(IsamFile *h, std::uint32_t recnum) {
+    SlotsAhead &ahead = h->ahead;
+    const int steps = countSteps(ahead, recnum);
+    if (holds(ahead, recnum)) return slotIn(h, recnum);
+    if (std::abs(steps) < kSteps) return nullptr;
+    return fill(h, recnum, steps > 0) ? slotIn(h, recnum) : nullptr;
+}
+
+void isAheadPatch(IsamFile *h, std::uint32_t recnum, int offset, const void *bytes, int length) {
+    const SlotsAhead &ahead = h->ahead;
+    if (!holds(ahead, recnum)) return;
+    const std::size_t at = static_cast<std::size_t>(slotIn(h, recnum) - ahead.bytes) + static_cast<std::size_t>(offset);
+    std::memcpy(ahead.bytes + at, bytes, static_cast<std::size_t>(length));
+}
+
+void isAheadForget(IsamFile *h) { h->ahead.count = 0; }
+
+void isAheadFree(IsamFile *h) {
+    h->ahead.bytes = static_cast<std::uint8_t *>(is_free(h->ahead.bytes));
+    h->ahead.count = 0;
+}
