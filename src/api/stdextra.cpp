@@ -1,8 +1,13 @@
-// Whole file sets.
+// Whole file sets, and the library as a whole.
+
+#include <algorithm>
+#include <cstdint>
 
 #include "api/stdwrap.h"
+#include "base/isglobal.h"
 #include "isam.h"
 #include "isam_maint.h"  // isAdmItoD
+#include "keys/isnodepool.h"
 #include "maint/iscluster.h"
 #include "maint/iscopy.h"
 #include "maint/iserase.h"
@@ -26,4 +31,14 @@ int iscopy(int to, int from, KeyDesc *key) {
 int iscluster(int fd, KeyDesc *key) {
     IsamFile *h = isWrapInit(fd);
     return h != nullptr ? isWrapFound(isCluster(h, key)) : -1;
+}
+
+long iscachelimit(long kilobytes) {
+    constexpr std::size_t kUnit = 1024, kMost = SIZE_MAX / kUnit / 2;
+    const auto before = static_cast<long>(isProcess.cacheLimit / kUnit);
+    if (kilobytes >= 0) {
+        isProcess.cacheLimit = std::min(static_cast<std::size_t>(kilobytes), kMost) * kUnit;
+        isPoolTrim();
+    }
+    return before;
 }

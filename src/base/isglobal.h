@@ -33,9 +33,9 @@ struct Appended {
 struct KeptDescriptor;
 struct NodeBuf;
 
-// The bound when nobody sets one. It holds the upper levels of any tree, and all of
-// the trees of some hundred thousand records.
-inline constexpr std::size_t kCacheLimit = std::size_t{64} << 20;
+// The bound when nobody sets one: it holds all of the trees of about a million
+// records, and the upper levels of any.
+inline constexpr std::size_t kCacheLimit = std::size_t{sizeof(void *) == 8 ? 64 : 16} << 20;
 
 struct ProcessState {
     AdmEntry *adminfo = nullptr;     // descriptor table, null while nothing was ever open

@@ -1,5 +1,7 @@
 #include "keys/isflat.h"
 
+#include <algorithm>
+
 #include "base/ismif.h"
 #include "keys/iskey.h"
 #include "keys/isnode.h"
@@ -18,18 +20,28 @@ int compare(const IndexPath *path, const NodeBuf *n, const std::uint8_t *key, in
 
 // First entry with a key not below key, or with a key above it; their number when
 // there is none. REQUIRES: path->byteOrder, whose order leaves no room for another
-// outcome, whichever entries are looked at.
+// outcome, whichever entries are looked at. The first eight bytes decide most
+// comparisons; what they decide is added, not branched on: nothing could foresee it.
 int firstBehind(const IndexPath *path, const NodeBuf *n, const std::uint8_t *key, bool above) {
+    using order::mostFirst, order::word;
     const int size = path->entrySize, length = path->searchLength, limit = above ? 1 : 0;
     const std::uint8_t *entries = n->buffer + node::kTreeStart;
+    const bool wide = length >= 8;
+    const std::uint64_t turn = wide ? word<std::uint64_t>(path->turns) : 0;
+    const std::uint64_t head = wide ? mostFirst(word<std::uint64_t>(key) ^ turn) : 0;
+    const auto behind = [=](int i) {
+        const std::uint8_t *entry = entries + i * size;
+        const std::uint64_t other = wide ? mostFirst(word<std::uint64_t>(entry) ^ turn) : head;
+        if (other == head) return isByteCmp(path, entry, key, length) < limit;
+        return other < head;
+    };
     int first = 0, count = entryCount(path, n);
-    while (count > 0) {
+    while (count > 1) {
         const int half = count / 2;
-        const bool behind = isByteCmp(path, entries + (first + half) * size, key, length) < limit;
-        first = behind ? first + half + 1 : first;
-        count = behind ? count - half - 1 : half;
+        first += behind(first + half - 1) ? half : 0;
+        count -= half;
     }
-    return first;
+    return count == 1 && behind(first) ? first + 1 : first;
 }
 
 bool bytesearch(const IndexPath *path, NodeBuf *n, const std::uint8_t *key, bool above) {
@@ -51,6 +63,11 @@ void flatval(const IndexPath *path, NodeBuf *n, int offset) {
     const std::uint8_t *pointer = n->buffer + n->next - kPointerSize;
     n->pointer = ld_long(pointer) & kPointerMask;
     if (path->dupWidth != 0) n->serial = ldMint(pointer - path->dupWidth, path->dupWidth);
+}
+
+std::uint32_t flatchild(const IndexPath *path, const NodeBuf *n, const std::uint8_t *key) {
+    const int i = std::min(firstBehind(path, n, key, true), entryCount(path, n) - 1);
+    return ld_long(n->buffer + entryOffset(path, i + 1) - kPointerSize) & kPointerMask;
 }
 
 // The order of comparisons is part of the outcome where keys do not order

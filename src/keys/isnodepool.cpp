@@ -141,6 +141,18 @@ NodeBuf *isPoolTake(IsamFile *h, IndexPath *path) {
     return n;
 }
 
+bool isPoolFull() { return isProcess.frameBytes > isProcess.cacheLimit; }
+
+void isPoolTrim() {
+    // From behind: what comes into a place that is free has been looked at.
+    for (std::uint32_t i = isProcess.frameCount; i > 0 && isPoolFull(); --i) {
+        NodeBuf *n = isProcess.frames[i - 1];
+        if (!n->cached || n->inRow) continue;
+        unchain(n->path, n);
+        isPoolFree(n);
+    }
+}
+
 void isPoolFree(NodeBuf *n) {
     removeFrame(n);
     is_free(n);
@@ -182,6 +194,17 @@ NodeBuf *isCacheTake(IndexPath *path, std::uint32_t number) {
         return n;
     }
     return nullptr;
+}
+
+const NodeBuf *isCacheGuess(const IndexPath *path, std::uint32_t number) {
+    return path->bucketCount != 0 ? bucketOf(path, number) : nullptr;
+}
+
+const NodeBuf *isCachePeek(const IndexPath *path, std::uint32_t number) {
+    const NodeBuf *n = isCacheGuess(path, number);
+    while (n != nullptr && n->number != number)
+        n = n->chain;
+    return n != nullptr && n->age == path->age && n->state != ISBUF_EMPTY ? n : nullptr;
 }
 
 void isCacheSettle(IndexPath *path, NodeBuf *n) {

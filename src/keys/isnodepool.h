@@ -12,6 +12,13 @@
 // A zeroed buffer for the path: a new one, or a cached one that has had its time.
 NodeBuf *isPoolTake(IsamFile *h, IndexPath *path);
 
+// Is there more in use than there should be, so that dirty buffers had better be
+// written?
+bool isPoolFull();
+
+// Takes cached ones until the bound is kept: it may have become lower.
+void isPoolTrim();
+
 // Frees a buffer that is not cached.
 void isPoolFree(NodeBuf *n);
 
@@ -21,6 +28,11 @@ void isCachePut(IndexPath *path, NodeBuf *n);
 // The buffer with that node number, taken out of the path's cache, or null. What
 // stands in one from before the path's nodes were forgotten is forgotten here.
 NodeBuf *isCacheTake(IndexPath *path, std::uint32_t number);
+
+// The loaded one with that number, left where it is, or null. isCacheGuess does not
+// look at what it finds: as a rule it is the one.
+const NodeBuf *isCachePeek(const IndexPath *path, std::uint32_t number);
+const NodeBuf *isCacheGuess(const IndexPath *path, std::uint32_t number);
 
 // Gives a cached buffer another node number.
 void isCacheRename(IndexPath *path, NodeBuf *n, std::uint32_t number);

@@ -96,6 +96,12 @@ void refindPosition(IsamFile *h, int n) {
         path->positionSerial = path->top->serial;
 }
 
+// What is in the tree stays there. A duplicate is found before anything is changed.
+void keepWhatIsWhole(IsamFile *h, int n, int code) {
+    const bool whole = h->treeWhole || code == ISERR_DUPLICATE;
+    if (!whole || !isAttempt(h, [h, n] { isWriteFilled(h, n, true); })) isPathClear1(h->indexes[n], ISCLASS_WRITE);
+}
+
 }  // namespace
 
 int isRebuildFree(IsamFile *h, int list) {
@@ -125,7 +131,7 @@ int isRebuildIdx(IsamFile *h, int index) {
             refindPosition(h, n);
         });
         const int code = h->errcode, io = h->errio;
-        if (!filled) isPathClear1(h->indexes[n], ISCLASS_WRITE);
+        if (!filled) keepWhatIsWhole(h, n, code);
         // After a failure, too: who has which node must be true.
         isEndChange(h);
         if (!filled) isFail(h, code, io);

@@ -8,11 +8,13 @@
 #include "frame/isentry.h"
 #include "keys/isindex.h"
 #include "keys/iskey.h"
+#include "keys/isnodepool.h"
 #include "records/ischange.h"
 #include "storage/isdatio.h"
 #include "storage/isfree.h"
 #include "storage/ishead.h"
 #include "tree/isgrow.h"
+#include "tree/iswarm.h"
 #include "tree/ispath.h"
 #include "txn/islog.h"
 
@@ -77,7 +79,11 @@ void takeBack(IsamFile *h, int index, std::uint32_t lastNode, bool sound) {
             isDropIndex(h, index);
             if (h->takenDesc != 0) isUnlinkDesc(h, h->takenDesc);
         }
-        if (entered) isPathClear1(h->indexes[index], ISCLASS_WRITE);
+        // A sound tree is wiped like any other, from the file.
+        if (entered && sound)
+            isWriteFilled(h, index, false);
+        else if (entered)
+            isPathClear1(h->indexes[index], ISCLASS_WRITE);
         releaseNodes(h, index, lastNode, entered && sound);
         if (entered) forgetIndex(h, index);
         isEndChange(h);
@@ -87,22 +93,56 @@ void takeBack(IsamFile *h, int index, std::uint32_t lastNode, bool sound) {
 
 }  // namespace
 
+// Keys on their way into the index. While they wait, the nodes that they belong into
+// come near.
+struct Waiting {
+    static constexpr std::uint32_t kMost = 8;
+    std::uint8_t keys[kMost][ISMAXKEYLEN];
+    std::uint32_t numbers[kMost];
+    std::uint32_t first, count;
+};
+
+// The key of a record, if the index is to have it.
+bool makeKey(IsamFile *h, const IndexPath *path, int maskBit, std::uint32_t number, std::uint8_t *key) {
+    isGetData(h, static_cast<long>(number));
+    if (slot::status(h) != slot::kPresent) return false;
+    if (hasMasks(h) && isMasked(h, slot::mask(h), maskBit)) return false;
+    isKeyMake(path, key, h->recordBuffer);
+    return !isKeyNull(path, key);
+}
+
 void isFillIdx(IsamFile *h, int n, int maskBit, std::uint32_t last, bool entered) {
     IndexPath *path = isWholePath(h, n);
-    std::uint8_t key[ISMAXKEYLEN];
-    for (std::uint32_t number = 1; number <= last; ++number) {
-        isGetData(h, static_cast<long>(number));
-        if (slot::status(h) != slot::kPresent) continue;
-        if (hasMasks(h) && isMasked(h, slot::mask(h), maskBit)) continue;
-        isKeyMake(path, key, h->recordBuffer);
-        if (isKeyNull(path, key)) continue;
-        isTreeInsert(h, path, key, number);
-        if (entered) {
-            isWriteNewNodes(h);
-            isHeadCountNodes(h);
+    Waiting waiting;
+    waiting.first = waiting.count = 0;
+    h->treeWhole = true;
+    for (std::uint32_t number = 1; number <= last || waiting.count > 0;) {
+        if (number <= last && waiting.count < Waiting::kMost) {
+            const std::uint32_t i = (waiting.first + waiting.count) % Waiting::kMost;
+            if (makeKey(h, path, maskBit, number, waiting.keys[i])) {
+                isTreeWarm(path, waiting.keys[i]);
+                waiting.numbers[i] = number;
+                ++waiting.count;
+            }
+            ++number;
+            continue;
         }
-        isPathWrite(h, n);
+        h->treeWhole = false;
+        isTreeInsert(h, path, waiting.keys[waiting.first], waiting.numbers[waiting.first]);
+        h->treeWhole = true;
+        waiting.first = (waiting.first + 1) % Waiting::kMost;
+        --waiting.count;
+        if (isPoolFull()) isWriteFilled(h, n, entered);
     }
+    isWriteFilled(h, n, entered);
+}
+
+void isWriteFilled(IsamFile *h, int n, bool entered) {
+    if (entered) {
+        isWriteNewNodes(h);
+        isHeadCountNodes(h);
+    }
+    isPathWrite(h, n);
 }
 
 int isAddIndex(IsamFile *h, const KeyDesc *key) {

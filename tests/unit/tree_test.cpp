@@ -462,10 +462,11 @@ TEST_F(NodeCache, DirtyNodesAreNeverEvicted) {
         ASSERT_GT(dirty.size(), 20U);
         for (std::uint32_t number : dirty)
             EXPECT_NE(cached(number), nullptr) << number;
+        isPoolTrim();
+        EXPECT_GE(p->cachedCount, dirty.size());
         isPathWrite(t_.h(), 0);
-        passLeaves(30);
-        isPathRoot(t_.h(), p);
-        EXPECT_LE(p->cachedCount, 2U) << "the cache shrinks again once they are written";
+        isPoolTrim();
+        EXPECT_EQ(p->cachedCount, 0U) << "once they are written they may go";
     });
 }
 

@@ -1,0 +1,42 @@
+#include "tree/iswarm.h"
+
+#include "keys/isflat.h"
+#include "keys/isnodepool.h"
+
+namespace {
+
+constexpr std::uint32_t kLine = 64;  // bytes that a processor fetches at a time
+constexpr int kMostLevels = 8;       // a tree of more is out of any file's reach, and only slower here
+
+void fetch(const NodeBuf *n, std::uint32_t size) {
+    const auto *bytes = reinterpret_cast<const std::uint8_t *>(n);
+    for (std::uint32_t at = 0; at < size; at += kLine)
+        __builtin_prefetch(bytes + at);
+}
+
+}  // namespace
+
+void isTreeWarm(const IndexPath *path, const std::uint8_t *key) {
+    if (!path->byteOrder || path->compressed || path->top == nullptr) return;
+    const NodeBuf *onPath[kMostLevels];
+    int height = 0;
+    for (const NodeBuf *n = path->top; n != nullptr && height < kMostLevels; n = n->parent)
+        onPath[height++] = n;
+    const NodeBuf *n = onPath[--height];
+    while (n->state != ISBUF_EMPTY && n->level > 0) {
+        const std::uint32_t child = flatchild(path, n, key);
+        const NodeBuf *next = height > 0 ? onPath[--height] : nullptr;
+        if (next != nullptr && next->number != child) {
+            next = nullptr;
+            height = 0;
+        }
+        if (n->level == 1) {
+            if (next == nullptr) next = isCacheGuess(path, child);
+            if (next != nullptr) fetch(next, n->size);
+            return;
+        }
+        if (next == nullptr) next = isCachePeek(path, child);
+        if (next == nullptr || next->level != n->level - 1) return;
+        n = next;
+    }
+}

@@ -1,0 +1,8 @@
+// Fetching the nodes on the way to a key into the processor's cache, while something
+// else is still to be done: in a big tree that waiting is most of what a search costs.
+#pragma once
+
+#include "keys/ispathdef.h"
+
+// Changes nothing and reads no file: what is not in memory is left alone.
+void isTreeWarm(const IndexPath *path, const std::uint8_t *key);
