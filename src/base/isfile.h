@@ -164,7 +164,7 @@ struct IsamFile {
     std::uint32_t takenCount, takenRoom;
     bool descEntered;         // the new index stands in the chain
     std::uint32_t takenDesc;  // description node that it took, 0 = none
-    bool treeWhole;           // the index being filled is between two keys
+    std::uint32_t filling;    // record whose key the index being filled is taking, 0 between two
     bool noteTaken;           // isGetFree notes what it takes from the index list
 
     // What work on a whole file needs.

@@ -5,8 +5,10 @@
 
 #include "base/isfail.h"
 #include "base/ismif.h"
+#include "keys/iscompmark.h"
 #include "keys/iskey.h"
 #include "keys/isnode.h"
+#include "keys/isorder.h"
 #include "storage/node_layout.h"
 
 namespace {
@@ -54,7 +56,43 @@ void compval(const IndexPath *path, NodeBuf *n, int start, int end) {
 }
 
 int decode(const IndexPath *path, NodeBuf *n, int offset) {
-    return isCompNext(path, n->buffer, n->used, n->key, offset);
+    const int end = isCompNext(path, n->buffer, n->used, n->key, offset);
+    isMarkEntry(path, n, offset, end);
+    return end;
+}
+
+// What the mark knows becomes the current entry.
+void resume(const IndexPath *path, NodeBuf *n, const CompMark *mark) {
+    std::memcpy(n->key, markedKey(mark), static_cast<std::size_t>(keyLength(path)));
+    compval(path, n, mark->start, mark->end);
+}
+
+// First entry with a key not below key, or with a key above it, or the last entry and
+// false. Starts behind the last entry that is known to come before. REQUIRES:
+// path->byteOrder.
+bool search(const IndexPath *path, NodeBuf *n, const std::uint8_t *key, bool above) {
+    if (n->used <= node::kTreeStart) return false;
+    const int limit = above ? 1 : 0;
+    const auto behind = [=] {
+        return isByteCmp(path, n->key, key, path->searchLength) < limit;
+    };
+    int offset = node::kTreeStart;
+    if (n->position != 0 && behind()) offset = n->next;
+    const CompMark *mark = isMarkBehind(path, n, key, above);
+    if (mark != nullptr && mark->end > offset) {
+        resume(path, n, mark);
+        offset = mark->end;
+    }
+    while (offset < n->used) {
+        const int start = offset;
+        offset = decode(path, n, start);
+        if (!behind()) {
+            compval(path, n, start, offset);
+            return true;
+        }
+        if (offset == n->used) compval(path, n, start, offset);
+    }
+    return false;
 }
 
 // Decodes from offset while the key looked for sorts after the entry (greater:
@@ -135,7 +173,17 @@ int isCompKey(const IndexPath *path, std::uint8_t *out, const std::uint8_t *prev
     return written + middle;
 }
 
+void isCompBefore(const IndexPath *path, const NodeBuf *n, std::uint8_t *keyOut, int offset) {
+    int from = node::kTreeStart;
+    if (const CompMark *mark = isMarkBefore(path, n, offset)) {
+        std::memcpy(keyOut, markedKey(mark), static_cast<std::size_t>(keyLength(path)));
+        from = mark->end;
+    }
+    isCompScan(path, n, keyOut, from, offset);
+}
+
 bool compmatch(const IndexPath *path, NodeBuf *n, const std::uint8_t *key) {
+    if (path->byteOrder) return search(path, n, key, false);
     if (n->used <= node::kTreeStart) return false;
     if (n->position == 0) compval(path, n, node::kTreeStart, decode(path, n, node::kTreeStart));
     const int order = isKeyCmp(path, key, n->key);
@@ -146,6 +194,7 @@ bool compmatch(const IndexPath *path, NodeBuf *n, const std::uint8_t *key) {
 }
 
 bool compgreat(const IndexPath *path, NodeBuf *n, const std::uint8_t *key) {
+    if (path->byteOrder) return search(path, n, key, true);
     if (n->used <= node::kTreeStart) return false;
     if (n->position == 0) return scan(path, n, key, node::kTreeStart, n->used, true) < 0;
     const int order = isKeyCmp(path, key, n->key);
@@ -176,6 +225,11 @@ bool compwalk(const IndexPath *path, NodeBuf *n, int direction) {
     default:
         if (!current || n->position == node::kTreeStart) return false;
         stop = n->position;
+        if (const CompMark *mark = isMarkBefore(path, n, stop)) {
+            resume(path, n, mark);
+            offset = mark->end;
+            if (offset == stop) return true;
+        }
         break;
     }
     int start;

@@ -37,3 +37,7 @@ int isCompNext(const IndexPath *path, const std::uint8_t *buffer, int used, std:
 // the key before from and receives that of the last entry passed. Returns the
 // offset where it stopped.
 int isCompScan(const IndexPath *path, const NodeBuf *n, std::uint8_t *keyOut, int from, int to);
+
+// The key of the last entry that ends at or before offset, a border of entries behind
+// the first one. keyOut has room for the longest key.
+void isCompBefore(const IndexPath *path, const NodeBuf *n, std::uint8_t *keyOut, int offset);

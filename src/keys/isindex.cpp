@@ -5,6 +5,7 @@
 #include "base/isfail.h"
 #include "base/ismemory.h"
 #include "keys/desc_layout.h"
+#include "keys/iscompmark.h"
 #include "keys/iskey.h"
 #include "keys/isnode.h"
 #include "storage/header_layout.h"
@@ -102,6 +103,7 @@ void initpath(IsamFile *h, IndexPath *path) {
     path->dupWidth = serialWidth(h, &key);
     path->compressed = (key.flags & kCompressFlags) != 0;
     isKeyOrder(path);
+    isMarkSpacing(h, path);
     path->entrySize = entrySize(h, &key);
 }
 

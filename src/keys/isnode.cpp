@@ -43,6 +43,7 @@ void isFreeNode(NodeBuf *n) {
 void isRefNode(IsamFile *h, const IndexPath *path, NodeBuf *n, int expectedLevel) {
     if (n->state != ISBUF_EMPTY) return;
     n->position = 0;
+    n->marked = 0;
     isGetNode(h, n->buffer, n->number);
     n->level = node::level(n->buffer, h->nodeSize);
     n->used = node::used(n->buffer);
@@ -76,4 +77,5 @@ void isNodeResize(NodeBuf *n, int used, int oldUsed) {
     node::setUsed(n->buffer, used);
     n->state = ISBUF_DIRTY;
     n->position = 0;
+    n->marked = 0;
 }

@@ -5,6 +5,7 @@
 
 #include "base/isglobal.h"
 #include "base/ismemory.h"
+#include "keys/iscompmark.h"
 
 namespace {
 
@@ -13,7 +14,7 @@ constexpr std::uint32_t kFirstFrames = 64;
 constexpr std::uint32_t kMaxSteps = 64;  // of one search for a buffer to take
 
 std::size_t sizeOf(const IsamFile *h, const IndexPath *path) {
-    const std::size_t keyArea = path->compressed ? ISMAXKEYLEN : 0;
+    const std::size_t keyArea = path->compressed ? ISMAXKEYLEN + isMarkBytes(path) : 0;
     return sizeof(NodeBuf) + static_cast<std::size_t>(h->nodeSize) + keyArea;
 }
 

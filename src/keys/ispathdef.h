@@ -32,6 +32,7 @@ struct NodeBuf {
     std::uint64_t serial;   // the current entry's duplicate serial
     std::uint8_t *key;      // its key: in buffer, or the key area of a compressed node
     std::uint8_t *buffer;   // nodeSize bytes
+    std::uint32_t marked;   // the marks of a compressed node that are set, see keys/iscompmark
     NodeBuf *sibling;       // left half of a split, not yet in the cache
     IndexPath *path;        // whose it is
     NodeBuf *olderDirty, *newerDirty;
@@ -59,6 +60,7 @@ struct IndexPath {
     int startLength;            // key bytes given to the last start
     int searchLength;           // key bytes that comparisons look at
     bool compressed;            // entries are compressed
+    int markCount, markWidth;   // marks of a compressed node, and bytes of the node for each
     bool byteOrder;             // keys are ordered by bytes, see keys/isorder
     std::uint8_t turns[ISMAXKEYLEN];
     std::uint8_t positionKey[ISMAXKEYLEN];

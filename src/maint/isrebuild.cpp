@@ -96,10 +96,10 @@ void refindPosition(IsamFile *h, int n) {
         path->positionSerial = path->top->serial;
 }
 
-// What is in the tree stays there. A duplicate is found before anything is changed.
+// What is in the tree stays there.
 void keepWhatIsWhole(IsamFile *h, int n, int code) {
-    const bool whole = h->treeWhole || code == ISERR_DUPLICATE;
-    if (!whole || !isAttempt(h, [h, n] { isWriteFilled(h, n, true); })) isPathClear1(h->indexes[n], ISCLASS_WRITE);
+    if (!isFilledSound(h, code) || !isAttempt(h, [h, n] { isWriteFilled(h, n, true); }))
+        isPathClear1(h->indexes[n], ISCLASS_WRITE);
 }
 
 }  // namespace

@@ -115,7 +115,7 @@ void isFillIdx(IsamFile *h, int n, int maskBit, std::uint32_t last, bool entered
     IndexPath *path = isWholePath(h, n);
     Waiting waiting;
     waiting.first = waiting.count = 0;
-    h->treeWhole = true;
+    h->filling = 0;
     for (std::uint32_t number = 1; number <= last || waiting.count > 0;) {
         if (number <= last && waiting.count < Waiting::kMost) {
             const std::uint32_t i = (waiting.first + waiting.count) % Waiting::kMost;
@@ -127,14 +127,23 @@ void isFillIdx(IsamFile *h, int n, int maskBit, std::uint32_t last, bool entered
             ++number;
             continue;
         }
-        h->treeWhole = false;
-        isTreeInsert(h, path, waiting.keys[waiting.first], waiting.numbers[waiting.first]);
-        h->treeWhole = true;
+        h->filling = waiting.numbers[waiting.first];
+        isTreeInsert(h, path, waiting.keys[waiting.first], h->filling);
+        h->filling = 0;
         waiting.first = (waiting.first + 1) % Waiting::kMost;
         --waiting.count;
         if (isPoolFull()) isWriteFilled(h, n, entered);
     }
     isWriteFilled(h, n, entered);
+}
+
+bool isFilledSound(IsamFile *h, int code) {
+    const std::uint32_t number = h->filling;
+    if (number == 0) return true;
+    h->filling = 0;
+    // Others were read since: the slot buffer is that of the record that failed.
+    isAttempt(h, [h, number] { isGetData(h, static_cast<long>(number)); });
+    return code == ISERR_DUPLICATE;
 }
 
 void isWriteFilled(IsamFile *h, int n, bool entered) {
@@ -172,7 +181,7 @@ int isAddIndex(IsamFile *h, const KeyDesc *key) {
         h->noteTaken = false;
         if (!added) {
             const int code = h->errcode, io = h->errio;
-            takeBack(h, index, lastNode, code == ISERR_DUPLICATE);
+            takeBack(h, index, lastNode, isFilledSound(h, code) && code == ISERR_DUPLICATE);
             isFail(h, code, io);
         }
         // While nobody else can write: the log keeps the order of the changes.

@@ -10,8 +10,10 @@ int isDelIndex(IsamFile *h, const KeyDesc *key);
 // Inserts the keys of records 1..last into index n, which is empty, but for those
 // whose mask has bit maskBit (modulo 32). 100 at the first duplicate in a unique
 // index. With entered the file has the index in its list already. The tree grows in
-// memory and is written when there is no more room for it, and at the end. After a
-// failure it is there as far as it came, for isWriteFilled, if h->treeWhole tells that
-// the failure came between two keys.
+// memory and is written when there is no more room for it, and at the end.
 void isFillIdx(IsamFile *h, int n, int maskBit, std::uint32_t last, bool entered);
+
+// After a failure of it: is what is in memory a sound tree, as far as it came? Then
+// isWriteFilled can write it.
+bool isFilledSound(IsamFile *h, int code);
 void isWriteFilled(IsamFile *h, int n, bool entered);

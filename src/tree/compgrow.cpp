@@ -6,6 +6,7 @@
 #include "base/isfail.h"
 #include "base/ismif.h"
 #include "keys/iscomp.h"
+#include "keys/iscompmark.h"
 #include "keys/iskey.h"
 #include "keys/isnode.h"
 #include "storage/node_layout.h"
@@ -36,7 +37,7 @@ bool compins(const IndexPath *path, NodeBuf *n, int limit, int p, const NewEntry
     const auto keySize = static_cast<std::size_t>(keyLength(path));
 
     std::uint8_t before[ISMAXKEYLEN] = {}, encoded[kMaxEncoded], followerEncoded[kMaxEncoded];
-    if (!first) isCompScan(path, n, before, node::kTreeStart, p);
+    if (!first) isCompBefore(path, n, before, p);
     const int e = isCompKey(path, encoded, first ? nullptr : before, entry.key);
     std::uint64_t serial = entry.serial;
     if (n->level == 0 && !entry.keepSerial && e != 0 && !first && std::memcmp(before, entry.key, keySize) != 0)
@@ -68,7 +69,9 @@ bool compins(const IndexPath *path, NodeBuf *n, int limit, int p, const NewEntry
     const int end = p + e + tail;
     setShare(n, end, announced || followerKeyless);
     if (!first) setShare(n, p, e == 0);
+    const std::uint32_t marked = isMarksBefore(path, n, p);
     isNodeResize(n, used + growth, used);
+    n->marked = marked;
     return true;
 }
 

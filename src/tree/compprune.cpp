@@ -11,6 +11,7 @@
 #include "base/ismemory.h"
 #include "base/ismif.h"
 #include "keys/iscomp.h"
+#include "keys/iscompmark.h"
 #include "keys/isnode.h"
 #include "storage/node_layout.h"
 #include "tree/isgrow.h"
@@ -25,11 +26,18 @@ std::uint8_t &shareByte(NodeBuf *n, int end) { return n->buffer[end - kPointerSi
 bool shares(NodeBuf *n, int end) { return (shareByte(n, end) & kShareBit) != 0; }
 void clearShare(NodeBuf *n, int end) { shareByte(n, end) &= static_cast<std::uint8_t>(~kShareBit); }
 
+// The node has changed from offset on.
+void shrink(NodeBuf *n, int offset, int used) {
+    const std::uint32_t marked = isMarksBefore(n->path, n, offset);
+    isNodeResize(n, used, n->used);
+    n->marked = marked;
+}
+
 // Closes the gap between to and from.
 void pull(NodeBuf *n, int to, int from) {
     const int used = n->used;
     std::memmove(n->buffer + to, n->buffer + from, static_cast<std::size_t>(used - from));
-    isNodeResize(n, used - (from - to), used);
+    shrink(n, to, used - (from - to));
 }
 
 LooseEntry &addLoose(IndexPath *path) {
@@ -86,7 +94,7 @@ void compsquash(IsamFile *h, IndexPath *path, NodeBuf *n) {
     }
 
     std::uint8_t before[ISMAXKEYLEN] = {}, key[ISMAXKEYLEN], encoded[kMaxEncoded];
-    if (!first) isCompScan(path, n, before, node::kTreeStart, p);
+    if (!first) isCompBefore(path, n, before, p);
     std::memcpy(key, n->key, sizeof key);
     path->looseCount = 0;
     const int level = n->level;
@@ -101,7 +109,7 @@ void compsquash(IsamFile *h, IndexPath *path, NodeBuf *n) {
                          static_cast<std::size_t>(used - (next - tail)));
             std::memcpy(n->buffer + p, encoded, static_cast<std::size_t>(length));
             if (!first && length != 0) clearShare(n, p);
-            isNodeResize(n, p + length + tail + (used - next), used);
+            shrink(n, p, p + length + tail + (used - next));
             follower = ld_long(n->buffer + p + length + tail - kPointerSize) & kPointerMask;
             break;
         }

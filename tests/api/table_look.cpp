@@ -42,6 +42,10 @@ Family lookFamily() {
         look("issetmask", [](int fd) -> long { return issetmask(fd, 0); }),
         {.name = "isflush", .run = [](int) -> long { return isflush(0); }, .sets = Sets::kNothing},
         {.name = "isflush", .run = [](int) -> long { return isflush(-1); }, .sets = Sets::kNothing, .good = -1},
+        {.name = "iscachelimit",
+         .run = [](int) -> long { return iscachelimit(-1) > 0; },
+         .sets = Sets::kNothing,
+         .good = 1},
         {.name = "isfatal",
          .run = [](int) -> long {
              isfatal(nullptr);
