@@ -30,6 +30,13 @@ struct Appended {
     std::uint32_t lastOffset = 0, lastLength = 0;
 };
 
+// A piece of the log, see txn/islogahead.
+struct LogAhead {
+    std::uint8_t *bytes = nullptr;
+    std::int64_t start = 0, length = 0;  // offset of the first, and how many
+    int next = 0;                        // to read the next time
+};
+
 struct KeptDescriptor;
 struct NodeBuf;
 
@@ -58,8 +65,9 @@ struct ProcessState {
     std::size_t bufoff = 0;          // where its next byte goes
     bool logHeld = false;            // the log's lock is held for more than one record
     std::int64_t logEnd = 0;         // length of the log when it was last looked at, bytes
-    Appended appended;               // what went into it last
-    std::uint32_t logSerial = 0;     // counts the logs opened, to tell them apart
+    LogAhead logAhead;
+    Appended appended;            // what went into it last
+    std::uint32_t logSerial = 0;  // counts the logs opened, to tell them apart
 
     Txn **txnlist = nullptr;        // open transactions, null = free slot
     int txncount = 0;               // slots allocated, free ones included

@@ -210,7 +210,10 @@ int is_read_within(IsamFile *h, int kind, void *buffer, int length, std::int64_t
 
 std::int64_t is_read_some(IsamFile *h, int kind, void *buffer, int length, std::int64_t offset) {
     const int error = errno;
-    const std::int64_t moved = readAll(h, kind, buffer, length, offset);
+    ssize_t moved;
+    do
+        moved = pread(loadfd(h, kind), buffer, static_cast<std::size_t>(length), static_cast<off_t>(offset));
+    while (moved < 0 && errno == EINTR);
     errno = error;
     return moved;
 }

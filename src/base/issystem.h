@@ -62,7 +62,7 @@ int is_write(IsamFile *h, int kind, const void *buffer, int length, std::int64_t
 // The same as is_read, but 0 where the file ends before.
 int is_read_within(IsamFile *h, int kind, void *buffer, int length, std::int64_t offset);
 
-// The same as is_read, but never fails: returns how many bytes there were, or -1.
+// One read that never fails: returns how many bytes it got, or -1.
 std::int64_t is_read_some(IsamFile *h, int kind, void *buffer, int length, std::int64_t offset);
 
 // One write at the end of a file that is_create opened for appending. What went

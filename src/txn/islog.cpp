@@ -11,6 +11,7 @@
 #include "base/issystem.h"
 #include "frame/isadmin.h"
 #include "lock/islock.h"
+#include "txn/islogahead.h"
 
 using namespace logrec;
 
@@ -162,6 +163,7 @@ int isLogClose() {
     p.logfile = -1;
     p.logpath = static_cast<char *>(is_free(p.logpath));
     p.buffer = static_cast<std::uint8_t *>(is_free(p.buffer));
+    isLogAheadFree();
     return 1;
 }
 
@@ -321,6 +323,10 @@ bool isLGknows(const IsamFile *h, std::int64_t offset) {
 
 int logread(int log, std::uint8_t *buffer, std::int64_t offset, bool whole) {
     const int start = whole ? kHeadSize : 0, end = whole ? length(buffer) : kHeadSize;
+    if (const std::uint8_t *bytes = isLogAhead(log, offset + start, end - start)) {
+        std::memcpy(buffer + start, bytes, static_cast<std::size_t>(end - start));
+        return 1;
+    }
     if (is_read(nullptr, log, buffer + start, end - start, offset + start)) return 1;
     errno = ISERR_LOGREAD;
     return 0;

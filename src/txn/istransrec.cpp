@@ -8,6 +8,7 @@
 #include "records/isopen.h"
 #include "records/isfork.h"
 #include "txn/islog.h"
+#include "txn/islogahead.h"
 #include "txn/istrans.h"
 #include "txn/istransdo.h"
 #include "txn/istranspair.h"
@@ -47,6 +48,7 @@ int txnrecover(int log) {
         return 0;
     }
     std::int64_t offset = 0;
+    isLogAheadForget();
     while (offset + logrec::kHeadSize <= size) {
         LogRecord record;
         if (!isLogHead(log, &record, offset) || !isLogBody(log, &record)) return 0;

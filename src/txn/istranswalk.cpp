@@ -4,6 +4,7 @@
 
 #include "base/isfail.h"
 #include "txn/islog.h"
+#include "txn/islogahead.h"
 #include "txn/istransdo.h"
 
 namespace {
@@ -55,6 +56,7 @@ int walk(int log, std::int64_t offset, TxnWalk mode, TxnMoves *moves, bool *refu
 int txnprocess(int log, std::int64_t offset, TxnWalk mode, bool *refused) {
     TxnMoves moves = {};
     *refused = false;
+    isLogAheadForget();
     const int done = walk(log, offset, mode, &moves, refused);
     isFreeMoves(&moves);
     return done;
