@@ -68,9 +68,16 @@ template <typename Body> bool isUndamaged(IsamFile *h, Body &&body) {
     return false;
 }
 
-// An operation that reads: body runs under the shared phase lock, refreshed.
-template <typename Body> int isReading(IsamFile *h, int entryClass, Body &&body) {
-    return isOperation(h, entryClass, [h, &body] {
+struct NothingBefore {
+    void operator()() const {}
+};
+
+// An operation that reads: body runs under the shared phase lock, refreshed; before
+// it can do without.
+template <typename Body, typename Before = NothingBefore>
+int isReading(IsamFile *h, int entryClass, Body &&body, Before &&before = {}) {
+    return isOperation(h, entryClass, [h, &body, &before] {
+        before();
         isLockRead(h);
         isDelta(h);
         const int result = body();
@@ -80,8 +87,10 @@ template <typename Body> int isReading(IsamFile *h, int entryClass, Body &&body)
 }
 
 // An operation that changes the file: the same under the exclusive phase lock.
-template <typename Body> int isChanging(IsamFile *h, Body &&body) {
-    return isOperation(h, ISCLASS_WRITE, [h, &body] {
+template <typename Body, typename Before = NothingBefore>
+int isChanging(IsamFile *h, Body &&body, Before &&before = {}) {
+    return isOperation(h, ISCLASS_WRITE, [h, &body, &before] {
+        before();
         isLockWrite(h);
         isDelta(h);
         const int result = body();

@@ -18,38 +18,47 @@ int compare(const IndexPath *path, const NodeBuf *n, const std::uint8_t *key, in
     return isKeyCmp(path, key, n->buffer + entryOffset(path, i));
 }
 
-// First entry with a key not below key, or with a key above it; their number when
-// there is none. REQUIRES: path->byteOrder, whose order leaves no room for another
-// outcome, whichever entries are looked at. The first eight bytes decide most
-// comparisons; what they decide is added, not branched on: nothing could foresee it.
-int firstBehind(const IndexPath *path, const NodeBuf *n, const std::uint8_t *key, bool above) {
-    using order::mostFirst, order::word;
+// The bytes of a key that decide most comparisons, turned over, as a number: the
+// first eight, or all of them.
+template <bool kWide> std::uint64_t headOf(const std::uint8_t *key, int length, std::uint64_t turn) {
+    if constexpr (kWide) return order::mostFirst(order::word<std::uint64_t>(key) ^ turn);
+    return order::few(key, length) ^ turn;
+}
+
+// Offset of the first entry with a key not below key, or with a key above it; used
+// when there is none. REQUIRES: path->byteOrder, whose order leaves no room for
+// another outcome, whichever entries are looked at. Which half it is in nothing could
+// foresee, so that is chosen without a branch.
+template <bool kWide> int firstBehind(const IndexPath *path, const NodeBuf *n, const std::uint8_t *key, bool above) {
     const int size = path->entrySize, length = path->searchLength, limit = above ? 1 : 0;
-    const std::uint8_t *entries = n->buffer + node::kTreeStart;
-    const bool wide = length >= 8;
-    const std::uint64_t turn = wide ? word<std::uint64_t>(path->turns) : 0;
-    const std::uint64_t head = wide ? mostFirst(word<std::uint64_t>(key) ^ turn) : 0;
-    const auto behind = [=](int i) {
-        const std::uint8_t *entry = entries + i * size;
-        const std::uint64_t other = wide ? mostFirst(word<std::uint64_t>(entry) ^ turn) : head;
-        if (other == head) return isByteCmp(path, entry, key, length) < limit;
-        return other < head;
+    const std::uint64_t turn = kWide ? order::word<std::uint64_t>(path->turns) : order::few(path->turns, length);
+    const std::uint64_t head = headOf<kWide>(key, length, turn);
+    const auto behind = [=](const std::uint8_t *entry) {
+        const std::uint64_t other = headOf<kWide>(entry, length, turn);
+        if (other != head) return other < head;
+        return kWide ? isByteCmp(path, entry, key, length) < limit : above;
     };
-    int first = 0, count = entryCount(path, n);
+    const std::uint8_t *first = n->buffer + node::kTreeStart;
+    int count = entryCount(path, n);
+    if (count == 0) return n->used;
     while (count > 1) {
         const int half = count / 2;
-        first += behind(first + half - 1) ? half : 0;
+        const std::uint8_t *next = first + half * size;
+        first = behind(next - size) ? next : first;
         count -= half;
     }
-    return count == 1 && behind(first) ? first + 1 : first;
+    return static_cast<int>(first - n->buffer) + (behind(first) ? size : 0);
+}
+
+int firstBehind(const IndexPath *path, const NodeBuf *n, const std::uint8_t *key, bool above) {
+    return path->searchLength >= 8 ? firstBehind<true>(path, n, key, above) : firstBehind<false>(path, n, key, above);
 }
 
 bool bytesearch(const IndexPath *path, NodeBuf *n, const std::uint8_t *key, bool above) {
-    const int count = entryCount(path, n);
-    if (count == 0) return false;
-    const int i = firstBehind(path, n, key, above);
-    flatval(path, n, entryOffset(path, i < count ? i : count - 1));
-    return i < count;
+    if (n->used <= node::kTreeStart) return false;
+    const int offset = firstBehind(path, n, key, above);
+    flatval(path, n, std::min(offset, n->used - path->entrySize));
+    return offset < n->used;
 }
 
 }  // namespace
@@ -66,8 +75,8 @@ void flatval(const IndexPath *path, NodeBuf *n, int offset) {
 }
 
 std::uint32_t flatchild(const IndexPath *path, const NodeBuf *n, const std::uint8_t *key) {
-    const int i = std::min(firstBehind(path, n, key, true), entryCount(path, n) - 1);
-    return ld_long(n->buffer + entryOffset(path, i + 1) - kPointerSize) & kPointerMask;
+    const int offset = std::min(firstBehind(path, n, key, true), n->used - path->entrySize);
+    return ld_long(n->buffer + offset + path->entrySize - kPointerSize) & kPointerMask;
 }
 
 // The order of comparisons is part of the outcome where keys do not order

@@ -11,6 +11,7 @@
 #include "tree/islocate.h"
 #include "tree/ispath.h"
 #include "tree/istree.h"
+#include "tree/iswarm.h"
 #include "txn/isaudit.h"
 
 int isImageLength(const IsamFile *h) {
@@ -71,6 +72,11 @@ void isInsertKeys(IsamFile *h, const char *record, std::uint32_t number) {
         isKeyMake(path, key, record);
         if (!isKeyNull(path, key)) isTreeInsert(h, path, key, number);
     }
+}
+
+void isWarmKeys(const IsamFile *h, const char *record) {
+    for (int i = 0; i < h->keyCount; ++i)
+        isRecordWarm(h->indexes[i], record);
 }
 
 IndexPath *isWholePath(IsamFile *h, int i) {

@@ -66,15 +66,18 @@ void delpure(IsamFile *h) {
 }  // namespace
 
 int isDelete(IsamFile *h, const char *record) {
-    return isChanging(h, [h, record] {
-        if (record == nullptr) isFail(h, ISERR_ARGUMENT);
-        const long recnum = isFindPrimary(h, record);
-        if (hasData(h))
-            remove(h, recnum);
-        else
-            delpure(h);
-        return 1;
-    });
+    return isChanging(
+        h,
+        [h, record] {
+            if (record == nullptr) isFail(h, ISERR_ARGUMENT);
+            const long recnum = isFindPrimary(h, record);
+            if (hasData(h))
+                remove(h, recnum);
+            else
+                delpure(h);
+            return 1;
+        },
+        [=] { isWarmKeys(h, record); });
 }
 
 int isDelCurr(IsamFile *h) {

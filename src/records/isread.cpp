@@ -10,6 +10,7 @@
 #include "records/isdeliver.h"
 #include "storage/isdatio.h"
 #include "tree/islocate.h"
+#include "tree/iswarm.h"
 
 namespace {
 
@@ -62,25 +63,31 @@ Lock datlock(IsamFile *h, const char *record, int mode, int callersMode, int fla
 }  // namespace
 
 int isRead(IsamFile *h, char *record, int mode) {
-    return isReading(h, ISCLASS_READ, [h, record, mode] {
-        if (record == nullptr) isFail(h, ISERR_ARGUMENT);
-        const int readMode = mode & kModeMask;
-        int flags = mode & kFlagMask;
-        if (!hasData(h) && flags != 0) isFail(h, ISERR_ARGUMENT);
-        if ((h->mode & ISLOCKAUTO) != 0) {
-            isDropDall(h);
-            flags = ISLOCK | ISWAIT;
-        }
-        if (!inRecordOrder(h)) {
-            IndexPath *path = h->indexes[h->currentIndex];
-            path->searchLength = readMode < ISEQUAL ? keyLength(path) : path->startLength;
-        }
-        const int locateMode = adjustMode(h, readMode);
-        locateOrFail(h, record, locateMode, readMode);
-        const Lock lock = datlock(h, record, locateMode, readMode, flags);
-        h->state &= static_cast<std::uint16_t>(~(ISSTATE_NOCURR | ISSTATE_NEXTCURR | ISSTATE_PREVCURR));
-        isDeliver(h, record);
-        if (lock == Lock::kRefused) isFail(h, ISERR_LOCKED);
-        return 1;
-    });
+    return isReading(
+        h, ISCLASS_READ,
+        [h, record, mode] {
+            if (record == nullptr) isFail(h, ISERR_ARGUMENT);
+            const int readMode = mode & kModeMask;
+            int flags = mode & kFlagMask;
+            if (!hasData(h) && flags != 0) isFail(h, ISERR_ARGUMENT);
+            if ((h->mode & ISLOCKAUTO) != 0) {
+                isDropDall(h);
+                flags = ISLOCK | ISWAIT;
+            }
+            if (!inRecordOrder(h)) {
+                IndexPath *path = h->indexes[h->currentIndex];
+                path->searchLength = readMode < ISEQUAL ? keyLength(path) : path->startLength;
+            }
+            const int locateMode = adjustMode(h, readMode);
+            locateOrFail(h, record, locateMode, readMode);
+            const Lock lock = datlock(h, record, locateMode, readMode, flags);
+            h->state &= static_cast<std::uint16_t>(~(ISSTATE_NOCURR | ISSTATE_NEXTCURR | ISSTATE_PREVCURR));
+            isDeliver(h, record);
+            if (lock == Lock::kRefused) isFail(h, ISERR_LOCKED);
+            return 1;
+        },
+        [=] {
+            const int readMode = mode & kModeMask;
+            if (readMode >= ISEQUAL && !inRecordOrder(h)) isRecordWarm(h->indexes[h->currentIndex], record);
+        });
 }

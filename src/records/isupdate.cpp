@@ -128,12 +128,15 @@ void needRecord(IsamFile *h, const char *record) {
 }  // namespace
 
 int isRewrite(IsamFile *h, const char *record) {
-    return isChanging(h, [h, record] {
-        needRecord(h, record);
-        isNeedData(h);
-        rewrite(h, isFindPrimary(h, record), record);
-        return 1;
-    });
+    return isChanging(
+        h,
+        [h, record] {
+            needRecord(h, record);
+            isNeedData(h);
+            rewrite(h, isFindPrimary(h, record), record);
+            return 1;
+        },
+        [=] { isWarmKeys(h, record); });
 }
 
 int isRewCurr(IsamFile *h, const char *record) {

@@ -67,16 +67,19 @@ void inspure(IsamFile *h, const char *record) {
 }
 
 int add(IsamFile *h, const char *record, bool needData, bool lockIt) {
-    const int added = isChanging(h, [=] {
-        if (record == nullptr) isFail(h, ISERR_ARGUMENT);
-        if (needData) isNeedData(h);
-        if (lockIt) h->state |= ISSTATE_LOCKNEW;
-        if (hasData(h))
-            insert(h, record);
-        else
-            inspure(h, record);
-        return 1;
-    });
+    const int added = isChanging(
+        h,
+        [=] {
+            if (record == nullptr) isFail(h, ISERR_ARGUMENT);
+            if (needData) isNeedData(h);
+            if (lockIt) h->state |= ISSTATE_LOCKNEW;
+            if (hasData(h))
+                insert(h, record);
+            else
+                inspure(h, record);
+            return 1;
+        },
+        [=] { isWarmKeys(h, record); });
     h->state &= static_cast<std::uint16_t>(~ISSTATE_LOCKNEW);
     return added;
 }

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/isglobal.h"
 #include "base/ismemory.h"
 #include "base/issystem.h"
 
@@ -60,7 +61,7 @@ const std::uint8_t *isAheadSlot(IsamFile *h, std::uint32_t recnum) {
     SlotsAhead &ahead = h->ahead;
     const int steps = countSteps(ahead, recnum);
     if (holds(ahead, recnum)) return slotIn(h, recnum);
-    if (std::abs(steps) < kSteps) return nullptr;
+    if (std::abs(steps) < kSteps || isProcess.cacheLimit == 0) return nullptr;
     return fill(h, recnum, steps > 0) ? slotIn(h, recnum) : nullptr;
 }
 

@@ -1,18 +1,13 @@
 #include "tree/iswarm.h"
 
 #include "keys/isflat.h"
+#include "keys/iskey.h"
 #include "keys/isnodepool.h"
 
 namespace {
 
-constexpr std::uint32_t kLine = 64;  // bytes that a processor fetches at a time
-constexpr int kMostLevels = 8;       // a tree of more is out of any file's reach, and only slower here
-
-void fetch(const NodeBuf *n, std::uint32_t size) {
-    const auto *bytes = reinterpret_cast<const std::uint8_t *>(n);
-    for (std::uint32_t at = 0; at < size; at += kLine)
-        __builtin_prefetch(bytes + at);
-}
+constexpr std::uint32_t kBigTree = 4096;  // nodes: one of fewer stays near by itself
+constexpr int kMostLevels = 8;            // a tree of more is out of any file's reach, and only slower here
 
 }  // namespace
 
@@ -32,11 +27,18 @@ void isTreeWarm(const IndexPath *path, const std::uint8_t *key) {
         }
         if (n->level == 1) {
             if (next == nullptr) next = isCacheGuess(path, child);
-            if (next != nullptr) fetch(next, n->size);
+            if (next != nullptr) isNodeFetch(next, n->size);
             return;
         }
         if (next == nullptr) next = isCachePeek(path, child);
         if (next == nullptr || next->level != n->level - 1) return;
         n = next;
     }
+}
+
+void isRecordWarm(const IndexPath *path, const void *record) {
+    if (path->cachedCount < kBigTree || record == nullptr) return;
+    std::uint8_t key[ISMAXKEYLEN];
+    isKeyMake(path, key, record);
+    isTreeWarm(path, key);
 }

@@ -6,3 +6,6 @@
 
 // Changes nothing and reads no file: what is not in memory is left alone.
 void isTreeWarm(const IndexPath *path, const std::uint8_t *key);
+
+// The same for the key of a record, in trees that are worth it.
+void isRecordWarm(const IndexPath *path, const void *record);

@@ -48,6 +48,9 @@ class Driver {
     // everyCall: check the bytes after each call, to find the one that does the harm.
     bool run(int calls, bool everyCall = false);
 
+    // Of the bytes of index and data file at every check so far.
+    std::uint64_t digest() const { return digest_; }
+
     // What went wrong, with seed, shape and the last operations.
     std::string report() const;
 
@@ -93,6 +96,7 @@ class Driver {
     Operation chooseOperation(int call, int calls);
     bool checkBatch();
     bool checkStructure();
+    void digestFiles();
     std::string compareTrails();
     std::uint32_t changeCounter();
     bool scanIndex(std::size_t handle, std::size_t index);
@@ -195,6 +199,7 @@ class Driver {
     Shape shape_;
     Random random_;
     RunStatistics *statistics_;
+    std::uint64_t digest_ = 0;
     testing_support::TempDir dir_;
     std::string base_;
     std::unique_ptr<testing_support::FileReader> reader_;
