@@ -7,6 +7,7 @@ namespace {
 
 constexpr unsigned kTrees = kOrdered | kSecondIndex;
 constexpr unsigned kIsam = kTrees | kTransactions | kRecordOrder | kTails | kAddsIndex | kMaintenance;
+constexpr unsigned kSqlite = kTrees | kTransactions | kTails | kAddsIndex | kHeldScan | kProcesses;
 
 }  // namespace
 
@@ -20,6 +21,28 @@ const std::vector<SubjectEntry> &subjects() {
          kIsam | kProcesses | kHeldScan, true, makeIsamMapped},
         {"isam-excl", "isam, exclusive", "as isam, but one process has the file alone (ISLOCKEXCL)", nullptr, "isam",
          kIsam & ~kMaintenance, true, makeIsamExclusive},
+        {"lmdb", "LMDB", "several processes; a kill loses nothing done and leaves nothing half done", "liblmdb0",
+         "lmdb", kTrees | kTransactions | kTails | kHeldScan | kProcesses, true, makeLmdb},
+        {"bdb", "Berkeley DB",
+         "several processes; what a killed one has done stays in the shared cache, one killed "
+         "within a call may spoil files",
+         "libdb5.3", "bdb", kTrees | kTails | kHeldScan | kProcesses, true, makeBerkeleyDb},
+        {"sqlite-wal", "SQLite, WAL", "several processes; a kill loses nothing done and leaves nothing half done",
+         "libsqlite3-0", "sqlite-wal", kSqlite, false, makeSqliteWal},
+        {"sqlite-journal", "SQLite, journal",
+         "several processes; a kill loses nothing done and leaves nothing half "
+         "done",
+         "libsqlite3-0", "sqlite-journal", kSqlite, false, makeSqliteJournal},
+        {"tdb", "TDB", "several processes, no order; a kill loses nothing done, one within a call may spoil the file",
+         "libtdb1", "tdb", kTransactions | kTails | kProcesses, false, makeTdb},
+        {"gdbm", "GDBM", "one process, no order; a kill loses nothing done, one within a call may spoil the file",
+         "libgdbm6", "gdbm", kTails, false, makeGdbm},
+        {"leveldb", "LevelDB", "one process; a kill loses nothing done and leaves nothing half done", "libleveldb1d",
+         "leveldb", kTrees | kTransactions | kTails | kHeldScan, false, makeLevelDb},
+        {"tcb", "Tokyo Cabinet",
+         "one process; a kill loses nothing done, one between the two trees' commits leaves "
+         "them different",
+         "libtokyocabinet9", "tcb", kTrees | kTransactions | kTails | kHeldScan, false, makeTokyoCabinet},
     };
     return kSubjects;
 }

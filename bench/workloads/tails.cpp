@@ -44,7 +44,7 @@ std::vector<Workload> tailWorkloads() {
     return {
         workload("tail-50", "tail of 50 bytes", "tail50", 100000),
         workload("tail-500", "tail of 500 bytes", "tail500", 100000),
-        workload("tail-5000", "tail of 5,000 bytes", "tail5000", 10000),
+        workload("tail-5000", "tail of 5,000 bytes", "tail5000", 4000),
     };
 }
 
