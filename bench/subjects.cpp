@@ -39,9 +39,7 @@ const std::vector<SubjectEntry> &subjects() {
          "libgdbm6", "gdbm", kTails, false, makeGdbm},
         {"leveldb", "LevelDB", "one process; a kill loses nothing done and leaves nothing half done", "libleveldb1d",
          "leveldb", kTrees | kTransactions | kTails | kHeldScan, false, makeLevelDb},
-        {"tcb", "Tokyo Cabinet",
-         "one process; a kill loses nothing done, one between the two trees' commits leaves "
-         "them different",
+        {"tcb", "Tokyo Cabinet", "one process; a kill loses what it has done since a transaction ended",
          "libtokyocabinet9", "tcb", kTrees | kTransactions | kTails | kHeldScan, false, makeTokyoCabinet},
     };
     return kSubjects;

@@ -32,11 +32,12 @@ struct Task {
 // Counts the operations of a loop and ends it when there are enough or time is up.
 class Meter {
   public:
-    Meter(std::uint64_t planned, double seconds)
-        : planned_(planned), start_(Clock::now()),
+    // The time is looked at every so many operations.
+    Meter(std::uint64_t planned, double seconds, std::uint64_t stride = 32)
+        : planned_(planned), stride_(stride), start_(Clock::now()),
           end_(start_ + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds))) {}
     bool more() {
-        if (done_ == planned_ || (done_ % kStride == kStride - 1 && Clock::now() > end_)) return false;
+        if (done_ == planned_ || (done_ % stride_ == stride_ - 1 && Clock::now() > end_)) return false;
         ++done_;
         return true;
     }
@@ -48,8 +49,7 @@ class Meter {
     std::uint64_t done() const { return done_; }
 
   private:
-    static constexpr std::uint64_t kStride = 32;
-    std::uint64_t planned_, done_ = 0;
+    std::uint64_t planned_, stride_, done_ = 0;
     Clock::time_point start_, end_;
 };
 

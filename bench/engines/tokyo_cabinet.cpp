@@ -10,17 +10,11 @@ namespace {
 
 class TokyoCabinet : public KeyValue {
   public:
-    // The cache holds what is loaded; closing writes it.
-    void beginLoading(const Shape &shape) override {
-        openAll(shape, BDBOWRITER | BDBOCREAT | BDBOTRUNC);
-        keepWriting(true);
-    }
-    void endLoading() override {
-        keepWriting(false);
-        close();
-    }
+    void beginLoading(const Shape &shape) override { openAll(shape, BDBOWRITER | BDBOCREAT | BDBOTRUNC); }
     void open(const Shape &shape, bool) override { openAll(shape, BDBOWRITER); }
     void close() override;
+    void begin() override;
+    void commit() override;
 
   protected:
     bool get(Table table, Bytes key, Bytes &value) override;
@@ -28,8 +22,6 @@ class TokyoCabinet : public KeyValue {
     bool drop(Table table, Bytes key) override;
     bool seek(Table table, Seek how, Bytes key, Bytes &found, Bytes &value) override;
     bool seekHeld(Seek how, Bytes &found, Bytes &value) override;
-    void beginWrite() override;
-    void endWrite() override;
 
   private:
     struct One {
@@ -52,6 +44,9 @@ void TokyoCabinet::openAll(const Shape &shape, int access) {
     for (int i = 0; i < (shape.second ? 2 : 1); ++i) {
         TCBDB *db = tables_[i].db = tcbdbnew();
         demand(tcbdbtune(db, 0, 0, static_cast<std::int64_t>(records_ / 16), -1, -1, BDBTLARGE), db, "tcbdbtune");
+        // Leaves and inner nodes of all records, so that none must give way.
+        const auto leaves = static_cast<std::int32_t>(records_ / 16 + 1024);
+        demand(tcbdbsetcache(db, leaves, leaves), db, "tcbdbsetcache");
         demand(tcbdbopen(db, i == 0 ? "primary.tcb" : "second.tcb", access), db, "tcbdbopen");
         tables_[i].cursor = tcbdbcurnew(db);
     }
@@ -67,13 +62,12 @@ void TokyoCabinet::close() {
     }
 }
 
-void TokyoCabinet::beginWrite() {
+void TokyoCabinet::begin() {
     for (const One &each : tables_)
         if (each.db != nullptr) demand(tcbdbtranbegin(each.db), each.db, "tcbdbtranbegin");
 }
 
-// Two files: what a kill between the two ends leaves does not agree.
-void TokyoCabinet::endWrite() {
+void TokyoCabinet::commit() {
     for (const One &each : tables_)
         if (each.db != nullptr) demand(tcbdbtrancommit(each.db), each.db, "tcbdbtrancommit");
 }

@@ -5,7 +5,7 @@ namespace bench {
 namespace {
 
 constexpr std::uint64_t kOperations = 20000;
-constexpr std::uint64_t kRecords = 1000000;
+constexpr std::uint64_t kRecords = 100000;
 
 void readThenWrite(Task &task) {
     const std::vector<Step> steps = presentSteps(task, task.operations(kOperations), task.seed);

@@ -29,7 +29,7 @@ void openAndClose(Task &task) {
     task.subject.open(task.shape);
     require(task.subject.find(step, record.data()), "a record is not found");
     task.subject.close();
-    Meter meter(count, task.seconds);
+    Meter meter(count, task.seconds, 1);
     while (meter.more()) {
         task.subject.open(task.shape);
         task.subject.close();

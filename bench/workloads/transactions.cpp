@@ -12,12 +12,11 @@ void inTransactions(Task &task, std::uint64_t size) {
     warm(task);
     const auto started = Clock::now();
     std::uint64_t done = 0;
-    for (Meter meter(count / size, task.seconds); meter.more();) {
+    for (Meter meter(count / size, task.seconds, 1); meter.more();) {
         task.subject.begin();
         for (std::uint64_t i = 0; i < size; ++i, ++done)
             require(task.subject.insert(steps[done], draft.with(steps[done])), "a new record is refused");
         task.subject.commit();
-        if (Clock::now() - started > std::chrono::duration<double>(task.seconds)) break;
     }
     const std::chrono::duration<double, std::nano> spent = Clock::now() - started;
     task.report("", spent.count() / static_cast<double>(done), done);
