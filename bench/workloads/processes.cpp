@@ -44,6 +44,9 @@ pid_t startWorker(const Task &task, const Barrier &barrier, const char *role, in
 }
 
 void together(Task &task, const char *one, const char *other) {
+    // What the first opening makes is there before two come for it at once.
+    task.subject.open(task.shape);
+    task.subject.close();
     Barrier barrier;
     if (pipe(barrier.ready) != 0 || pipe(barrier.go) != 0) throw Failure("pipe");
     const pid_t workers[] = {startWorker(task, barrier, one, 0), startWorker(task, barrier, other, 1)};
