@@ -1,7 +1,5 @@
 #include "child.h"
 
-#include "subject.h"
-
 #include <chrono>
 #include <cstdlib>
 #include <fcntl.h>
@@ -45,15 +43,16 @@ void parse(const std::string &text, ChildReport &report) {
     std::istringstream in(text);
     for (std::string line; std::getline(in, line);) {
         std::istringstream fields(line);
-        std::string kind, role, nanoseconds, operations;
+        std::string kind, what, clock, processor, operations;
         std::getline(fields, kind, '\t');
-        std::getline(fields, role, '\t');
-        if (kind == "failed") report.failure += (report.failure.empty() ? "" : "; ") + role;
+        std::getline(fields, what, '\t');
+        if (kind == "failed") report.failure += (report.failure.empty() ? "" : "; ") + what;
         if (kind != "result") continue;
-        std::getline(fields, nanoseconds, '\t');
+        std::getline(fields, clock, '\t');
+        std::getline(fields, processor, '\t');
         std::getline(fields, operations, '\t');
-        report.lines.push_back(
-            {role, std::strtod(nanoseconds.c_str(), nullptr), std::strtoull(operations.c_str(), nullptr, 10)});
+        const Cost cost = {std::strtod(clock.c_str(), nullptr), std::strtod(processor.c_str(), nullptr)};
+        report.lines.push_back({what, cost, std::strtoull(operations.c_str(), nullptr, 10)});
     }
 }
 
@@ -74,9 +73,10 @@ ChildReport runChild(const std::string &program, const std::vector<std::string> 
     close(ends[0]);
     int status = 0;
     waitpid(child, &status, 0);
+    report.late = report.late || (WIFSIGNALED(status) && WTERMSIG(status) == SIGXCPU);
     parse(text, report);
     if (report.late)
-        report.failure = "it took more than " + std::to_string(seconds) + " seconds";
+        report.failure = "it took too long";
     else if (report.failure.empty() && WIFSIGNALED(status))
         report.failure = "ended by signal " + std::to_string(WTERMSIG(status));
     else if (report.failure.empty() && status != 0)

@@ -21,8 +21,8 @@ namespace fs = std::filesystem;
 
 constexpr std::uint64_t kCopied = 2000000;  // larger files are not copied, but changed and used again
 constexpr std::uint64_t kCostly = 1000000;
-constexpr int kPreloadSeconds = 60;
-constexpr int kOwnPreloadSeconds = 600;  // nothing can be measured without the library's own files
+constexpr int kPreloadSeconds = 60;        // of the processor; the library's own files are needed in any case
+constexpr int kMostPreloadSeconds = 1800;  // by the clock
 constexpr int kMeasureSeconds = 120;
 
 struct Options {
@@ -73,7 +73,7 @@ class Run {
 
 Run::Run(const Options &options)
     : options_(options), data_(fs::absolute(options.dir) / ("bench-data." + std::to_string(getpid()))),
-      most_(options.quick ? 1000 : 30000), seconds_(options.quick ? 0.01 : 0.2) {
+      most_(options.quick ? 1000 : 30000), seconds_(options.quick ? 0.01 : 0.15) {
     fs::create_directories(data_);
 }
 
@@ -152,9 +152,10 @@ bool Run::load(const SubjectEntry &entry, const Set &set, const std::string &bas
                 static_cast<unsigned long long>(set.records));
     std::fflush(stdout);
     const bool own = std::string(maker.name) == "isam";
-    const ChildReport report =
-        runChild(options_.measure, {"prepare", maker.name, set.shape, std::to_string(set.records)}, base,
-                 own ? kOwnPreloadSeconds : kPreloadSeconds);
+    const ChildReport report = runChild(
+        options_.measure,
+        {"prepare", maker.name, set.shape, std::to_string(set.records), std::to_string(own ? 0 : kPreloadSeconds)},
+        base, kMostPreloadSeconds);
     if (report.failure.empty()) return true;
     fs::remove_all(base);
     if (report.late && !own) {
@@ -185,15 +186,17 @@ void Run::measureOne(const Workload &workload, const SubjectEntry &entry, const 
         results_.fail(what);
         return;
     }
+    // Several results of one role are those of processes side by side: their mean counts.
     std::map<std::string, std::vector<ChildReport::Line>> roles;
     for (const ChildReport::Line &line : report.lines)
         roles[line.role].push_back(line);
     for (const auto &[role, lines] : roles) {
-        double sum = 0;
-        for (const ChildReport::Line &line : lines)
-            sum += line.nanoseconds;
-        results_.add(workload.name, entry.name, records, role, sum / static_cast<double>(lines.size()),
-                     lines.front().operations);
+        Cost mean;
+        for (const ChildReport::Line &line : lines) {
+            mean.clock += line.cost.clock / static_cast<double>(lines.size());
+            mean.processor += line.cost.processor / static_cast<double>(lines.size());
+        }
+        results_.add(workload.name, entry.name, records, role, mean, lines.front().operations);
     }
 }
 

@@ -1,11 +1,11 @@
 // bench_measure: one measurement, or one preparation, in a process of its own. The driver starts it in the directory of
 // the files and reads what it prints:
 //
-//     result <tab> role <tab> nanoseconds an operation <tab> operations
+//     result <tab> role <tab> nanoseconds an operation by the clock <tab> and of the processor <tab> operations
 //     failed <tab> what
 //
 //   bench_measure list
-//   bench_measure prepare SUBJECT SHAPE RECORDS
+//   bench_measure prepare SUBJECT SHAPE RECORDS SECONDS
 //   bench_measure measure SUBJECT WORKLOAD RECORDS MOST SECONDS BATCH SEED
 //   bench_measure worker ...    started by a workload of several processes
 #include "processes.h"
@@ -13,20 +13,27 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <sys/resource.h>
 
 namespace bench {
 namespace {
 
 // One write each: several processes may print at once.
-void report(const char *role, double nanoseconds, std::uint64_t operations) {
-    std::printf("result\t%s\t%.2f\t%llu\n", role, nanoseconds, static_cast<unsigned long long>(operations));
+void report(const char *role, Cost cost, std::uint64_t operations) {
+    std::printf("result\t%s\t%.2f\t%.2f\t%llu\n", role, cost.clock, cost.processor,
+                static_cast<unsigned long long>(operations));
     std::fflush(stdout);
 }
 
 std::uint64_t number(const std::string &word) { return std::strtoull(word.c_str(), nullptr, 10); }
 
-// The records come by lot; what is in key order afterwards is not so in the files.
-void prepare(const SubjectEntry &entry, const Shape &shape, std::uint64_t records) {
+// The records come by lot; what is in key order afterwards is not so in the files. With a limit the process ends when
+// it has used the processor for so many seconds.
+void prepare(const SubjectEntry &entry, const Shape &shape, std::uint64_t records, std::uint64_t seconds) {
+    if (seconds != 0) {
+        const rlimit limit = {seconds, seconds + 1};
+        require(setrlimit(RLIMIT_CPU, &limit) == 0, "setrlimit");
+    }
     const std::unique_ptr<Subject> subject = entry.make();
     subject->expect(records);
     // A clustered file is made of one that is not.
@@ -40,7 +47,7 @@ void prepare(const SubjectEntry &entry, const Shape &shape, std::uint64_t record
     const Permutation order(records);
     Draft draft(shape.length());
     for (std::uint64_t i = 0; i < records; ++i) {
-        const Step step = stepOf(kSpacing * order(i), records);
+        const Step step = stepOf(kSpacing * (subject->loadsInOrder() ? i : order(i)), records);
         subject->load(step, draft.with(step));
     }
     subject->endLoading();
@@ -82,8 +89,8 @@ int main(int argc, char **argv) {
         if (what == "list")
             bench::list();
         else if (what == "prepare")
-            bench::prepare(bench::subjectNamed(words.at(2)), bench::shapeNamed(words.at(3)),
-                           bench::number(words.at(4)));
+            bench::prepare(bench::subjectNamed(words.at(2)), bench::shapeNamed(words.at(3)), bench::number(words.at(4)),
+                           bench::number(words.at(5)));
         else if (what == "measure")
             bench::measure(words);
         else if (what == "worker")

@@ -5,8 +5,6 @@
 
 namespace bench {
 
-using Report = std::function<void(const char *role, double nanoseconds, std::uint64_t operations)>;
-
 // words: the program's, "worker" and what follows, as the workload has put them.
 void runWorker(const std::vector<std::string> &words, const Report &report);
 

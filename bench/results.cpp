@@ -46,9 +46,10 @@ class Lines {
 }  // namespace
 
 void Results::add(const std::string &workload, const std::string &subject, std::uint64_t records,
-                  const std::string &role, double nanoseconds, std::uint64_t operations) {
+                  const std::string &role, Cost cost, std::uint64_t operations) {
     Measured &measured = measured_[{workload, subject, records, role}];
-    measured.nanoseconds.push_back(nanoseconds);
+    measured.clock.push_back(cost.clock);
+    measured.processor.push_back(cost.processor);
     measured.operations = operations;
 }
 
@@ -90,10 +91,11 @@ void Results::write(const std::string &path, const Facts &facts, const std::vect
         const auto &[workload, subject, records, role] = key;
         resultLines.next() << "{\"workload\": " << quoted(workload) << ", \"subject\": " << quoted(subject)
                            << ", \"records\": " << records << ", \"role\": " << quoted(role)
-                           << ", \"ns\": " << decimal(median(measured.nanoseconds))
+                           << ", \"ns\": " << decimal(median(measured.clock))
+                           << ", \"processor\": " << decimal(median(measured.processor))
                            << ", \"operations\": " << measured.operations << ", \"rounds\": [";
-        for (std::size_t i = 0; i < measured.nanoseconds.size(); ++i)
-            out << (i == 0 ? "" : ", ") << decimal(measured.nanoseconds[i]);
+        for (std::size_t i = 0; i < measured.clock.size(); ++i)
+            out << (i == 0 ? "" : ", ") << decimal(measured.clock[i]);
         out << "]}";
     }
     out << "\n  ],\n  \"skipped\": [";

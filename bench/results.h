@@ -11,9 +11,8 @@ namespace bench {
 
 class Results {
   public:
-    // Results of one role within a measurement are those of processes side by side: their mean counts.
     void add(const std::string &workload, const std::string &subject, std::uint64_t records, const std::string &role,
-             double nanoseconds, std::uint64_t operations);
+             Cost cost, std::uint64_t operations);
     void fail(const std::string &what) { failures_.push_back(what); }
     void skip(const std::string &subject, std::uint64_t records, const std::string &why);
     bool skipped(const std::string &subject, std::uint64_t records) const;
@@ -22,8 +21,8 @@ class Results {
 
   private:
     struct Measured {
-        std::vector<double> nanoseconds;  // one a round
-        std::uint64_t operations = 0;     // of the last round
+        std::vector<double> clock, processor;  // one a round
+        std::uint64_t operations = 0;          // of the last round
     };
     std::map<std::tuple<std::string, std::string, std::uint64_t, std::string>, Measured> measured_;
     std::vector<std::string> failures_;

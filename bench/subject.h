@@ -55,6 +55,8 @@ class Subject {
     // Makes an empty store, open for loading by the fastest way; endLoading closes it.
     virtual void beginLoading(const Shape &shape) = 0;
     virtual void load(const Step &step, char *record) { insert(step, record); }
+    // Is it the fastest way to get them in key order? What lies where in the file then follows the keys.
+    virtual bool loadsInOrder() const { return false; }
     virtual void endLoading() { close(); }
 
     virtual void open(const Shape &shape, bool transactions = false) = 0;
@@ -98,6 +100,7 @@ class Subject {
     virtual bool keepsRecords() const { return true; }
 
   protected:
+    static constexpr std::uint64_t kMany = 2000000;  // records: from here on the order of loading is a matter of minutes
     std::uint64_t records_ = 0;
 };
 

@@ -4,6 +4,7 @@
 #include "subject.h"
 
 #include <chrono>
+#include <ctime>
 #include <functional>
 #include <string>
 #include <vector>
@@ -11,6 +12,33 @@
 namespace bench {
 
 using Clock = std::chrono::steady_clock;
+
+// What an operation took, in nanoseconds: by the clock, and of the processor. They differ when somebody is waited for,
+// another process that wants the processor or the device.
+struct Cost {
+    double clock = 0, processor = 0;
+};
+
+// Begins to measure when it is made.
+class Stopwatch {
+  public:
+    Cost each(std::uint64_t operations) const {
+        const double count = static_cast<double>(operations == 0 ? 1 : operations);
+        const std::chrono::duration<double, std::nano> spent = Clock::now() - start_;
+        return {spent.count() / count, (processorTime() - processor_) / count};
+    }
+
+  private:
+    static double processorTime() {
+        timespec time;
+        clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
+        return static_cast<double>(time.tv_sec) * 1e9 + static_cast<double>(time.tv_nsec);
+    }
+    double processor_ = processorTime();
+    Clock::time_point start_ = Clock::now();
+};
+
+using Report = std::function<void(const char *role, Cost cost, std::uint64_t operations)>;
 
 // What a workload is given, and where it puts its results.
 struct Task {
@@ -22,7 +50,7 @@ struct Task {
     double seconds;         // time at the most
     std::uint64_t batch;    // insertions of so many batches are in the file already
     std::uint64_t seed;     // another one in each round
-    std::function<void(const char *role, double nanoseconds, std::uint64_t operations)> report;
+    Report report;
 
     std::uint64_t operations(std::uint64_t limit) const;
     // Room for a record.
@@ -34,23 +62,20 @@ class Meter {
   public:
     // The time is looked at every so many operations.
     Meter(std::uint64_t planned, double seconds, std::uint64_t stride = 32)
-        : planned_(planned), stride_(stride), start_(Clock::now()),
-          end_(start_ + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds))) {}
+        : planned_(planned), stride_(stride),
+          end_(Clock::now() + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds))) {}
     bool more() {
         if (done_ == planned_ || (done_ % stride_ == stride_ - 1 && Clock::now() > end_)) return false;
         ++done_;
         return true;
     }
-    // Nanoseconds an operation.
-    double stop() const {
-        const std::chrono::duration<double, std::nano> spent = Clock::now() - start_;
-        return done_ == 0 ? 0 : spent.count() / static_cast<double>(done_);
-    }
+    Cost stop() const { return watch_.each(done_); }
     std::uint64_t done() const { return done_; }
 
   private:
     std::uint64_t planned_, stride_, done_ = 0;
-    Clock::time_point start_, end_;
+    Clock::time_point end_;
+    Stopwatch watch_;
 };
 
 struct Workload {

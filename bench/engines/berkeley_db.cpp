@@ -9,7 +9,7 @@ namespace bench {
 namespace {
 
 constexpr std::uint32_t kLeastCache = 16U << 20;
-constexpr std::uint64_t kMostCache = 1U << 30;
+constexpr std::uint64_t kMostCache = std::uint64_t{2} << 30;
 constexpr std::uint64_t kCacheRecord = 450;  // bytes of cache a record that the files hold
 
 void demand(int result, const char *call) {
@@ -41,7 +41,10 @@ class BerkeleyDb : public KeyValue {
   public:
     void beginLoading(const Shape &shape) override { openAll(shape, DB_CREATE); }
     // Only here the pages go to the files: closing would wait for the device as well. Later ones stay in the cache.
-    void endLoading() override { closeAll(0); }
+    void endLoading() override {
+        finishLoading();
+        closeAll(0);
+    }
     void open(const Shape &shape, bool) override { openAll(shape, 0); }
     void close() override { closeAll(DB_NOSYNC); }
     bool insert(const Step &step, char *record) override;
@@ -51,7 +54,8 @@ class BerkeleyDb : public KeyValue {
 
   protected:
     bool get(Table table, Bytes key, Bytes &value) override;
-    bool put(Table, Bytes, Bytes, Put) override { throw Failure("not used"); }
+    bool put(Table, Bytes key, Bytes value, Put how) override;
+    void loadSecond(Bytes second, Bytes key) override;
     bool drop(Table, Bytes) override { throw Failure("not used"); }
     bool seek(Table table, Seek how, Bytes key, Bytes &found, Bytes &value) override;
     bool seekHeld(Seek how, Bytes &found, Bytes &value) override;
@@ -80,15 +84,24 @@ void BerkeleyDb::openAll(const Shape &shape, u_int32_t flags) {
     const std::uint64_t cache = std::clamp<std::uint64_t>(
         records_ * kCacheRecord + records_ * static_cast<std::uint64_t>(2 * shape.tail), kLeastCache, kMostCache);
     demand(db_env_create(&env_, 0), "db_env_create");
-    demand(env_->set_cachesize(env_, 0, static_cast<u_int32_t>(cache), 1), "set_cachesize");
+    demand(
+        env_->set_cachesize(env_, static_cast<u_int32_t>(cache >> 30), static_cast<u_int32_t>(cache & 0x3fffffff), 1),
+        "set_cachesize");
     demand(env_->open(env_, ".", DB_CREATE | DB_INIT_CDB | DB_INIT_MPOOL, 0666), "DB_ENV->open");
     primary_ = table("primary", 0, flags);
-    if (shape.second) {
-        second_ = table("second", DB_DUP | DB_DUPSORT, flags);
-        demand(primary_->associate(primary_, nullptr, second_, secondField, 0), "associate");
-    }
     key_.resize(kKey);
     value_.resize(static_cast<std::size_t>(shape.length()));
+    if (shape.second) {
+        second_ = table("second", DB_DUP | DB_DUPSORT, flags);
+        // A second index of many records is filled in its order.
+        if (flags != 0 && loadsInOrder()) return;
+        demand(primary_->associate(primary_, nullptr, second_, secondField, 0), "associate");
+    }
+}
+
+void BerkeleyDb::loadSecond(Bytes second, Bytes key) {
+    DBT from = thingOf(second), to = thingOf(key);
+    demand(second_->put(second_, nullptr, &from, &to, 0), "put");
 }
 
 void BerkeleyDb::closeAll(u_int32_t flags) {
@@ -101,9 +114,13 @@ void BerkeleyDb::closeAll(u_int32_t flags) {
 }
 
 bool BerkeleyDb::insert(const Step &step, char *record) {
-    DBT key = thingOf({step.key, kKey});
-    DBT value = thingOf({record + kKey, static_cast<std::size_t>(shape().length() - kKey)});
-    return found(primary_->put(primary_, nullptr, &key, &value, DB_NOOVERWRITE), DB_KEYEXIST, "put");
+    return put(Table::Primary, {step.key, kKey}, {record + kKey, static_cast<std::size_t>(shape().length() - kKey)},
+               Put::Insert);
+}
+
+bool BerkeleyDb::put(Table, Bytes key, Bytes value, Put) {
+    DBT name = thingOf(key), data = thingOf(value);
+    return found(primary_->put(primary_, nullptr, &name, &data, DB_NOOVERWRITE), DB_KEYEXIST, "put");
 }
 
 // Found and replaced through one cursor, under its lock.

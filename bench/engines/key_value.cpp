@@ -1,10 +1,12 @@
 #include "key_value.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace bench {
 namespace {
 
+constexpr std::size_t kRestEvery = 100000;
 constexpr Bytes kNothing = "";  // some engines refuse a null pointer
 constexpr std::size_t kSecondInValue = kSecondOffset - kKey;
 
@@ -27,6 +29,33 @@ void expectLength(Bytes value, std::size_t length) {
 }
 
 }  // namespace
+
+void KeyValue::load(const Step &step, char *record) {
+    if (!loadsInOrder()) {
+        insert(step, record);
+        return;
+    }
+    put(Table::Primary, keyOf(step), {record + kKey, valueLength()}, Put::Insert);
+    entries_.emplace_back();
+    std::memcpy(entries_.back().data(), record + kSecondOffset, kSecond);
+    std::memcpy(entries_.back().data() + kSecond, record, kKey);
+    if (entries_.size() % kRestEvery == 0) rest();
+}
+
+void KeyValue::loadSecond(Bytes second, Bytes key) {
+    put(Table::Second, entryOf(second.data(), key.data()), kNothing, Put::Insert);
+}
+
+void KeyValue::finishLoading() {
+    if (shape_->second) {
+        std::sort(entries_.begin(), entries_.end());
+        for (std::size_t i = 0; i < entries_.size(); ++i) {
+            loadSecond({entries_[i].data(), kSecond}, {entries_[i].data() + kSecond, kKey});
+            if (i % kRestEvery == 0) rest();
+        }
+    }
+    entries_.clear();
+}
 
 bool KeyValue::find(const Step &step, char *record) {
     beginRead();

@@ -4,6 +4,7 @@
 
 #include "../subject.h"
 
+#include <array>
 #include <string_view>
 
 namespace bench {
@@ -12,6 +13,9 @@ using Bytes = std::string_view;
 
 class KeyValue : public Subject {
   public:
+    // Very many records are loaded in key order, and the second index in its own order behind them.
+    bool loadsInOrder() const override { return records_ > kMany; }
+    void load(const Step &step, char *record) override;
     bool find(const Step &step, char *record) override;
     bool insert(const Step &step, char *record) override;
     bool rewrite(const Step &step, char *record, bool keyChanges) override;
@@ -44,6 +48,12 @@ class KeyValue : public Subject {
     // The same as seek, through a view that is kept: First begins a scan, Above goes on with it.
     virtual bool seekHeld(Seek, Bytes & /*found*/, Bytes & /*value*/) { throw Failure("no view to be held"); }
 
+    // Called now and then while records are loaded in order.
+    virtual void rest() {}
+    virtual void loadSecond(Bytes second, Bytes key);
+    // The second index, where it has been left for the end.
+    void finishLoading();
+
     void shapeIs(const Shape &shape) { shape_ = &shape; }
     const Shape &shape() const { return *shape_; }
     // Loading and transactions put many changes into one pair.
@@ -60,7 +70,10 @@ class KeyValue : public Subject {
     }
     std::size_t valueLength() const { return static_cast<std::size_t>(shape_->length() - kKey); }
 
+    using Entry = std::array<char, kSecond + kKey>;
+
     const Shape *shape_ = nullptr;
+    std::vector<Entry> entries_;  // of the second index, while records are loaded
     bool within_ = false;
     bool held_ = false;
     bool started_ = false;  // the position is where the next record is looked for, itself included

@@ -6,7 +6,7 @@
 namespace bench {
 namespace {
 
-constexpr std::uint64_t kWarmReads = 30000;
+constexpr std::uint64_t kWarmReads = 20000;
 constexpr std::uint64_t kSamples = 300;
 
 // A number below size drawn from a row of its own for each seed.

@@ -10,10 +10,9 @@ constexpr std::uint64_t kOpenings = 2000;
 
 // Whole files are gone through once; the files' pages are in memory: they have just been copied or made.
 template <typename Work> void perRecord(Task &task, Work work) {
-    const auto started = Clock::now();
+    const Stopwatch watch;
     work();
-    const std::chrono::duration<double, std::nano> spent = Clock::now() - started;
-    task.report("", spent.count() / static_cast<double>(task.records), task.records);
+    task.report("", watch.each(task.records), task.records);
 }
 
 void sampleAll(Task &task) {

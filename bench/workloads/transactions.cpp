@@ -10,7 +10,7 @@ void inTransactions(Task &task, std::uint64_t size) {
     Draft draft(task.shape.length());
     task.subject.open(task.shape, true);
     warm(task);
-    const auto started = Clock::now();
+    const Stopwatch watch;
     std::uint64_t done = 0;
     for (Meter meter(count / size, task.seconds, 1); meter.more();) {
         task.subject.begin();
@@ -18,8 +18,7 @@ void inTransactions(Task &task, std::uint64_t size) {
             require(task.subject.insert(steps[done], draft.with(steps[done])), "a new record is refused");
         task.subject.commit();
     }
-    const std::chrono::duration<double, std::nano> spent = Clock::now() - started;
-    task.report("", spent.count() / static_cast<double>(done), done);
+    task.report("", watch.each(done), done);
     sample(task, steps, done);
     task.subject.close();
 }
