@@ -100,7 +100,8 @@ class Subject {
     virtual bool keepsRecords() const { return true; }
 
   protected:
-    static constexpr std::uint64_t kMany = 2000000;  // records: from here on the order of loading is a matter of minutes
+    static constexpr std::uint64_t kMany =
+        2000000;  // records: from here on the order of loading is a matter of minutes
     std::uint64_t records_ = 0;
 };
 
