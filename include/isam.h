@@ -85,6 +85,7 @@ extern "C" {
 #define ISSYNCWR 0x0040   /* each write waits for the device */
 #define ISMASK 0x0080     /* records carry a mask: bit i set keeps a record out of index i */
 #define ISVARAUTO 0x8000  /* isopen only: take ISVARLEN from the file */
+#define ISMAPPED 0x10000  /* isopen and isbuild only: work on the files through memory, see isopen */
 
 /* Locking, one of them; ISLOCKMANUAL where none is given. */
 #define ISLOCKNONE 0x0100   /* no locks at all; the files are opened for reading only, changes fail with EBADF */
