@@ -99,7 +99,7 @@ TEST_F(MappedProcesses, AReaderWithoutLocksMeetsWhatOthersAdd) {
         ASSERT_TRUE(succeeds(writer, jobs::write(0, item(1000 + i))));
         ASSERT_EQ(read(reader, ISEQUAL, item(1000 + i)), item(1000 + i));
     }
-    EXPECT_TRUE(fails(reader, jobs::write(0, item(5)), EBADF, 0x52));
+    EXPECT_TRUE(fails(reader, jobs::write(0, item(5)), EBADF, 0x51));
 }
 
 // Of a process that dies with files mapped nothing stays behind.
