@@ -58,10 +58,11 @@ bool isOurs(const struct sigaction &action) {
 
 }  // namespace
 
-bool isBusWatch() {
+void isBusWatch() {
     BusWatch &watch = isProcess.busWatch;
+    ++watch.handles;
     struct sigaction present;
-    if (sigaction(SIGBUS, nullptr, &present) != 0) return false;
+    sigaction(SIGBUS, nullptr, &present);
     // Whoever has come since may pass on to the handler that is there: it must not
     // pass on to him in turn.
     if (!isOurs(present) && !watch.standing) {
@@ -71,16 +72,17 @@ bool isBusWatch() {
         own.sa_mask = present.sa_mask;
         watch.previous = present;
         watch.pageSize = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
-        if (sigaction(SIGBUS, &own, nullptr) != 0) return false;
+        sigaction(SIGBUS, &own, nullptr);
         watch.standing = true;
     }
-    ++watch.handles;
-    return true;
 }
 
 void isBusLeave() {
     BusWatch &watch = isProcess.busWatch;
+    if (--watch.handles > 0) return;
     struct sigaction present;
-    if (--watch.handles > 0 || sigaction(SIGBUS, nullptr, &present) != 0 || !isOurs(present)) return;
-    if (sigaction(SIGBUS, &watch.previous, nullptr) == 0) watch.standing = false;
+    sigaction(SIGBUS, nullptr, &present);
+    if (!isOurs(present)) return;
+    sigaction(SIGBUS, &watch.previous, nullptr);
+    watch.standing = false;
 }

@@ -11,8 +11,8 @@
 
 #include "base/isglobal.h"
 
-// Puts the handler there for one more handle. Can it be relied on?
-bool isBusWatch();
+// Puts the handler there, for one more handle.
+void isBusWatch();
 
 // One handle less; with the last one the signal goes back, if nobody has taken it
 // since.

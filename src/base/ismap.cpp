@@ -145,7 +145,8 @@ void copyAscending(std::uint8_t *to, const std::uint8_t *from, int length) {
 void isMapStart(IsamFile *h) {
     if (!h->mapWanted || ((h->mode | h->openedMode) & ISSYNCWR) != 0) return;
     const bool mappable[kKinds] = {isMappable(h->indexFd), isMappable(h->dataFd)};
-    if ((!mappable[0] && !mappable[1]) || !isBusWatch()) return;
+    if (!mappable[0] && !mappable[1]) return;
+    isBusWatch();
     h->maps = is_new<FileMap>(kKinds);
     for (int i = 0; i < kKinds; ++i) {
         h->maps[i].writable = (h->openedMode & ISLOCKNONE) == 0;

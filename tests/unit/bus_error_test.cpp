@@ -17,6 +17,7 @@
 #include "base/issystem.h"
 #include "isam_maint.h"
 #include "support/file_check.h"
+#include "unit/refusal.h"
 #include "unit/scratch_file.h"
 
 namespace {
@@ -172,6 +173,19 @@ int fault(const std::string &path) {
     return *static_cast<volatile char *>(page);
 }
 
+// Where the zeros cannot be put there the process ends as without the handler.
+TEST(CutMapped, WithoutRoomForAPage) {
+    ScratchFile file(50, charKey(6), kMapped);
+    fill(file);
+    EXPECT_EQ(exitOf([&] {
+                  if (read(file.fd(), 1) != 0) return 1;
+                  unit::Refusal refused(ENOMEM, unit::every(shim::Call::Map));
+                  if (truncate((file.base() + ".dat").c_str(), 0) != 0) return 2;
+                  return read(file.fd(), 2);
+              }),
+              -SIGBUS);
+}
+
 void onSignal(int) { _exit(7); }
 void onInfo(int, siginfo_t *info, void *) { _exit(info->si_code == BUS_ADRERR ? 8 : 9); }
 volatile sig_atomic_t told = 0;
@@ -210,6 +224,17 @@ TEST_F(ForeignFault, GoesToTheHandlerBefore) {
                   return openMapped() < 0 ? 1 : fault(own_);
               }),
               8);
+}
+
+// In the middle of a copy too: the record that is read goes into a page that is none.
+TEST_F(ForeignFault, IsOneInsideACopyAsWell) {
+    EXPECT_EQ(exitOf([this] {
+                  install(onSignal);
+                  const int fd = openMapped(), own = open(own_.c_str(), O_CREAT | O_RDWR, 0666);
+                  void *page = mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_SHARED, own, 0);
+                  return fd < 0 ? 1 : is_read(isAdmItoD(fd), ISKIND_DATA, page, 50, 0);
+              }),
+              7);
 }
 
 TEST_F(ForeignFault, EndsTheProcessWhereThereIsNone) {

@@ -117,15 +117,23 @@ TEST(Mapped, NotOnAnUnknownFileSystem) {
 TEST(Mapped, OneOfTheFilesAlone) {
     ScratchFile file(50, charKey(6));
     fill(file, 3);
-    int fd;
-    {
-        Refusal refused(ENOSYS, unit::only(1, unit::every(Call::FileSystem)));
-        fd = isopen(file.base().c_str(), kMapped);
+    for (const int refusal : {0, 1}) {
+        Refusal refused(ENOSYS, unit::only(refusal, unit::every(Call::FileSystem)));
+        const int fd = isopen(file.base().c_str(), kMapped);
+        ASSERT_NE(isAdmItoD(fd)->maps, nullptr);
+        EXPECT_EQ(mapOf(isAdmItoD(fd), ISKIND_INDEX).reach != 0, refusal == 1);
+        EXPECT_EQ(mapOf(isAdmItoD(fd), ISKIND_DATA).reach != 0, refusal == 0);
+        EXPECT_TRUE(find(fd, 1));
+        EXPECT_EQ(isclose(fd), 0);
     }
-    EXPECT_NE(mapOf(isAdmItoD(fd), ISKIND_INDEX).reach, 0);
-    EXPECT_EQ(mapOf(isAdmItoD(fd), ISKIND_DATA).reach, 0);
-    EXPECT_TRUE(find(fd, 1));
-    EXPECT_EQ(isclose(fd), 0);
+}
+
+TEST(Mapped, OrdinaryWhereNoLengthIsToBeHad) {
+    ScratchFile file(50, charKey(6), kMapped);
+    Refusal refused(EIO, unit::every(Call::FileStatus));
+    fill(file, 3);
+    EXPECT_TRUE(find(file.fd(), 1));
+    EXPECT_GT(refused.count(), 0);
 }
 
 TEST(Mapped, OrdinaryWhereNothingCanBeMapped) {
