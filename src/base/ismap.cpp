@@ -91,9 +91,11 @@ bool turnTo(IsamFile *h, int kind, FileMap &m, std::int64_t offset, int length) 
     while (!found) {
         found = mapWindow(h, kind, m, offset - offset % (m.reach - kMapOverlap));
         if (found) break;
-        const bool smaller = m.reach > kMapSmallReach;
-        giveUp(m);
-        if (!smaller) return false;
+        if (m.reach <= kMapSmallReach) {
+            giveUp(m);
+            return false;
+        }
+        dropWindows(m);
         m.reach = kMapSmallReach;
     }
     m.windows[m.last].used = ++m.turn;
