@@ -85,6 +85,7 @@ extern "C" {
 #define ISSYNCWR 0x0040   /* each write waits for the device */
 #define ISMASK 0x0080     /* records carry a mask: bit i set keeps a record out of index i */
 #define ISVARAUTO 0x8000  /* isopen only: take ISVARLEN from the file */
+#define ISMAPPED 0x10000  /* isopen and isbuild only: work on the files through memory, see isopen */
 
 /* Locking, one of them; ISLOCKMANUAL where none is given. */
 #define ISLOCKNONE 0x0100   /* no locks at all; the files are opened for reading only, changes fail with EBADF */
@@ -242,7 +243,8 @@ extern ISAM_API const char *isversnumber;         /* "6.11" */
  * keys without records (not with ISLOCKAUTO, ISMASK or ISVARLEN). key: the
  * primary key; no parts for a file in record-number order. mode: access,
  * flags and locking; with ISVARLEN reclen is the maximum length, up to 32511,
- * and isreclen the minimum length, 1 or more and below it.
+ * and isreclen the minimum length, 1 or more and below it. For ISMAPPED see
+ * isopen.
  *
  * Returns the descriptor. isreclen becomes the (minimum) record length and
  * isrecnum 0. The new handle has no position: start or read by mode first.
@@ -269,8 +271,23 @@ ISAM_API int isvbuild(const char *name, int minlen, int maxlen, KeyDesc *key, in
  * key always 1). isreclen becomes the maximum length of variable-length
  * records, else 0. Inside a transaction a file closed in it comes back as it
  * was, under its old descriptor, when name and mode are those that isgetmode
- * showed of it (ISVARLEN, ISCOMPRESS and ISVARAUTO aside, but with ISMASK for a
- * file with masks); opened otherwise it meets the locks of the old one.
+ * showed of it (ISVARLEN, ISCOMPRESS, ISVARAUTO and ISMAPPED aside, but with
+ * ISMASK for a file with masks); opened otherwise it meets the locks of the old
+ * one.
+ *
+ * ISMAPPED has the handle work on the files through memory: what is read, and
+ * what is written over bytes that a file has, is copied without a system call.
+ * Results, locks and files are the same, and other handles and processes may do
+ * likewise or not. It is no part of the mode: isgetmode, issetmode, files and
+ * log know nothing of it; a clone and a clustered file have it from the handle
+ * they are made of. Without a word files are worked on as ever under ISSYNCWR
+ * (also that of an older handle whose files are shared), where no memory can be
+ * mapped, and on all file systems but ext2, ext3, ext4, XFS, JFS, ReiserFS,
+ * tmpfs and ramfs. Between the first such open and the last close the library
+ * handles SIGBUS and passes on what is not its own: a program that handles it
+ * too installs its handler before, and no thread blocks it in a call of the
+ * library. A process killed in the middle of a copy may leave it half done; see
+ * durability.md.
  * Errors: 102 ISVARLEN and the file do not agree, or ISLOCKAUTO on a file
  * without records; 103 the file holds a bad key description; 105 its header or
  * its list of indexes is damaged; 113 open elsewhere and one of the two is

@@ -11,6 +11,7 @@
 
 #include "isam.h"
 
+struct FileMap;
 struct IndexPath;
 struct VarlenState;
 
@@ -174,6 +175,10 @@ struct IsamFile {
     std::uint8_t *numbers;  // a set of record or node numbers, see storage/isnumbers
     std::uint32_t numbersLast;
     std::uint8_t filesMade;  // what a build has done so far
+
+    // Work through mappings, see base/ismap.
+    bool mapWanted;  // opened with ISMAPPED
+    FileMap *maps;   // of index and data file; null: none is mapped
 };
 
 inline bool hasData(const IsamFile *h) { return h->recordLength != 0; }

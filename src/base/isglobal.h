@@ -4,6 +4,7 @@
 // exported globals (iserrno and its companions) are declared in isam.h.
 #pragma once
 
+#include <csignal>
 #include <cstddef>
 #include <cstdint>
 
@@ -44,6 +45,17 @@ struct NodeBuf;
 // records, and the upper levels of any.
 inline constexpr std::size_t kCacheLimit = std::size_t{sizeof(void *) == 8 ? 64 : 16} << 20;
 
+// What the handler of SIGBUS must know, see base/isbuserror.
+struct BusWatch {
+    std::uint8_t *volatile base = nullptr;  // the window in which a copy is under way, null: none
+    volatile std::size_t length = 0;
+    volatile std::sig_atomic_t hit = 0;  // the copy has met a page that failed
+    std::size_t pageSize = 0;
+    int handles = 0;                 // that are mapped
+    bool standing = false;           // the handler has been put there and not taken back
+    struct sigaction previous = {};  // what was there before
+};
+
 struct ProcessState {
     AdmEntry *adminfo = nullptr;     // descriptor table, null while nothing was ever open
     int admsize = 0;                 // slots allocated, free ones included
@@ -75,6 +87,7 @@ struct ProcessState {
     bool recover = false;           // recovery is running
     ClosedPair *closed = nullptr;   // descriptors that it has closed
     int closedCount = 0, closedRoom = 0;
+    BusWatch busWatch;
 };
 
 extern ProcessState isProcess;

@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "base/isfail.h"
+#include "base/ismap.h"
 
 namespace {
 
@@ -199,10 +200,12 @@ int is_close(IsamFile *h, int kind) {
 }
 
 int is_read(IsamFile *h, int kind, void *buffer, int length, std::int64_t offset) {
+    if (isMapRead(h, kind, buffer, length, offset)) return 1;
     return finishTransfer(h, kind, readAll(h, kind, buffer, length, offset), length, ISIO_READ);
 }
 
 int is_read_within(IsamFile *h, int kind, void *buffer, int length, std::int64_t offset) {
+    if (isMapRead(h, kind, buffer, length, offset)) return 1;
     const std::int64_t moved = readAll(h, kind, buffer, length, offset);
     if (moved >= 0 && moved < length) return 0;
     return finishTransfer(h, kind, moved, length, ISIO_READ);
@@ -219,6 +222,7 @@ std::int64_t is_read_some(IsamFile *h, int kind, void *buffer, int length, std::
 }
 
 int is_write(IsamFile *h, int kind, const void *buffer, int length, std::int64_t offset) {
+    if (isMapWrite(h, kind, buffer, length, offset)) return 1;
     const int fd = loadfd(h, kind);
     const std::int64_t moved = transfer(length, offset, [=](std::size_t done, off_t at) {
         const auto *place = static_cast<const char *>(buffer) + done;
@@ -246,12 +250,14 @@ int is_append(IsamFile *h, int kind, const void *buffer, int length) {
 }
 
 int is_truncate(IsamFile *h, int kind, std::int64_t length) {
+    isMapForget(h);
     return ftruncate(loadfd(h, kind), static_cast<off_t>(length)) == 0 ? 1 : 0;
 }
 
 std::int64_t is_size(IsamFile *h, int kind) {
     const off_t size = lseek(loadfd(h, kind), 0, SEEK_END);
     if (size < 0 && h != nullptr) isFail(h, errno, ISIO_SEEK + kind);
+    isMapSized(h, kind, size);
     return size;
 }
 

@@ -1,4 +1,5 @@
-// The operating-system layer: the only place that makes system calls on files.
+// The operating-system layer: the only place that makes system calls on files,
+// but for those that map them (ismap).
 //
 // Every function takes a handle and a file kind. With a handle, a failed
 // system call ends the operation through isFail: errno is the code, operation

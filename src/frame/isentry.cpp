@@ -3,6 +3,7 @@
 #include <cerrno>
 
 #include "base/isfail.h"
+#include "base/ismap.h"
 #include "base/issystem.h"
 #include "frame/isadmin.h"
 #include "storage/isahead.h"
@@ -85,4 +86,5 @@ void isForgetCached(IsamFile *h) {
     isPathClear(h, ISCLASS_READ);
     isFreeClear(h, ISCLASS_READ);
     forgetDerived(h);
+    isMapForget(h);
 }

@@ -3,6 +3,7 @@
 #include <cerrno>
 
 #include "base/isfail.h"
+#include "base/ismap.h"
 #include "base/ismemory.h"
 #include "base/issystem.h"
 #include "frame/isadmin.h"
@@ -94,6 +95,7 @@ void buildAll(IsamFile *h, const IndexList &indexes, int minLength, int maxLengt
         h->filesMade |= kBuildLogged;
     }
     isAdmOpen(h);
+    isMapStart(h);
     if (hasTails(h)) isVLinit(h);
     h->reclen = minLength;
     isLGmark(h);
@@ -106,7 +108,7 @@ void buildAll(IsamFile *h, const IndexList &indexes, int minLength, int maxLengt
 }  // namespace
 
 IsamFile *isBuild(const char *name, int minLength, int maxLength, const KeyDesc *key, int mode) {
-    if (mode < kFirstLockBit) mode |= ISLOCKMANUAL;
+    if ((mode & ~ISMAPPED) < kFirstLockBit) mode |= ISLOCKMANUAL;
     IsamFile *h = isNewHandle(name != nullptr ? name : "", mode);
     const int built = isOperation(h, ISCLASS_OPEN, [=] {
         if (name == nullptr) isFail(h, ISERR_ARGUMENT);
@@ -126,6 +128,7 @@ IsamFile *isBuildLike(const IsamFile *model, const char *name) {
     for (int i = 0; i < model->keyCount; ++i)
         indexes.keys[indexes.count++] = &model->indexes[i]->keyDesc;
     IsamFile *h = isNewHandle(name, model->mode);
+    h->mapWanted = model->mapWanted;
     const int built = isOperation(h, ISCLASS_OPEN, [h, model, &indexes] {
         // The catalogue is gone, or a file without records has masks.
         if (indexes.count == 0 || (hasMasks(model) && !hasData(model))) isFail(h, ISERR_CORRUPT);

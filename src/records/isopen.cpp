@@ -5,6 +5,7 @@
 
 #include "base/isfail.h"
 #include "base/isglobal.h"
+#include "base/ismap.h"
 #include "base/ismemory.h"
 #include "base/issystem.h"
 #include "frame/isadmin.h"
@@ -70,6 +71,7 @@ void getReady(IsamFile *h, bool takeVarlen) {
     settleLengths(h, takeVarlen);
     settlePosition(h);
     isDropLock(h);
+    isMapStart(h);
     isLGmark(h);
     if (isLGtest(h)) isNeedLogged(h, isLGfile(logtype::kFileOpen, h));
 }
@@ -83,12 +85,14 @@ IsamFile *isNewHandle(const char *name, int mode) {
     h->name = is_new<char>(size);
     std::memcpy(h->name, name, size);
     h->mode = mode & kKeptModeBits;
+    h->mapWanted = (mode & ISMAPPED) != 0;
     h->indexFd = h->dataFd = -1;
     return h;
 }
 
 void isDispose(IsamFile *h) {
     dropvfile(h);
+    isMapEnd(h);
     isAdmClose(h);
     isVLdone(h);
     isFreeTwin(h);
@@ -143,6 +147,7 @@ IsamFile *isOpenAs(const char *name, IsamFile *from) {
     h->indexFile = from->indexFile;
     h->dataFile = from->dataFile;
     h->openedMode = from->openedMode;
+    h->mapWanted = from->mapWanted;
     from->indexFd = from->dataFd = -1;
     isDispose(from);
     const int opened = isOperation(h, ISCLASS_OPEN, [h] {

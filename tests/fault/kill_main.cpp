@@ -2,7 +2,7 @@
 //
 //   kill_run [--every N]         a sample of the points, one in N, the same each time
 //   kill_run --long              all of them
-//   kill_run --scenario NAME [--point N] [--before | --inside | --after] [--verbose] [--keep DIRECTORY]
+//   kill_run --scenario NAME [--point N] [--before | --inside | --copying | --after] [--verbose] [--keep DIRECTORY]
 //                                one scenario; --keep: the files as the last victim left them
 //   kill_run --list              the scenarios
 #include "churn.h"
@@ -76,6 +76,8 @@ template <typename Judge> Verdict ask(const std::string &directory, Judge &&judg
     return out;
 }
 
+bool isCut(Moment moment) { return moment == Moment::Inside || moment == Moment::Copying; }
+
 struct Counts {
     long scenarios = 0, points = 0, inside = 0, sound = 0, index = 0, freeList = 0, clustered = 0, absent = 0, torn = 0,
          others = 0, unseen = 0, worn = 0, recovered = 0, wrong = 0;
@@ -129,13 +131,15 @@ class Run {
     // The sample: one point in so many.
     bool chosen(Moment moment, const WriteCall &call) {
         if (moment == Moment::Inside && call.length < 2) return false;
+        // What is shorter is one store.
+        if (moment == Moment::Copying && call.length <= 8) return false;
         if (options_.point != 0 || !options_.scenario.empty()) return true;
         return ++candidates_ % options_.every == 0;
     }
 
     void one(const Scenario &scenario, Victim &victim, std::size_t point, Moment moment, const WriteCall &call) {
         ++counts_.points;
-        if (moment == Moment::Inside) ++counts_.inside;
+        if (isCut(moment)) ++counts_.inside;
         if (!victim.killAt(point, moment)) {
             wrong(scenario, point, moment, call.text, "it was not killed\n");
             return;
@@ -150,9 +154,8 @@ class Run {
         // Of files that were being recovered nothing is expected: recovery begins again.
         const bool recovering = events.back().call == "isrecover" && events.back().state == Event::State::UnderWay;
         if (recovering) victim.putBack();
-        const Verdict verdict = ask(victim.work(), [&] {
-            return recovering ? judgeRecovery(events, "log") : judge(events, moment == Moment::Inside);
-        });
+        const Verdict verdict = ask(
+            victim.work(), [&] { return recovering ? judgeRecovery(events, "log") : judge(events, isCut(moment)); });
         add(verdict);
         if (options_.verbose)
             std::printf(
@@ -218,6 +221,8 @@ Options optionsOf(int argc, char **argv) {
             out.moments.push_back(Moment::Before);
         else if (word == "--inside")
             out.moments.push_back(Moment::Inside);
+        else if (word == "--copying")
+            out.moments.push_back(Moment::Copying);
         else if (word == "--after")
             out.moments.push_back(Moment::After);
         else {

@@ -10,8 +10,9 @@
 
 namespace fault_testing {
 
-// Where it is killed: before the call, after it, or in the middle of a write, of which half has been done.
-enum class Moment { Before, Inside, After };
+// Where it is killed: before the call, after it, in the middle of a write, of which half has been done, or where the
+// write would be a copy into a mapped file: between any two of its stores.
+enum class Moment { Before, Inside, Copying, After };
 const char *momentName(Moment moment);
 
 struct WriteCall {

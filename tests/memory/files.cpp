@@ -4,6 +4,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -283,6 +284,14 @@ int shim_stat(const char *path, struct stat *status) {
     describe(*node, status);
     return 0;
 }
+
+// These files are nowhere that could be mapped.
+int shim_fstatfs(int, struct statfs *) {
+    count();
+    return fails(ENOSYS);
+}
+
+void *shim_mmap(void *, std::size_t, int, int, int, off_t) { Rules::misbehaves("mmap"); }
 
 int shim_link(const char *from, const char *to) {
     count();

@@ -188,7 +188,7 @@ class Driver {
     Buffer someRecord();  // of the file, often with a change
     // Gives the record a tail, or leaves it with that of record rec; returns the length of the whole.
     int giveTail(Buffer *record, long rec);
-    int openFlags();  // for a file that has variable-length records
+    int openFlags();  // every second open is mapped; for a file that has variable-length records more
     long someRecnum();
     long liveRecnum();
     std::uint32_t someMask();
@@ -207,6 +207,7 @@ class Driver {
     std::vector<int> fds_;
     std::vector<KeyDesc> descs_;  // of the model's indexes, in order
     int ascending_ = 0;
+    int opens_ = 0;
     long pureRecnum_ = 0;
     bool failed_ = false;
     std::string error_;

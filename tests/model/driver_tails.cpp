@@ -22,9 +22,10 @@ int Driver::giveTail(Buffer *record, long rec) {
 }
 
 int Driver::openFlags() {
-    if (!shape_.variable() || (shape_.compressed && random_.percent(30))) return 0;
-    if (random_.percent(50)) return ISVARAUTO;
-    return ISVARLEN | (shape_.compressed && random_.percent(50) ? ISCOMPRESS : 0);
+    const int mapped = ++opens_ % 2 == 0 ? ISMAPPED : 0;
+    if (!shape_.variable() || (shape_.compressed && random_.percent(30))) return mapped;
+    if (random_.percent(50)) return mapped | ISVARAUTO;
+    return mapped | ISVARLEN | (shape_.compressed && random_.percent(50) ? ISCOMPRESS : 0);
 }
 
 long Driver::liveRecnum() {

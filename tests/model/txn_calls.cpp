@@ -62,7 +62,7 @@ void TxnDriver::openAs(std::size_t file, int mode) {
     int wanted = -1;
     prepare({}, 0, 0);
     Outcome expected = world_.open(file, mode, &wanted);
-    int fd = isopen(set.name.c_str(), mode);
+    int fd = isopen(set.name.c_str(), ++opens_ % 2 == 0 ? mode | ISMAPPED : mode);
     if (back) {
         ++statistics_->takenBack;
         expected.reclen = isreclen;

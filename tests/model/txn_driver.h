@@ -115,6 +115,7 @@ class TxnDriver {
     std::uint64_t seed_;
     Random random_;
     TxnStatistics *statistics_;
+    int opens_ = 0;  // every second one is mapped
     testing_support::TempDir dir_;
     std::string logPath_;
     std::string livePath_;

@@ -1,6 +1,8 @@
 #include "shim/system_calls.h"
 
+#include <sys/mman.h>
 #include <sys/stat.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -43,9 +45,9 @@ template <typename Make> void *passMemory(const Arguments &arguments, Make &&mak
 }  // namespace
 
 const char *callName(Call call) {
-    static const char *const names[kCallCount] = {"open",   "close",     "read",   "pread",   "write", "pwrite",
-                                                  "lseek",  "ftruncate", "fcntl",  "fstat",   "stat",  "link",
-                                                  "unlink", "malloc",    "calloc", "realloc", "free"};
+    static const char *const names[kCallCount] = {
+        "open", "close",   "read", "pread", "write",  "pwrite", "lseek",  "ftruncate", "fcntl", "fstat",
+        "stat", "fstatfs", "mmap", "link",  "unlink", "malloc", "calloc", "realloc",   "free"};
     return names[static_cast<int>(call)];
 }
 
@@ -152,6 +154,21 @@ int shim_fstat(int descriptor, struct stat *status) {
 int shim_stat(const char *path, struct stat *status) {
     return static_cast<int>(
         pass({.call = Call::Status, .path = path}, [&](std::size_t) { return stat(path, status); }));
+}
+
+int shim_fstatfs(int descriptor, struct statfs *system) {
+    return static_cast<int>(pass({.call = Call::FileSystem, .descriptor = descriptor},
+                                 [&](std::size_t) { return fstatfs(descriptor, system); }));
+}
+
+void *shim_mmap(void *place, std::size_t length, int access, int flags, int descriptor, off_t offset) {
+    void *mapped = MAP_FAILED;
+    pass({.call = Call::Map, .descriptor = descriptor, .flags = flags, .length = length, .offset = offset},
+         [&](std::size_t) {
+             mapped = mmap(place, length, access, flags, descriptor, offset);
+             return mapped != MAP_FAILED ? 0L : -1L;
+         });
+    return mapped;
 }
 
 int shim_link(const char *from, const char *to) {

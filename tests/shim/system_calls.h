@@ -21,6 +21,8 @@ enum class Call {
     Control,  // fcntl: locks, and a descriptor lifted above the standard streams'
     FileStatus,
     Status,
+    FileSystem,  // fstatfs
+    Map,         // mmap
     Link,
     Unlink,
     Allocate,
@@ -45,8 +47,8 @@ struct Arguments {
     const char *newPath = nullptr;       // link
     int flags = 0;                       // open
     const void *buffer = nullptr;        // writes; the memory given to realloc and free
-    std::size_t length = 0;              // transfers, truncate, memory
-    off_t offset = -1;                   // positioned transfers, seek
+    std::size_t length = 0;              // transfers, truncate, memory, mmap
+    off_t offset = -1;                   // positioned transfers, seek, mmap
     int whence = 0;                      // seek
     int command = 0;                     // fcntl
     const struct flock *lock = nullptr;  // fcntl, where the command is about locks

@@ -55,6 +55,7 @@ void Crew::start(int slot) {
     own.parked = 0;
     own.holds = 0;
     own.inTransaction = 0;
+    own.mapped = 0;
     const pid_t driver = getpid();
     const pid_t pid = fork();
     if (pid < 0) fail("fork");
@@ -168,7 +169,8 @@ bool Crew::kill(int slot, const Moment &when) {
     while (now() < end) {
     }
     if (ended == 0) {
-        ::kill(pids_[at], SIGKILL);
+        // One that copies into the files may be killed between two copies only.
+        ::kill(pids_[at], seat(slot).mapped != 0 ? SIGTERM : SIGKILL);
         waitpid(pids_[at], &status, 0);
     }
     journal_->writesLeft = 0;

@@ -91,6 +91,7 @@ struct Seat {
     Number parked;     // all files closed, waiting
     Number holds;      // has the file open
     Number inTransaction;
+    Number mapped;   // works on the files through memory
     Number flights;  // images that what is in flight may leave
     struct Flight {
         Number key, version, checksum;

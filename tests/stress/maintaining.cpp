@@ -55,7 +55,8 @@ void Worker::openForUpkeep(int mode) {
 
 void Worker::build() {
     KeyDesc first = indexKey(1);
-    fd_ = isvbuild(basePath().c_str(), kFixed, kMaximum, &first, ISINOUT | ISVARLEN | ISLOCKEXCL);
+    fd_ = isvbuild(basePath().c_str(), kFixed, kMaximum, &first,
+                   ISINOUT | ISVARLEN | ISLOCKEXCL | (mapped_ ? ISMAPPED : 0));
     if (fd_ < 0) finding(-1, "isvbuild: %d/%d", iserrno, iserrio);
     for (int i = 2; i <= kIndexes; ++i) {
         KeyDesc more = indexKey(i);

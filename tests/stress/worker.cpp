@@ -22,7 +22,9 @@ void Worker::linger() { moment(); }
 
 Worker::Worker(Journal *journal, int slot, const std::string &dir, std::uint64_t seed)
     : journal_(journal), slot_(slot), own_(static_cast<std::uint32_t>(slot + 1)), seat_(journal->seats[slot]),
-      dir_(dir), random_(seed), quarantine_(journal, slot), seen_(kKeys) {}
+      dir_(dir), random_(seed), mapped_(random_.percent(50)), quarantine_(journal, slot), seen_(kKeys) {
+    seat_.mapped = mapped_ ? 1 : 0;
+}
 
 int Worker::run() {
     shim::observe(&quarantine_);
@@ -85,7 +87,7 @@ std::string Worker::logPath() const { return dir_ + "/log." + std::to_string(jou
 int Worker::openRetrying(int mode) {
     for (;;) {
         doing(Action::Open);
-        const int fd = isopen(basePath().c_str(), mode);
+        const int fd = isopen(basePath().c_str(), mapped_ && chance(80) ? mode | ISMAPPED : mode);
         const int code = did(fd < 0 ? -1 : 0, Counter::OpenCalls);
         if (fd >= 0 || stopped_) return fd;
         if (code != ISERR_FILEINUSE) finding(-1, "isopen: %d/%d", code, iserrio);

@@ -129,6 +129,7 @@ class Worker {
     Seat &seat_;
     const std::string dir_;
     model::Random random_;
+    const bool mapped_;  // most of its handles are
     Quarantine quarantine_;
 
     int fd_ = -1;
