@@ -171,6 +171,10 @@ void isMapForget(IsamFile *h) {
         isMapSized(h, kind, 0);
 }
 
+void isMapBound(IsamFile *h, int kind, std::int64_t size) {
+    if (h->maps != nullptr && mapOf(h, kind).size > size) isMapSized(h, kind, 0);
+}
+
 void isMapSized(IsamFile *h, int kind, std::int64_t size) {
     if (h == nullptr || h->maps == nullptr || kind > ISKIND_DATA) return;
     FileMap &m = mapOf(h, kind);

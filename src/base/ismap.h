@@ -47,6 +47,9 @@ void isMapEnd(IsamFile *h);
 // The files may have got another length.
 void isMapForget(IsamFile *h);
 
+// They are not known to be longer than that: one that was may have been cut off.
+void isMapBound(IsamFile *h, int kind, std::int64_t size);
+
 // Its length has been looked at.
 void isMapSized(IsamFile *h, int kind, std::int64_t size);
 

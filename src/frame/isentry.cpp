@@ -77,7 +77,7 @@ void isUndo(IsamFile *h) {
 void isDelta(IsamFile *h) {
     if ((h->mode & ISLOCKEXCL) != 0) return;
     const std::uint32_t stamp = h->headerStamp;
-    isLoadHead(h);
+    isLookAtHead(h);
     if (h->headerStamp != stamp) isForgetCached(h);
     isCheckHead(h);
 }
@@ -86,5 +86,7 @@ void isForgetCached(IsamFile *h) {
     isPathClear(h, ISCLASS_READ);
     isFreeClear(h, ISCLASS_READ);
     forgetDerived(h);
-    isMapForget(h);
+    // What has grown shows when it is used; what a failed copy has cut off, here.
+    isMapBound(h, ISKIND_INDEX, std::int64_t{h->indexFree.last} * h->nodeSize);
+    if (hasData(h)) isMapBound(h, ISKIND_DATA, std::int64_t{h->dataFree.last} * h->bufferLength);
 }

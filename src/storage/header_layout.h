@@ -53,6 +53,11 @@ inline constexpr int kHashHeadsOffset = 61;
 inline constexpr int kHashHeadCount = 5;
 inline constexpr int kFixedEnd = kHashHeadsOffset + 4 * kHashHeadCount;
 
+// What every change may alter without a trace elsewhere: lists, counts, change counter,
+// unique id, audit node.
+inline constexpr int kLookStart = kDataFreeOffset;
+inline constexpr int kLookSize = kAuditNodeOffset + 4 - kLookStart;
+
 // Counted back from the node's end.
 inline constexpr int kUserInfoBack = 16;
 inline constexpr int kUserInfoSize = 10;

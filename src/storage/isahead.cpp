@@ -61,7 +61,8 @@ const std::uint8_t *isAheadSlot(IsamFile *h, std::uint32_t recnum) {
     SlotsAhead &ahead = h->ahead;
     const int steps = countSteps(ahead, recnum);
     if (holds(ahead, recnum)) return slotIn(h, recnum);
-    if (std::abs(steps) < kSteps || isProcess.cacheLimit == 0) return nullptr;
+    // What is mapped is near anyway.
+    if (std::abs(steps) < kSteps || isProcess.cacheLimit == 0 || h->maps != nullptr) return nullptr;
     return fill(h, recnum, steps > 0) ? slotIn(h, recnum) : nullptr;
 }
 

@@ -87,6 +87,18 @@ void isLoadHead(IsamFile *h) {
     isHeadTake(h);
 }
 
+void isLookAtHead(IsamFile *h) {
+    std::uint8_t look[kLookSize];
+    // A system call costs the same whatever it brings.
+    if (h->maps == nullptr || !is_read_within(h, ISKIND_INDEX, look, kLookSize, kLookStart) ||
+        ld_long(look + kStampOffset - kLookStart) != h->headerStamp) {
+        isLoadHead(h);
+        return;
+    }
+    std::memcpy(h->header + kLookStart, look, kLookSize);
+    isHeadTake(h);
+}
+
 void isHeadTake(IsamFile *h) {
     const std::uint8_t *p = h->header;
     h->dataFree.head = ld_long(p + kDataFreeOffset);

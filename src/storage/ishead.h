@@ -12,6 +12,10 @@ void isMakeHead(IsamFile *h);
 // other handles may change.
 void isLoadHead(IsamFile *h);
 
+// The same for a handle that has its header: what goes with the change counter is
+// not read again while that stands still.
+void isLookAtHead(IsamFile *h);
+
 // Takes those that other handles may change from the header copy.
 void isHeadTake(IsamFile *h);
 

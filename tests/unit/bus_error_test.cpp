@@ -116,6 +116,10 @@ TEST(CutMapped, TheEndsOwnPage) {
     EXPECT_EQ(is_read_within(h, ISKIND_DATA, &byte, 1, 4000), 1);
     EXPECT_EQ(byte, '\0');
     isForgetCached(h);
+    EXPECT_EQ(is_read_within(h, ISKIND_DATA, &byte, 1, 4000), 1) << "the header has as many records as before";
+    // A copy that fails cuts off what it has added, and the header tells.
+    h->dataFree.last = 1;
+    isForgetCached(h);
     EXPECT_EQ(is_read_within(h, ISKIND_DATA, &byte, 1, 4000), 0);
 }
 
