@@ -6,7 +6,10 @@
 namespace bench {
 namespace {
 
-constexpr std::uint64_t kWarmReads = 20000;
+// So many that each node of a tree of a million records has been read, for as long as
+// that takes no more than a second.
+constexpr std::uint64_t kWarmReads = 200000;
+constexpr double kWarmSeconds = 1;
 constexpr std::uint64_t kSamples = 300;
 
 // A number below size drawn from a row of its own for each seed.
@@ -66,9 +69,9 @@ std::vector<Step> newSteps(const Task &task, std::uint64_t count, bool inOrder) 
 
 void warm(Task &task) {
     std::vector<char> record = task.buffer();
-    const std::uint64_t count = std::min(kWarmReads, 2 * std::min(task.most, task.records));
+    const std::uint64_t count = std::min(kWarmReads, 2 * task.records);
     const std::vector<Step> steps = presentSteps(task, count, task.seed + 77);
-    for (Meter meter(count, task.seconds); meter.more();) {
+    for (Meter meter(count, kWarmSeconds); meter.more();) {
         const Step &step = steps[meter.done() - 1];
         require(task.subject.find(step, record.data()), "a record is missing before anything was measured");
     }

@@ -40,6 +40,7 @@ struct LogAhead {
 
 struct KeptDescriptor;
 struct NodeBuf;
+struct Slab;
 
 // The bound when nobody sets one: it holds all of the trees of about a million
 // records, and the upper levels of any.
@@ -69,6 +70,7 @@ struct ProcessState {
     NodeBuf **frames = nullptr;  // every node buffer of every handle, see keys/isnodepool
     std::uint32_t frameCount = 0, frameRoom = 0, frameHand = 0;
     std::size_t frameBytes = 0;
+    Slab *slabs = nullptr;                 // see base/isslab
     std::size_t cacheLimit = kCacheLimit;  // bytes that they should not exceed
 
     int logfile = -1;                // descriptor of the open log, -1 when logging is off

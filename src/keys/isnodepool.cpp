@@ -5,17 +5,20 @@
 
 #include "base/isglobal.h"
 #include "base/ismemory.h"
+#include "base/isslab.h"
 #include "keys/iscompmark.h"
 
 namespace {
 
 constexpr std::uint32_t kFirstBuckets = 32;
 constexpr std::uint32_t kFirstFrames = 64;
+constexpr std::uint32_t kFirstSlabbed = 512;
 constexpr std::uint32_t kMaxSteps = 64;  // of one search for a buffer to take
 
 std::size_t sizeOf(const IsamFile *h, const IndexPath *path) {
+    constexpr std::size_t kLine = 64;  // of the processor's: none has bytes of two buffers
     const std::size_t keyArea = path->compressed ? ISMAXKEYLEN + isMarkBytes(path) : 0;
-    return sizeof(NodeBuf) + static_cast<std::size_t>(h->nodeSize) + keyArea;
+    return (sizeof(NodeBuf) + static_cast<std::size_t>(h->nodeSize) + keyArea + kLine - 1) / kLine * kLine;
 }
 
 NodeBuf *&bucketOf(const IndexPath *path, std::uint32_t number) {
@@ -131,11 +134,16 @@ NodeBuf *isPoolTake(IsamFile *h, IndexPath *path) {
     }
     if (n != nullptr) {
         const std::uint32_t frame = n->frame;
+        const bool slab = n->slab;
         start(n, path, size);
         n->frame = frame;
+        n->slab = slab;
     } else {
-        n = static_cast<NodeBuf *>(is_malloc(size));
+        // A few are not worth a block.
+        const bool slab = kSlabs && isProcess.frameCount >= kFirstSlabbed;
+        n = static_cast<NodeBuf *>(slab ? isSlabTake(size) : is_malloc(size));
         start(n, path, size);
+        n->slab = slab;
         addFrame(n);
     }
     if (path->compressed) n->key = n->buffer + h->nodeSize;
@@ -156,7 +164,10 @@ void isPoolTrim() {
 
 void isPoolFree(NodeBuf *n) {
     removeFrame(n);
-    is_free(n);
+    if (n->slab)
+        isSlabGive(n);
+    else
+        is_free(n);
 }
 
 void isCacheRename(IndexPath *path, NodeBuf *n, std::uint32_t number) {

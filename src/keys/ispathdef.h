@@ -23,6 +23,7 @@ struct NodeBuf {
     bool cached;            // in its path's cache
     bool asked;             // taken from there since the pool last came by
     bool inRow;             // in the row of dirty nodes of the cache
+    bool slab;              // its memory comes from base/isslab
     int used;               // copy of the used length
     int level;              // copy of the level byte, 0 for a leaf
     int position;           // offset of the current entry, 0 = none

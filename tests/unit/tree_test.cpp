@@ -397,7 +397,7 @@ TEST_F(NodeCache, BeyondTheBoundGoesWhatNobodyHasAskedForLongest) {
         IndexPath *p = t_.path();
         isPathRoot(t_.h(), p);
         isCacheFree(p);
-        isProcess.cacheLimit = isProcess.frameBytes + 10 * (sizeof(NodeBuf) + 1024);
+        isProcess.cacheLimit = isProcess.frameBytes + 10 * std::size_t{p->top->size};
         const std::vector<std::uint32_t> leaves = passLeaves(24);
         isPathRoot(t_.h(), p);
         EXPECT_LE(isProcess.frameBytes, isProcess.cacheLimit);
@@ -412,7 +412,7 @@ TEST_F(NodeCache, NodeAskedForAgainOutlivesTheOthers) {
         IndexPath *p = t_.path();
         isPathRoot(t_.h(), p);
         isCacheFree(p);
-        isProcess.cacheLimit = isProcess.frameBytes + 10 * (sizeof(NodeBuf) + 1024);
+        isProcess.cacheLimit = isProcess.frameBytes + 10 * std::size_t{p->top->size};
         const auto visit = [&](int leaf) {
             isTreeMatch(t_.h(), p, t_.key(Tree::number(leaf * kPerNode)).data());
             return p->top->number;
