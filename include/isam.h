@@ -810,9 +810,10 @@ ISAM_API int isflush(int fd);
 /* Sets how much memory, in units of 1,024 bytes, index nodes that have been read
  * may take up for the next time: of all open files together, whichever is used
  * most. 65,536 (64 megabytes; 16 in 32-bit programs) unless it is set; 0 keeps
- * none beyond a call. A negative value changes nothing. The nodes that a call is
- * at work on and those not written yet come on top; whatever the bound is, the
- * files become the same. Returns the bound before the call; sets no global. */
+ * none beyond a call and reads no records ahead. A negative value changes
+ * nothing. The nodes that a call is at work on and those not written yet come on
+ * top; whatever the bound is, the files become the same. Returns the bound before
+ * the call; sets no global. */
 ISAM_API long iscachelimit(long kilobytes);
 
 /* Installs a function that is shown the message of a fatal stop in place of

@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <random>
 
 #include "base/ismif.h"
 #include "unit/scratch_file.h"
@@ -203,6 +204,55 @@ TEST(FirstDifference, IsFoundAtEveryPlaceAndLength) {
             EXPECT_EQ(findoff(a, b, n), d);
         }
     }
+}
+
+// The order as it is told, part by part.
+int slowOrder(const KeyDesc &key, const std::uint8_t *a, const std::uint8_t *b, int length) {
+    int at = 0;
+    for (int i = 0; i < key.nparts; ++i) {
+        const KeyPart &part = key.parts[i];
+        const int type = part.type & ~ISDESC, unit = type == INTTYPE ? 2 : type == LONGTYPE ? 4 : 1;
+        for (int byte = 0; byte < part.length && at < length; ++byte, ++at) {
+            if (a[at] == b[at]) continue;
+            const bool sign = unit > 1 && byte % unit == 0;
+            const bool below = sign ? static_cast<std::int8_t>(a[at]) < static_cast<std::int8_t>(b[at]) : a[at] < b[at];
+            return below == ((part.type & ISDESC) == 0) ? -1 : 1;
+        }
+    }
+    return 0;
+}
+
+TEST(KeyOrder, OfTextAndNumbersIsThatOfTheirParts) {
+    std::mt19937 random(5);
+    const auto below = [&](unsigned n) {
+        return static_cast<int>(random() % n);
+    };
+    for (int round = 0; round < 3000; ++round) {
+        KeyDesc key = {};
+        for (int parts = 1 + below(4); key.nparts < parts;) {
+            const short units[] = {1, 2, 4, 1};
+            const unsigned short types[] = {CHARTYPE, INTTYPE, LONGTYPE, STRINGTYPE};
+            const int kind = below(4);
+            const auto type = static_cast<unsigned short>(types[kind] | (below(2) == 0 ? ISDESC : 0));
+            key.parts[key.nparts++] = {0, static_cast<short>(units[kind] * (1 + below(7))), type};
+        }
+        IndexPath path = pathOf(key);
+        ASSERT_TRUE(path.byteOrder);
+        path.searchLength = 1 + below(static_cast<unsigned>(path.keyDesc.keyLength));
+        std::vector<std::uint8_t> a(ISMAXKEYLEN), b;
+        for (std::uint8_t &byte : a)
+            byte = static_cast<std::uint8_t>(random());
+        b = a;
+        const int differs = below(static_cast<unsigned>(path.keyDesc.keyLength) + 2);
+        for (std::size_t i = static_cast<std::size_t>(differs); i < b.size(); ++i)
+            b[i] = static_cast<std::uint8_t>(random());
+        ASSERT_EQ(order(path, a, b), slowOrder(key, a.data(), b.data(), path.searchLength)) << round;
+    }
+}
+
+TEST(KeyOrder, NumbersOfTheMachineAreNotThatOfTheirBytes) {
+    for (const unsigned short type : {DOUBLETYPE, FLOATTYPE, MINTTYPE, MLONGTYPE})
+        EXPECT_FALSE(pathOf(keyOf({{0, 8, CHARTYPE}, {8, 8, type}})).byteOrder) << type;
 }
 
 }  // namespace

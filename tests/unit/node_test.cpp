@@ -6,6 +6,7 @@
 
 #include "base/ismif.h"
 #include "keys/iscomp.h"
+#include "keys/iscompmark.h"
 #include "keys/isflat.h"
 #include "keys/iskey.h"
 #include "storage/node_layout.h"
@@ -29,6 +30,10 @@ class Node {
         path_.dupWidth = (flags & ISDUPS) != 0 ? 4 : 0;
         path_.compressed = (flags & kCompressFlags) != 0;
         path_.entrySize = keyBytes + 4 + path_.dupWidth;
+        IsamFile file = {};
+        file.nodeSize = sizeof bytes_;
+        isMarkSpacing(&file, &path_);
+        if ((flags & kCompressFlags) != 0) isKeyOrder(&path_);
         node_.buffer = bytes_;
         node_.key = keyArea_;
         node_.state = ISBUF_CLEAN;
@@ -54,7 +59,7 @@ class Node {
     IndexPath path_ = {};
     NodeBuf node_ = {};
     std::uint8_t bytes_[1024] = {};
-    std::uint8_t keyArea_[ISMAXKEYLEN] = {};
+    alignas(CompMark) std::uint8_t keyArea_[ISMAXKEYLEN + 1024] = {};
 };
 
 // A pointer's four bytes; share is its top bit.
