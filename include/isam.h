@@ -285,9 +285,9 @@ ISAM_API int isvbuild(const char *name, int minlen, int maxlen, KeyDesc *key, in
  * mapped, and on all file systems but ext2, ext3, ext4, XFS, JFS, ReiserFS,
  * tmpfs and ramfs. Between the first such open and the last close the library
  * handles SIGBUS and passes on what is not its own: a program that handles it
- * too installs its handler before, and no thread blocks it in a call of the
- * library. A process killed in the middle of a copy may leave it half done; see
- * durability.md.
+ * too installs its handler before, or passes on, else a call may hang where a
+ * file is cut off; and no thread blocks it in a call of the library. A process
+ * killed in the middle of a copy may leave it half done; see durability.md.
  * Errors: 102 ISVARLEN and the file do not agree, or ISLOCKAUTO on a file
  * without records; 103 the file holds a bad key description; 105 its header or
  * its list of indexes is damaged; 113 open elsewhere and one of the two is

@@ -27,6 +27,7 @@ using unit::ScratchFile;
 
 constexpr int kMapped = ISINOUT | ISMAPPED;
 constexpr int kRecords = 2000;
+constexpr unsigned kPatience = 20;  // seconds
 
 void fill(ScratchFile &file, int count = kRecords) {
     for (int i = 0; i < count; ++i)
@@ -39,10 +40,13 @@ int read(int fd, int i) {
     return isread(fd, record.data(), ISEQUAL) == 0 ? 0 : iserrno;
 }
 
-// Runs body in a child and returns the status that it ends with.
+// Runs body in a child and returns the status that it ends with. A fault that nobody mends comes again for ever.
 int childStatus(const std::function<int()> &body) {
     const pid_t pid = fork();
-    if (pid == 0) _exit(body());
+    if (pid == 0) {
+        alarm(kPatience);
+        _exit(body());
+    }
     int status = 0;
     EXPECT_EQ(waitpid(pid, &status, 0), pid);
     return status;
