@@ -1,5 +1,6 @@
 #include "child.h"
 
+#include <cerrno>
 #include <chrono>
 #include <cstdlib>
 #include <fcntl.h>
@@ -11,6 +12,10 @@
 
 namespace bench {
 namespace {
+
+volatile std::sig_atomic_t ending = 0;
+
+void end(int) { ending = 1; }
 
 void become(const std::string &program, const std::vector<std::string> &words, const std::string &directory, int out) {
     std::vector<char *> arguments = {const_cast<char *>(program.c_str())};
@@ -32,7 +37,8 @@ bool collect(int in, int seconds, std::string &text) {
         const auto left =
             std::chrono::duration_cast<std::chrono::milliseconds>(end - std::chrono::steady_clock::now()).count();
         pollfd wait = {in, POLLIN, 0};
-        if (left <= 0 || poll(&wait, 1, static_cast<int>(left)) == 0) return false;
+        if (left <= 0 || ending != 0) return false;
+        if (poll(&wait, 1, static_cast<int>(left)) <= 0) continue;
         const ssize_t count = read(in, bytes, sizeof bytes);
         if (count <= 0) return true;
         text.append(bytes, static_cast<std::size_t>(count));
@@ -58,6 +64,13 @@ void parse(const std::string &text, ChildReport &report) {
 
 }  // namespace
 
+void endOnSignals() {
+    struct sigaction action = {};
+    action.sa_handler = end;
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+        sigaction(signal, &action, nullptr);
+}
+
 ChildReport runChild(const std::string &program, const std::vector<std::string> &words, const std::string &directory,
                      int seconds) {
     int ends[2];
@@ -72,7 +85,9 @@ ChildReport runChild(const std::string &program, const std::vector<std::string> 
     if (report.late) kill(-child, SIGKILL);
     close(ends[0]);
     int status = 0;
-    waitpid(child, &status, 0);
+    while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    }
+    if (ending != 0) throw Failure("ended by a signal");
     report.late = report.late || (WIFSIGNALED(status) && WTERMSIG(status) == SIGXCPU);
     parse(text, report);
     if (report.late)

@@ -16,6 +16,9 @@ struct ChildReport {
     bool late = false;    // it was ended for its time, or for what it had of the processor's
 };
 
+// Asked to end, by a signal: the measurement that runs is ended and runChild throws, so that files are cleaned up.
+void endOnSignals();
+
 // Runs program with the words in a directory, for so many seconds at the most.
 ChildReport runChild(const std::string &program, const std::vector<std::string> &words, const std::string &directory,
                      int seconds);

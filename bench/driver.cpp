@@ -220,7 +220,9 @@ void Run::measure(const Set &set, const SubjectEntry &entry, int round) {
 }
 
 bool Run::run() {
+    endOnSignals();
     const auto started = Clock::now();
+    const Facts facts = machineFacts(data_);
     for (const std::uint64_t size : options_.sizes) {
         const std::vector<Set> sets = setsOf(size);
         for (int round = 0; round < options_.rounds; ++round) {
@@ -228,6 +230,8 @@ bool Run::run() {
                 for (const SubjectEntry &entry : subjects())
                     if (chosen(entry)) measure(set, entry, round);
             const std::chrono::duration<double> spent = Clock::now() - started;
+            // A run that is ended leaves what it has found.
+            results_.write(options_.out, facts, options_.sizes, options_.rounds);
             std::printf("%llu records: round %d of %d, after %.0f s\n", static_cast<unsigned long long>(size),
                         round + 1, options_.rounds, spent.count());
             std::fflush(stdout);
@@ -235,7 +239,6 @@ bool Run::run() {
         for (const auto &entry : fs::directory_iterator(data_))
             fs::remove_all(entry.path());
     }
-    results_.write(options_.out, machineFacts(data_), options_.sizes, options_.rounds);
     return !results_.failed();
 }
 

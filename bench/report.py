@@ -73,7 +73,8 @@ def microseconds(nanoseconds):
 
 
 def heading(results):
-    text = f"Microseconds an operation, medians of {results.data['rounds']} rounds."
+    rounds = results.data["rounds"]
+    text = "Microseconds an operation, " + ("one round." if rounds == 1 else f"medians of {rounds} rounds.")
     if results.basis == "processor":
         text += (
             f" The machine did other things as well (the clock ran {results.busy:.2f} times as long as the floor's"
