@@ -68,7 +68,11 @@ class Floor : public Subject {
     void testRecord(std::uint64_t slot);
     void getSlot(std::uint64_t slot, char *record);
     void putSlot(std::uint64_t slot, const char *record);
+    void putNode(std::uint64_t node) { put(index_, node_.data(), node_.size(), static_cast<off_t>(node) * kNode); }
     void putNodes(int count);
+    // The list of free numbers goes on in one node for long, and so do keys that come in order.
+    void putListNode() { putNode(nodes_ - 1); }
+    void putLastLeaf() { putNode(nodes_ - 2); }
     void putHeader() { put(index_, header_.data(), header_.size(), 0); }
     void getTail(char *record);
     void putTail(const char *record);
@@ -161,7 +165,7 @@ void Floor::putSlot(std::uint64_t slot, const char *record) {
 // Leaves, each at a place of its own.
 void Floor::putNodes(int count) {
     for (int i = 0; i < count; ++i)
-        put(index_, node_.data(), node_.size(), static_cast<off_t>(2 + mixed(++drawn_) % (nodes_ - 2)) * kNode);
+        putNode(2 + mixed(++drawn_) % (nodes_ - 2));
 }
 
 // One call, as if a long tail's nodes lay side by side; that they need not is what makes this the smaller floor.
@@ -217,7 +221,10 @@ bool Floor::insert(const Step &step, char *record) {
     if (shape_->tail > 0)
         get(index_, node_.data(), node_.size(), static_cast<off_t>(2 + drawn_ % (nodes_ - 2)) * kNode);
     putTail(record);
-    putNodes(trees() + (again ? 1 : 0));
+    const bool behind = step.number / kSpacing >= records_;
+    if (behind) putLastLeaf();
+    putNodes(trees() - (behind ? 1 : 0));
+    if (again) putListNode();
     putHeader();
     // One record of the log a change; the beginning of a transaction stands in the first, which makes the floor
     // smaller.
@@ -253,7 +260,7 @@ bool Floor::remove(const Step &step, char *) {
     put(data_, "", 1, static_cast<off_t>(slot) * slotBytes_ + slotBytes_ - 1);
     putNodes(trees());
     putHeader();
-    putNodes(1);
+    putListNode();
     unlock();
     return true;
 }
