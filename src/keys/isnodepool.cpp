@@ -163,6 +163,7 @@ void isPoolTrim() {
 }
 
 void isPoolFree(NodeBuf *n) {
+    if (n->inRow) isCacheSettle(n->path, n);
     removeFrame(n);
     if (n->slab)
         isSlabGive(n);
@@ -180,7 +181,8 @@ void isCachePut(IndexPath *path, NodeBuf *n) {
     if (path->cachedCount >= path->bucketCount) growBuckets(path);
     n->parent = nullptr;
     enchain(path, n);
-    if (n->state != ISBUF_DIRTY) return;
+    // One that was taken from the row to be changed again has kept its place there.
+    if (n->state != ISBUF_DIRTY || n->inRow) return;
     n->olderDirty = path->newestDirty;
     n->newerDirty = nullptr;
     if (n->olderDirty != nullptr) n->olderDirty->newerDirty = n;
@@ -197,7 +199,6 @@ NodeBuf *isCacheTake(IndexPath *path, std::uint32_t number) {
         n->cached = false;
         n->asked = true;
         --path->cachedCount;
-        if (n->inRow) isCacheSettle(path, n);
         if (n->age != path->age) {
             n->age = path->age;
             n->state = ISBUF_EMPTY;

@@ -40,8 +40,9 @@ void isCacheRename(IndexPath *path, NodeBuf *n, std::uint32_t number);
 // Frees everything that the path has cached.
 void isCacheFree(IndexPath *path);
 
-// The dirty buffer of the path's cache that came there last, or before n; null at
-// the end. A buffer that is not dirty any more leaves the row by isCacheSettle.
+// The dirty buffer that came into the path's cache last, or before n; null at the
+// end. One that is on the path again is still in the row; one that is not dirty any
+// more leaves it by isCacheSettle.
 inline NodeBuf *isCacheDirty(const IndexPath *path) { return path->newestDirty; }
 inline NodeBuf *isCacheDirtyBefore(const NodeBuf *n) { return n->olderDirty; }
 void isCacheSettle(IndexPath *path, NodeBuf *n);
