@@ -54,9 +54,22 @@ int firstBehind(const IndexPath *path, const NodeBuf *n, const std::uint8_t *key
     return path->searchLength >= 8 ? firstBehind<true>(path, n, key, above) : firstBehind<false>(path, n, key, above);
 }
 
+// The same, where a hint may tell.
+int placeOf(const IndexPath *path, const NodeBuf *n, const std::uint8_t *key, bool above) {
+    if (n->level == 0 || n->level > kHintLevels) return firstBehind(path, n, key, above);
+    const NodeHint &hint = path->hints[n->level - 1];
+    if (hint.number != n->number || hint.offset > n->used) return firstBehind(path, n, key, above);
+    const std::uint8_t *entry = n->buffer + hint.offset;
+    const int length = path->searchLength, limit = above ? 1 : 0;
+    const bool right =
+        (hint.offset == n->used || isByteCmp(path, entry, key, length) >= limit) &&
+        (hint.offset == node::kTreeStart || isByteCmp(path, entry - path->entrySize, key, length) < limit);
+    return right ? hint.offset : firstBehind(path, n, key, above);
+}
+
 bool bytesearch(const IndexPath *path, NodeBuf *n, const std::uint8_t *key, bool above) {
     if (n->used <= node::kTreeStart) return false;
-    const int offset = firstBehind(path, n, key, above);
+    const int offset = placeOf(path, n, key, above);
     flatval(path, n, std::min(offset, n->used - path->entrySize));
     return offset < n->used;
 }
@@ -74,8 +87,10 @@ void flatval(const IndexPath *path, NodeBuf *n, int offset) {
     if (path->dupWidth != 0) n->serial = ldMint(pointer - path->dupWidth, path->dupWidth);
 }
 
-std::uint32_t flatchild(const IndexPath *path, const NodeBuf *n, const std::uint8_t *key) {
-    const int offset = std::min(firstBehind(path, n, key, true), n->used - path->entrySize);
+std::uint32_t flatchild(IndexPath *path, const NodeBuf *n, const std::uint8_t *key) {
+    const int place = firstBehind(path, n, key, true);
+    if (n->level <= kHintLevels) path->hints[n->level - 1] = {n->number, place};
+    const int offset = std::min(place, n->used - path->entrySize);
     return ld_long(n->buffer + offset + path->entrySize - kPointerSize) & kPointerMask;
 }
 

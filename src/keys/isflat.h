@@ -11,9 +11,9 @@ bool flatmatch(const IndexPath *path, NodeBuf *n, const std::uint8_t *key);
 bool flatgreat(const IndexPath *path, NodeBuf *n, const std::uint8_t *key);
 bool flatwalk(const IndexPath *path, NodeBuf *n, int direction);
 
-// The child of a node above the leaves where a key belongs; nothing moves.
-// REQUIRES: path->byteOrder.
-std::uint32_t flatchild(const IndexPath *path, const NodeBuf *n, const std::uint8_t *key);
+// The child of a node above the leaves where a key belongs, which is noted as a hint;
+// nothing moves. REQUIRES: path->byteOrder.
+std::uint32_t flatchild(IndexPath *path, const NodeBuf *n, const std::uint8_t *key);
 
 // Makes the entry at offset the current one.
 void flatval(const IndexPath *path, NodeBuf *n, int offset);

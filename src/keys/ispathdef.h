@@ -48,6 +48,14 @@ struct LooseEntry {
     std::uint32_t pointer;
 };
 
+// Where a key was found to belong in a node above the leaves, for whoever looks for it
+// again. It is never believed unseen.
+struct NodeHint {
+    std::uint32_t number;  // of the node
+    int offset;            // of the entry
+};
+inline constexpr int kHintLevels = 4;
+
 struct IndexPath {
     KeyDesc keyDesc;
     NodeBuf *top;               // deepest node; its parents lead to the root
@@ -64,6 +72,7 @@ struct IndexPath {
     int markCount, markWidth;   // marks of a compressed node, and bytes of the node for each
     bool byteOrder;             // keys are ordered by bytes, see keys/isorder
     std::uint8_t turns[ISMAXKEYLEN];
+    NodeHint hints[kHintLevels];  // of the levels from 1 on
     std::uint8_t positionKey[ISMAXKEYLEN];
     std::uint32_t positionRecord;  // 0 = no position
     std::uint64_t positionSerial;

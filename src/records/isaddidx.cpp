@@ -1,6 +1,7 @@
 #include "records/isaddidx.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "base/isfail.h"
 #include "base/issystem.h"
@@ -99,6 +100,7 @@ struct Waiting {
     static constexpr std::uint32_t kMost = 8;
     std::uint8_t keys[kMost][ISMAXKEYLEN];
     std::uint32_t numbers[kMost];
+    NodeHint hints[kMost][kHintLevels];
     std::uint32_t first, count;
 };
 
@@ -121,6 +123,7 @@ void isFillIdx(IsamFile *h, int n, int maskBit, std::uint32_t last, bool entered
             const std::uint32_t i = (waiting.first + waiting.count) % Waiting::kMost;
             if (makeKey(h, path, maskBit, number, waiting.keys[i])) {
                 isTreeWarm(path, waiting.keys[i]);
+                std::memcpy(waiting.hints[i], path->hints, sizeof path->hints);
                 waiting.numbers[i] = number;
                 ++waiting.count;
             }
@@ -128,6 +131,7 @@ void isFillIdx(IsamFile *h, int n, int maskBit, std::uint32_t last, bool entered
             continue;
         }
         h->filling = waiting.numbers[waiting.first];
+        std::memcpy(path->hints, waiting.hints[waiting.first], sizeof path->hints);
         isTreeInsert(h, path, waiting.keys[waiting.first], h->filling);
         h->filling = 0;
         waiting.first = (waiting.first + 1) % Waiting::kMost;

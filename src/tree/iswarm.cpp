@@ -11,7 +11,7 @@ constexpr int kMostLevels = 8;            // a tree of more is out of any file's
 
 }  // namespace
 
-void isTreeWarm(const IndexPath *path, const std::uint8_t *key) {
+void isTreeWarm(IndexPath *path, const std::uint8_t *key) {
     if (!path->byteOrder || path->compressed || path->top == nullptr) return;
     const NodeBuf *onPath[kMostLevels];
     int height = 0;
@@ -36,7 +36,7 @@ void isTreeWarm(const IndexPath *path, const std::uint8_t *key) {
     }
 }
 
-void isRecordWarm(const IndexPath *path, const void *record) {
+void isRecordWarm(IndexPath *path, const void *record) {
     if (path->cachedCount < kBigTree || record == nullptr) return;
     std::uint8_t key[ISMAXKEYLEN];
     isKeyMake(path, key, record);

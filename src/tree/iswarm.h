@@ -4,8 +4,9 @@
 
 #include "keys/ispathdef.h"
 
-// Changes nothing and reads no file: what is not in memory is left alone.
-void isTreeWarm(const IndexPath *path, const std::uint8_t *key);
+// Changes nothing but the path's hints and reads no file: what is not in memory is left
+// alone.
+void isTreeWarm(IndexPath *path, const std::uint8_t *key);
 
 // The same for the key of a record, in trees that are worth it.
-void isRecordWarm(const IndexPath *path, const void *record);
+void isRecordWarm(IndexPath *path, const void *record);
