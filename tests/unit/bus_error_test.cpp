@@ -181,19 +181,6 @@ int fault(const std::string &path) {
     return *static_cast<volatile char *>(page);
 }
 
-// Where the zeros cannot be put there the process ends as without the handler.
-TEST(CutMapped, WithoutRoomForAPage) {
-    ScratchFile file(50, charKey(6), kMapped);
-    fill(file);
-    EXPECT_EQ(exitOf([&] {
-                  if (read(file.fd(), 1) != 0) return 1;
-                  unit::Refusal refused(ENOMEM, unit::every(shim::Call::Map));
-                  if (truncate((file.base() + ".dat").c_str(), 0) != 0) return 2;
-                  return read(file.fd(), 2);
-              }),
-              -SIGBUS);
-}
-
 void onSignal(int) { _exit(7); }
 void onInfo(int, siginfo_t *info, void *) { _exit(info->si_code == BUS_ADRERR ? 8 : 9); }
 volatile sig_atomic_t told = 0;
@@ -252,6 +239,19 @@ TEST_F(ForeignFault, EndsTheProcessWhereThereIsNone) {
                       return openMapped() < 0 ? 1 : fault(own_);
                   }),
                   -SIGBUS);
+}
+
+// A fault of the library's own too, where the zeros cannot be put there.
+TEST_F(ForeignFault, IsWhatThereIsNoRoomToMend) {
+    EXPECT_EQ(exitOf([this] {
+                  install(SIG_DFL);
+                  const int fd = openMapped();
+                  if (fd < 0) return 1;
+                  unit::Refusal refused(ENOMEM, unit::every(shim::Call::Map));
+                  if (truncate((file_.base() + ".dat").c_str(), 0) != 0) return 2;
+                  return read(fd, 2);
+              }),
+              -SIGBUS);
 }
 
 TEST_F(ForeignFault, AHandlerForOnceIsCalledOnce) {
