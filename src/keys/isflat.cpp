@@ -31,16 +31,24 @@ template <bool kWide> std::uint64_t headOf(const std::uint8_t *key, int length, 
 // foresee, so that is chosen without a branch.
 template <bool kWide> int firstBehind(const IndexPath *path, const NodeBuf *n, const std::uint8_t *key, bool above) {
     const int size = path->entrySize, length = path->searchLength, limit = above ? 1 : 0;
-    const std::uint64_t turn = kWide ? order::word<std::uint64_t>(path->turns) : order::few(path->turns, length);
-    const std::uint64_t head = headOf<kWide>(key, length, turn);
+    const std::uint8_t *first = n->buffer + node::kTreeStart;
+    int count = entryCount(path, n), skip = 0;
+    if (count == 0) return n->used;
+    // What the first and the last entry share with the key, all between them do.
+    const std::uint8_t *last = first + (count - 1) * size;
+    const auto shared = [=](int at) {
+        const auto word = order::word<std::uint64_t>(key + at);
+        return word == order::word<std::uint64_t>(first + at) && word == order::word<std::uint64_t>(last + at);
+    };
+    while (kWide && skip < length - 8 && shared(skip))
+        skip = skip + 16 <= length ? skip + 8 : length - 8;
+    const std::uint64_t turn = kWide ? order::word<std::uint64_t>(path->turns + skip) : order::few(path->turns, length);
+    const std::uint64_t head = headOf<kWide>(key + skip, length, turn);
     const auto behind = [=](const std::uint8_t *entry) {
-        const std::uint64_t other = headOf<kWide>(entry, length, turn);
+        const std::uint64_t other = headOf<kWide>(entry + skip, length, turn);
         if (other != head) return other < head;
         return kWide ? isByteCmp(path, entry, key, length) < limit : above;
     };
-    const std::uint8_t *first = n->buffer + node::kTreeStart;
-    int count = entryCount(path, n);
-    if (count == 0) return n->used;
     while (count > 1) {
         const int half = count / 2;
         const std::uint8_t *next = first + half * size;

@@ -35,8 +35,9 @@ inline std::uint64_t few(const std::uint8_t *p, int length) {
 }  // namespace order
 
 // Below, equal to or above 0 as a sorts before, with or after b, over length bytes.
-// REQUIRES: path->byteOrder.
-inline int isByteCmp(const IndexPath *path, const std::uint8_t *a, const std::uint8_t *b, int length) {
+// REQUIRES: path->byteOrder. A call would be a good part of what it costs.
+[[gnu::always_inline]] inline int isByteCmp(const IndexPath *path, const std::uint8_t *a, const std::uint8_t *b,
+                                            int length) {
     using order::word;
     const std::uint8_t *turns = path->turns;
     if (length < 8) {
