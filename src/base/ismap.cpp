@@ -129,8 +129,17 @@ void copyAscending(std::uint8_t *to, const std::uint8_t *from, int length) {
         store<std::uint8_t>(to, from);
         done = kMapFirstStore;
     }
+#if defined(__x86_64__)
+    // The same in one instruction, which stops between two stores if at all.
+    std::uint8_t *place = to + done;
+    const std::uint8_t *source = from + done;
+    auto stores = static_cast<std::size_t>((length - done) / kMapStore);
+    done += static_cast<int>(stores) * kMapStore;
+    asm volatile("rep movsq" : "+D"(place), "+S"(source), "+c"(stores) : : "memory");
+#else
     for (; length - done >= kMapStore; done += kMapStore)
         store<std::uint64_t>(to + done, from + done);
+#endif
     if (length - done >= 4) {
         store<std::uint32_t>(to + done, from + done);
         done += 4;

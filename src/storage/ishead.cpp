@@ -91,7 +91,7 @@ void isLookAtHead(IsamFile *h) {
     std::uint8_t look[kLookSize];
     // A system call costs the same whatever it brings.
     if (h->maps == nullptr || !is_read_within(h, ISKIND_INDEX, look, kLookSize, kLookStart) ||
-        ld_long(look + kStampOffset - kLookStart) != h->headerStamp) {
+        ld_long(look + (kStampOffset - kLookStart)) != h->headerStamp) {
         isLoadHead(h);
         return;
     }
