@@ -150,11 +150,14 @@ NodeBuf *isPoolTake(IsamFile *h, IndexPath *path) {
     return n;
 }
 
-bool isPoolFull() { return isProcess.frameBytes > isProcess.cacheLimit; }
+bool isPoolFull() {
+    // With some slack: one search for an idle buffer may find none.
+    return isProcess.frameBytes > isProcess.cacheLimit + isProcess.cacheLimit / 8;
+}
 
 void isPoolTrim() {
     // From behind: what comes into a place that is free has been looked at.
-    for (std::uint32_t i = isProcess.frameCount; i > 0 && isPoolFull(); --i) {
+    for (std::uint32_t i = isProcess.frameCount; i > 0 && isProcess.frameBytes > isProcess.cacheLimit; --i) {
         NodeBuf *n = isProcess.frames[i - 1];
         if (!n->cached || n->inRow) continue;
         unchain(n->path, n);

@@ -45,8 +45,8 @@ long isFindPrimary(IsamFile *h, const char *record);
 // key.
 void isInsertKeys(IsamFile *h, const char *record, std::uint32_t number);
 
-// Fetches what the record's keys are going to be searched in, before the file is
-// locked.
+// Fetches what all keys of a whole record are going to be searched in, before the file
+// is locked.
 void isWarmKeys(const IsamFile *h, const char *record);
 
 // The path of index i at full search length.

@@ -12,6 +12,7 @@
 #include "tree/islocate.h"
 #include "tree/ispath.h"
 #include "tree/isprune.h"
+#include "tree/iswarm.h"
 #include "txn/isaudit.h"
 #include "txn/islog.h"
 
@@ -77,7 +78,10 @@ int isDelete(IsamFile *h, const char *record) {
                 delpure(h);
             return 1;
         },
-        [=] { isWarmKeys(h, record); });
+        [=] {
+            // The record need hold no more than the first key.
+            if (h->keyCount > 0) isRecordWarm(h->indexes[0], record);
+        });
 }
 
 int isDelCurr(IsamFile *h) {

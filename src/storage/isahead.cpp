@@ -25,6 +25,8 @@ const std::uint8_t *slotIn(const IsamFile *h, std::uint32_t recnum) {
 
 // Steps in one direction that have led here, backwards below 0.
 int countSteps(SlotsAhead &ahead, std::uint32_t recnum) {
+    // Looking at a slot once more, as a change of the record just read does, is no step.
+    if (recnum == ahead.last) return ahead.steps;
     if (recnum == ahead.last + 1)
         ahead.steps = std::max(ahead.steps, 0) + 1;
     else if (recnum + 1 == ahead.last)

@@ -3,6 +3,7 @@
 #include "keys/isflat.h"
 #include "keys/iskey.h"
 #include "keys/isnodepool.h"
+#include "storage/node_layout.h"
 
 namespace {
 
@@ -18,7 +19,7 @@ void isTreeWarm(IndexPath *path, const std::uint8_t *key) {
     for (const NodeBuf *n = path->top; n != nullptr && height < kMostLevels; n = n->parent)
         onPath[height++] = n;
     const NodeBuf *n = onPath[--height];
-    while (n->state != ISBUF_EMPTY && n->level > 0) {
+    while (n->state != ISBUF_EMPTY && n->level > 0 && n->used > node::kTreeStart) {
         const std::uint32_t child = flatchild(path, n, key);
         const NodeBuf *next = height > 0 ? onPath[--height] : nullptr;
         if (next != nullptr && next->number != child) {
