@@ -78,8 +78,9 @@ class Subject {
     virtual void holdScan() {}
     virtual void inRecordOrder() { throw Failure("no record numbers"); }
 
-    // The first record whose second field is the step's.
+    // The first record whose second field is the step's. What find looks for is found after useFirst again.
     virtual void useSecond() {}
+    virtual void useFirst() {}
     virtual bool findSecond(const Step &, char *) { throw Failure("no second index"); }
 
     virtual void begin() { throw Failure("no transactions"); }

@@ -118,6 +118,8 @@ std::vector<Step> newSteps(const Task &task, std::uint64_t count, bool inOrder);
 
 // Reads some records by lot, so that what can be cached is.
 void warm(Task &task);
+// By the second field as well: for who changes records.
+void warmAll(Task &task);
 // Are some of the first so many steps there, or gone?
 void sample(Task &task, const std::vector<Step> &steps, std::uint64_t count, bool there = true);
 

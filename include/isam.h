@@ -807,13 +807,13 @@ ISAM_API int issetmask(int fd, long mask);
  * more, -1 for a negative one. */
 ISAM_API int isflush(int fd);
 
-/* Sets how much memory, in units of 1,024 bytes, index nodes that have been read
- * may take up for the next time: of all open files together, whichever is used
- * most. 65,536 (64 megabytes; 16 in 32-bit programs) unless it is set; 0 keeps
- * none beyond a call and reads no records ahead. A negative value changes
- * nothing. The nodes that a call is at work on and those not written yet come on
- * top; whatever the bound is, the files become the same. Returns the bound before
- * the call; sets no global. */
+/* Sets how much memory, in units of 1,024 bytes, what has been read may take up for
+ * the next time, of all open files together: index nodes, of whichever file is used
+ * most, and the records of files that fit in whole beside them. 65,536 (64
+ * megabytes; 16 in 32-bit programs) unless it is set; 0 keeps nothing beyond a call
+ * and reads no records ahead. A negative value changes nothing. The nodes that a
+ * call is at work on and those not written yet come on top; whatever the bound is,
+ * the files become the same. Returns the bound before the call; sets no global. */
 ISAM_API long iscachelimit(long kilobytes);
 
 /* Installs a function that is shown the message of a fatal stop in place of

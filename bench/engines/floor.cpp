@@ -45,7 +45,7 @@ class Floor : public Subject {
     bool start(const Step &step, int bytes) override;
     void inRecordOrder() override { recordOrder_ = true; }
     bool findSecond(const Step &step, char *record) override { return find(step, record); }
-    void begin() override {}
+    void begin() override;
     void commit() override;
     void addIndex() override;
     void check() override;
@@ -76,7 +76,8 @@ class Floor : public Subject {
     void putHeader() { put(index_, header_.data(), header_.size(), 0); }
     void getTail(char *record);
     void putTail(const char *record);
-    void append(const char *bytes, std::size_t count);
+    void append(std::size_t count);
+    void appendLinked(std::size_t count);
     std::uint64_t slotOf(const Step &step) const { return (step.number / kSpacing) % records_; }
     std::uint64_t place() const;
     static void readAll(int fd);
@@ -185,10 +186,16 @@ void Floor::putTail(const char *record) {
     put(index_, nodes.data(), whole * kNode, static_cast<off_t>(2 + mixed(++drawn_) % (nodes_ - 2 - whole)) * kNode);
 }
 
-// Several processes append to one log. The system finds its end: where that is they need not know.
-void Floor::append(const char *bytes, std::size_t count) {
+// Several processes append to one log.
+void Floor::append(std::size_t count) {
+    if (write(log_, node_.data(), count) != static_cast<ssize_t>(count)) throw Failure("write is short");
+}
+
+// The next record of the transaction tells where this one is.
+void Floor::appendLinked(std::size_t count) {
     lock(log_, F_WRLCK, 0, 1);
-    if (write(log_, bytes, count) != static_cast<ssize_t>(count)) throw Failure("write is short");
+    if (lseek(log_, 0, SEEK_END) < 0) throw Failure("lseek");
+    append(count);
     lock(log_, F_UNLCK, 0, 1, F_SETLK);
 }
 
@@ -226,9 +233,7 @@ bool Floor::insert(const Step &step, char *record) {
     putNodes(trees() - (behind ? 1 : 0));
     if (again) putListNode();
     putHeader();
-    // One record of the log a change; the beginning of a transaction stands in the first, which makes the floor
-    // smaller.
-    if (log_ >= 0) append(node_.data(), kRecord + kLogFrame);
+    if (log_ >= 0) appendLinked(kRecord + kLogFrame);
     unlock();
     return true;
 }
@@ -305,9 +310,14 @@ bool Floor::start(const Step &step, int) {
     return true;
 }
 
+// Its beginning is a record of the log as well.
+void Floor::begin() { appendLinked(kLogFrame); }
+
 // All locks of a transaction's records go in one call, over the whole range: the smaller floor.
 void Floor::commit() {
-    append(node_.data(), kLogFrame);
+    lock(log_, F_WRLCK, 0, 1);
+    append(kLogFrame);
+    lock(log_, F_UNLCK, 0, 1, F_SETLK);
     lock(data_, F_UNLCK, kHigh, kPhaseLength, F_SETLK);
 }
 

@@ -15,6 +15,7 @@ namespace {
 
 constexpr char kName[] = "data";
 constexpr char kLog[] = "log";
+constexpr long kMemory = 256 * 1024;  // in units of 1,024 bytes: no more than others have
 
 KeyDesc keyOver(int offset, int length, int flags) {
     KeyDesc key = {};
@@ -49,8 +50,9 @@ class Isam : public Subject {
     bool next(char *record) override { return read(record, ISNEXT); }
     bool previous(char *record) override { return read(record, ISPREV); }
     bool start(const Step &step, int bytes) override;
-    void inRecordOrder() override;
-    void useSecond() override;
+    void inRecordOrder() override { use({}); }
+    void useSecond() override { use(secondOf(*shape_)); }
+    void useFirst() override { use(primaryOf(*shape_)); }
     bool findSecond(const Step &step, char *record) override;
     void begin() override;
     void commit() override;
@@ -62,6 +64,7 @@ class Isam : public Subject {
 
   private:
     void build(const Shape &shape, int mode);
+    void use(KeyDesc key);
     bool read(char *record, int mode);
     bool done(int result, int missing, const char *call);
 
@@ -98,6 +101,7 @@ void Isam::endLoading() {
 
 void Isam::open(const Shape &shape, bool transactions) {
     shape_ = &shape;
+    iscachelimit(kMemory);
     if (transactions && !logging_) {
         demand(islogopen(kLog), "islogopen");
         logging_ = true;
@@ -134,15 +138,7 @@ bool Isam::start(const Step &step, int bytes) {
     return done(isstart(fd_, &key, bytes, record, ISEQUAL), ISERR_NOTFOUND, "isstart");
 }
 
-void Isam::inRecordOrder() {
-    KeyDesc key = {};
-    demand(isstart(fd_, &key, 0, nullptr, ISFIRST), "isstart");
-}
-
-void Isam::useSecond() {
-    KeyDesc key = secondOf(*shape_);
-    demand(isstart(fd_, &key, 0, nullptr, ISFIRST), "isstart");
-}
+void Isam::use(KeyDesc key) { demand(isstart(fd_, &key, 0, nullptr, ISFIRST), "isstart"); }
 
 bool Isam::findSecond(const Step &step, char *record) {
     std::memcpy(record + kSecondOffset, step.second, kSecond);

@@ -13,7 +13,7 @@ void rewriteKey(Task &task) { measureRewrite(task, true); }
 void deleteAndWrite(Task &task) {
     const std::vector<Step> steps = distinctSteps(task, task.operations(task.records / 2), 0);
     Draft draft(task.shape.length());
-    warm(task);
+    warmAll(task);
     Meter deleting(steps.size(), task.seconds);
     while (deleting.more()) {
         const Step &step = steps[deleting.done() - 1];

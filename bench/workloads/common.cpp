@@ -17,6 +17,14 @@ std::uint64_t drawn(std::uint64_t seed, std::uint64_t index, std::uint64_t size)
     return mixed(mixed(seed) + index) % size;
 }
 
+template <typename Read> void readByLot(Task &task, Read &&read) {
+    std::vector<char> record = task.buffer();
+    const std::uint64_t count = std::min(kWarmReads, 2 * task.records);
+    const std::vector<Step> steps = presentSteps(task, count, task.seed + 77);
+    for (Meter meter(count, kWarmSeconds); meter.more();)
+        require(read(steps[meter.done() - 1], record.data()), "a record is missing before anything was measured");
+}
+
 }  // namespace
 
 void require(bool holding, const char *what) {
@@ -68,13 +76,16 @@ std::vector<Step> newSteps(const Task &task, std::uint64_t count, bool inOrder) 
 }
 
 void warm(Task &task) {
-    std::vector<char> record = task.buffer();
-    const std::uint64_t count = std::min(kWarmReads, 2 * task.records);
-    const std::vector<Step> steps = presentSteps(task, count, task.seed + 77);
-    for (Meter meter(count, kWarmSeconds); meter.more();) {
-        const Step &step = steps[meter.done() - 1];
-        require(task.subject.find(step, record.data()), "a record is missing before anything was measured");
+    readByLot(task, [&task](const Step &step, char *record) { return task.subject.find(step, record); });
+}
+
+void warmAll(Task &task) {
+    if (task.shape.second) {
+        task.subject.useSecond();
+        readByLot(task, [&task](const Step &step, char *record) { return task.subject.findSecond(step, record); });
+        task.subject.useFirst();
     }
+    warm(task);
 }
 
 void sample(Task &task, const std::vector<Step> &steps, std::uint64_t count, bool there) {
@@ -107,7 +118,7 @@ void measureFind(Task &task, const std::vector<Step> &steps, bool there, const c
 void measureInsert(Task &task, bool inOrder) {
     const std::vector<Step> steps = newSteps(task, task.operations(kNoLimit), inOrder);
     Draft draft(task.shape.length());
-    warm(task);
+    warmAll(task);
     Meter meter(steps.size(), task.seconds);
     while (meter.more()) {
         const Step &step = steps[meter.done() - 1];
@@ -122,7 +133,7 @@ void measureRewrite(Task &task, bool keyChanges) {
     const int version = keyChanges ? static_cast<int>(2 + task.batch % 200) : 0;
     std::vector<Step> steps = distinctSteps(task, task.operations(kNoLimit), version);
     Draft draft(task.shape.length());
-    warm(task);
+    warmAll(task);
     Meter meter(steps.size(), task.seconds);
     while (meter.more()) {
         Step &step = steps[meter.done() - 1];

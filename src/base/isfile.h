@@ -88,6 +88,15 @@ struct SlotsAhead {
     int steps;                   // one after the other, backwards below 0
 };
 
+// Those that have been read, kept; see storage/ismirror.
+struct SlotMirror {
+    std::uint8_t *bytes;  // at the offsets that they have in the file; null: none are kept
+    std::uint8_t *known;  // a bit for each piece that is here
+    std::int64_t size;    // bytes there is room for
+    std::uint32_t calm;   // slots read alone since the file was changed by others
+    bool filled;          // some piece is here
+};
+
 inline constexpr int kMaxPaths = 10;
 inline constexpr int kAuditInfoSize = 2 + 2 + 65;
 
@@ -131,6 +140,7 @@ struct IsamFile {
     std::uint32_t lastNumber;  // position in record-number order
 
     SlotsAhead ahead;
+    SlotMirror mirror;
     std::uint8_t *nodeScratch;  // one node, for work that no cache is for
 
     // Work buffers that grow, with their sizes in bytes.

@@ -71,7 +71,8 @@ struct ProcessState {
     std::uint32_t frameCount = 0, frameRoom = 0, frameHand = 0;
     std::size_t frameBytes = 0;
     Slab *slabs = nullptr;                 // see base/isslab
-    std::size_t cacheLimit = kCacheLimit;  // bytes that they should not exceed
+    std::size_t mirrorBytes = 0;           // see storage/ismirror
+    std::size_t cacheLimit = kCacheLimit;  // bytes that all of these should not exceed
 
     int logfile = -1;                // descriptor of the open log, -1 when logging is off
     char *logpath = nullptr;         // its name as given

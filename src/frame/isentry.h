@@ -12,6 +12,7 @@
 #include "base/isfail.h"
 #include "base/isfile.h"
 #include "lock/islock.h"
+#include "tree/iswarm.h"
 
 // May an operation of this class run on the handle? On a refusal the reason is
 // in errno (101, 105) or in the handle's errcode (102).
@@ -68,17 +69,20 @@ template <typename Body> bool isUndamaged(IsamFile *h, Body &&body) {
     return false;
 }
 
-struct NothingBefore {
-    void operator()() const {}
+// What can be done around the lock, as it takes its time: one step before it, one
+// behind it. What others have changed is not known at either.
+struct NothingAhead {
+    void operator()(WarmStep) const {}
 };
 
-// An operation that reads: body runs under the shared phase lock, refreshed; before
-// it can do without.
-template <typename Body, typename Before = NothingBefore>
-int isReading(IsamFile *h, int entryClass, Body &&body, Before &&before = {}) {
-    return isOperation(h, entryClass, [h, &body, &before] {
-        before();
+// An operation that reads: body runs under the shared phase lock, refreshed; ahead
+// makes near what it is going to need.
+template <typename Body, typename Ahead = NothingAhead>
+int isReading(IsamFile *h, int entryClass, Body &&body, Ahead &&ahead = {}) {
+    return isOperation(h, entryClass, [h, &body, &ahead] {
+        ahead(WarmStep::kWay);
         isLockRead(h);
+        ahead(WarmStep::kLeaf);
         isDelta(h);
         const int result = body();
         isDropLock(h);
@@ -87,11 +91,11 @@ int isReading(IsamFile *h, int entryClass, Body &&body, Before &&before = {}) {
 }
 
 // An operation that changes the file: the same under the exclusive phase lock.
-template <typename Body, typename Before = NothingBefore>
-int isChanging(IsamFile *h, Body &&body, Before &&before = {}) {
-    return isOperation(h, ISCLASS_WRITE, [h, &body, &before] {
-        before();
+template <typename Body, typename Ahead = NothingAhead> int isChanging(IsamFile *h, Body &&body, Ahead &&ahead = {}) {
+    return isOperation(h, ISCLASS_WRITE, [h, &body, &ahead] {
+        ahead(WarmStep::kWay);
         isLockWrite(h);
+        ahead(WarmStep::kLeaf);
         isDelta(h);
         const int result = body();
         h->changeLogged = false;  // what follows does not undo the change

@@ -7,6 +7,7 @@
 #include "base/ismemory.h"
 #include "base/isslab.h"
 #include "keys/iscompmark.h"
+#include "storage/ismirror.h"
 
 namespace {
 
@@ -46,6 +47,8 @@ void unchain(IndexPath *path, NodeBuf *n) {
     while (*link != n)
         link = &(*link)->chain;
     *link = n->chain;
+    n->chained = false;
+    if (!n->cached) return;
     n->cached = false;
     --path->cachedCount;
 }
@@ -54,18 +57,21 @@ void unchain(IndexPath *path, NodeBuf *n) {
 // way for the one that has got the number.
 void dropOutdated(IndexPath *path, std::uint32_t number) {
     NodeBuf *n = bucketOf(path, number);
-    while (n != nullptr && (n->number != number || n->inRow))
+    while (n != nullptr && (n->number != number || !n->cached || n->inRow))
         n = n->chain;
-    if (n == nullptr) return;
-    unchain(path, n);
-    isPoolFree(n);
+    if (n != nullptr) isPoolFree(n);
 }
 
 void enchain(IndexPath *path, NodeBuf *n) {
     dropOutdated(path, n->number);
     NodeBuf *&bucket = bucketOf(path, n->number);
     n->chain = bucket;
+    n->chained = true;
     bucket = n;
+}
+
+void enter(IndexPath *path, NodeBuf *n) {
+    if (!n->chained) enchain(path, n);
     n->cached = true;
     ++path->cachedCount;
 }
@@ -122,11 +128,13 @@ void start(NodeBuf *n, IndexPath *path, std::size_t size) {
 NodeBuf *isPoolTake(IsamFile *h, IndexPath *path) {
     const std::size_t size = sizeOf(h, path);
     NodeBuf *n = nullptr;
+    if (isProcess.mirrorBytes > 0 && isProcess.frameBytes + isProcess.mirrorBytes + size > isProcess.cacheLimit)
+        isMirrorsFree();
     while (isProcess.frameBytes + size > isProcess.cacheLimit) {
         NodeBuf *idle = findIdle();
         if (idle == nullptr) break;
-        unchain(idle->path, idle);
         if (idle->size == size && isProcess.frameBytes <= isProcess.cacheLimit) {
+            unchain(idle->path, idle);
             n = idle;
             break;
         }
@@ -156,16 +164,17 @@ bool isPoolFull() {
 }
 
 void isPoolTrim() {
+    if (isProcess.frameBytes + isProcess.mirrorBytes > isProcess.cacheLimit) isMirrorsFree();
     // From behind: what comes into a place that is free has been looked at.
     for (std::uint32_t i = isProcess.frameCount; i > 0 && isProcess.frameBytes > isProcess.cacheLimit; --i) {
         NodeBuf *n = isProcess.frames[i - 1];
         if (!n->cached || n->inRow) continue;
-        unchain(n->path, n);
         isPoolFree(n);
     }
 }
 
 void isPoolFree(NodeBuf *n) {
+    if (n->chained) unchain(n->path, n);
     if (n->inRow) isCacheSettle(n->path, n);
     removeFrame(n);
     if (n->slab)
@@ -177,13 +186,13 @@ void isPoolFree(NodeBuf *n) {
 void isCacheRename(IndexPath *path, NodeBuf *n, std::uint32_t number) {
     unchain(path, n);
     n->number = number;
-    enchain(path, n);
+    enter(path, n);
 }
 
 void isCachePut(IndexPath *path, NodeBuf *n) {
     if (path->cachedCount >= path->bucketCount) growBuckets(path);
     n->parent = nullptr;
-    enchain(path, n);
+    enter(path, n);
     // One that was taken from the row to be changed again has kept its place there.
     if (n->state != ISBUF_DIRTY || n->inRow) return;
     n->olderDirty = path->newestDirty;
@@ -195,10 +204,8 @@ void isCachePut(IndexPath *path, NodeBuf *n) {
 
 NodeBuf *isCacheTake(IndexPath *path, std::uint32_t number) {
     if (path->cachedCount == 0) return nullptr;
-    for (NodeBuf **link = &bucketOf(path, number); *link != nullptr; link = &(*link)->chain) {
-        NodeBuf *n = *link;
-        if (n->number != number) continue;
-        *link = n->chain;
+    for (NodeBuf *n = bucketOf(path, number); n != nullptr; n = n->chain) {
+        if (n->number != number || !n->cached) continue;
         n->cached = false;
         n->asked = true;
         --path->cachedCount;
@@ -223,6 +230,14 @@ const NodeBuf *isCachePeek(const IndexPath *path, std::uint32_t number) {
     return n != nullptr && n->age == path->age && n->state != ISBUF_EMPTY ? n : nullptr;
 }
 
+NodeBuf *isCacheDirtyOf(const IndexPath *path, std::uint32_t number) {
+    if (path->bucketCount == 0) return nullptr;
+    NodeBuf *n = bucketOf(path, number);
+    while (n != nullptr && (n->number != number || !n->inRow || n->state != ISBUF_DIRTY))
+        n = n->chain;
+    return n;
+}
+
 void isCacheSettle(IndexPath *path, NodeBuf *n) {
     if (n->newerDirty != nullptr)
         n->newerDirty->olderDirty = n->olderDirty;
@@ -237,7 +252,8 @@ void isCacheFree(IndexPath *path) {
     for (std::uint32_t i = 0; i < path->bucketCount; ++i)
         while (NodeBuf *n = path->buckets[i]) {
             path->buckets[i] = n->chain;
-            isPoolFree(n);
+            n->chained = false;
+            if (n->cached) isPoolFree(n);
         }
     path->buckets = static_cast<NodeBuf **>(is_free(path->buckets));
     path->bucketCount = path->cachedCount = 0;

@@ -1,6 +1,7 @@
 // Where the node buffers of all indexes come from, and where the idle ones wait.
 //
-// A buffer is on a path, or it is cached: its path finds it again by its number.
+// A buffer is on a path, or it is cached: its path finds it again by its number. One
+// that was cached before stays in its bucket while it is on the path.
 // All of the process's buffers together stay within isProcess.cacheLimit bytes, as
 // far as cached ones can be taken: the one that nobody has asked for longest goes
 // first, whichever file it is of, so that a handle at rest makes room for one at
@@ -19,18 +20,18 @@ bool isPoolFull();
 // Takes cached ones until the bound is kept: it may have become lower.
 void isPoolTrim();
 
-// Frees a buffer that is not cached.
+// Frees a buffer, wherever it is.
 void isPoolFree(NodeBuf *n);
 
 // Puts a buffer of the path into its cache.
 void isCachePut(IndexPath *path, NodeBuf *n);
 
-// The buffer with that node number, taken out of the path's cache, or null. What
-// stands in one from before the path's nodes were forgotten is forgotten here.
+// The cached buffer with that node number, for the path, or null. What stands in one
+// from before the path's nodes were forgotten is forgotten here.
 NodeBuf *isCacheTake(IndexPath *path, std::uint32_t number);
 
-// The loaded one with that number, left where it is, or null. isCacheGuess does not
-// look at what it finds: as a rule it is the one.
+// The loaded one with that number, left where it is, cached or not, or null.
+// isCacheGuess does not look at what it finds: as a rule it is the one.
 const NodeBuf *isCachePeek(const IndexPath *path, std::uint32_t number);
 const NodeBuf *isCacheGuess(const IndexPath *path, std::uint32_t number);
 
@@ -42,9 +43,10 @@ void isCacheFree(IndexPath *path);
 
 // The dirty buffer that came into the path's cache last, or before n; null at the
 // end. One that is on the path again is still in the row; one that is not dirty any
-// more leaves it by isCacheSettle.
+// more leaves it by isCacheSettle. isCacheDirtyOf is the one with that number, or null.
 inline NodeBuf *isCacheDirty(const IndexPath *path) { return path->newestDirty; }
 inline NodeBuf *isCacheDirtyBefore(const NodeBuf *n) { return n->olderDirty; }
+NodeBuf *isCacheDirtyOf(const IndexPath *path, std::uint32_t number);
 void isCacheSettle(IndexPath *path, NodeBuf *n);
 
 // Fetches a node into the processor's cache, all at once: a search would wait for one

@@ -20,7 +20,8 @@ struct NodeBuf {
     std::uint32_t age;      // the path's when it was loaded: an older one is unloaded
     std::uint8_t state;     // BufferState
     bool fresh;             // its number was taken by the change under way
-    bool cached;            // in its path's cache
+    bool chained;           // in a bucket, where its number finds it
+    bool cached;            // and not on the path
     bool asked;             // taken from there since the pool last came by
     bool inRow;             // in the row of dirty nodes of the cache
     bool slab;              // its memory comes from base/isslab
@@ -59,9 +60,9 @@ inline constexpr int kHintLevels = 4;
 struct IndexPath {
     KeyDesc keyDesc;
     NodeBuf *top;               // deepest node; its parents lead to the root
-    NodeBuf **buckets;          // nodes dropped from the path, by their numbers
+    NodeBuf **buckets;          // nodes that are or were on the path, by their numbers
     std::uint32_t bucketCount;  // a power of two, or 0
-    std::uint32_t cachedCount;  // nodes in them
+    std::uint32_t cachedCount;  // nodes in them that are not on the path
     std::uint32_t age;          // how often its nodes were forgotten
     NodeBuf *newestDirty;       // the dirty ones among them, dropped last first
     int entrySize;              // bytes of a flat entry, most bytes of a compressed one
@@ -73,6 +74,8 @@ struct IndexPath {
     bool byteOrder;             // keys are ordered by bytes, see keys/isorder
     std::uint8_t turns[ISMAXKEYLEN];
     NodeHint hints[kHintLevels];  // of the levels from 1 on
+    std::uint32_t wayNode;        // above the leaf that wayKey belongs into, 0: not known
+    std::uint8_t wayKey[ISMAXKEYLEN];
     std::uint8_t positionKey[ISMAXKEYLEN];
     std::uint32_t positionRecord;  // 0 = no position
     std::uint64_t positionSerial;

@@ -15,8 +15,9 @@
 #include "storage/isfree.h"
 #include "storage/ishead.h"
 #include "tree/isgrow.h"
-#include "tree/iswarm.h"
 #include "tree/ispath.h"
+#include "tree/isruns.h"
+#include "tree/iswarm.h"
 #include "txn/islog.h"
 
 namespace {
@@ -92,8 +93,6 @@ void takeBack(IsamFile *h, int index, std::uint32_t lastNode, bool sound) {
     if (h->keyCount > index) forgetIndex(h, index);
 }
 
-}  // namespace
-
 // Keys on their way into the index. While they wait, the nodes that they belong into
 // come near.
 struct Waiting {
@@ -112,6 +111,8 @@ bool makeKey(IsamFile *h, const IndexPath *path, int maskBit, std::uint32_t numb
     isKeyMake(path, key, h->recordBuffer);
     return !isKeyNull(path, key);
 }
+
+}  // namespace
 
 void isFillIdx(IsamFile *h, int n, int maskBit, std::uint32_t last, bool entered) {
     IndexPath *path = isWholePath(h, n);
@@ -151,6 +152,7 @@ bool isFilledSound(IsamFile *h, int code) {
 }
 
 void isWriteFilled(IsamFile *h, int n, bool entered) {
+    isRunsWrite(h, h->indexes[n]);
     if (entered) {
         isWriteNewNodes(h);
         isHeadCountNodes(h);

@@ -74,9 +74,9 @@ void isInsertKeys(IsamFile *h, const char *record, std::uint32_t number) {
     }
 }
 
-void isWarmKeys(const IsamFile *h, const char *record) {
+void isWarmKeys(const IsamFile *h, const char *record, WarmStep step) {
     for (int i = 0; i < h->keyCount; ++i)
-        isRecordWarm(h->indexes[i], record);
+        isRecordWarm(h->indexes[i], record, step);
 }
 
 IndexPath *isWholePath(IsamFile *h, int i) {

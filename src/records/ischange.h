@@ -4,6 +4,7 @@
 
 #include "keys/ispathdef.h"
 #include "storage/isvarlen.h"
+#include "tree/iswarm.h"
 
 // Leaves record n in the slot buffer for a change: 112 when lock checking asks
 // for a lock that this handle does not have, when there is no such record or it
@@ -45,9 +46,8 @@ long isFindPrimary(IsamFile *h, const char *record);
 // key.
 void isInsertKeys(IsamFile *h, const char *record, std::uint32_t number);
 
-// Fetches what all keys of a whole record are going to be searched in, before the file
-// is locked.
-void isWarmKeys(const IsamFile *h, const char *record);
+// Fetches what all keys of a whole record are going to be searched in.
+void isWarmKeys(const IsamFile *h, const char *record, WarmStep step);
 
 // The path of index i at full search length.
 IndexPath *isWholePath(IsamFile *h, int i);

@@ -78,9 +78,9 @@ int isDelete(IsamFile *h, const char *record) {
                 delpure(h);
             return 1;
         },
-        [=] {
+        [=](WarmStep step) {
             // The record need hold no more than the first key.
-            if (h->keyCount > 0) isRecordWarm(h->indexes[0], record);
+            if (h->keyCount > 0) isRecordWarm(h->indexes[0], record, step);
         });
 }
 

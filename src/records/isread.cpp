@@ -86,8 +86,8 @@ int isRead(IsamFile *h, char *record, int mode) {
             if (lock == Lock::kRefused) isFail(h, ISERR_LOCKED);
             return 1;
         },
-        [=] {
+        [=](WarmStep step) {
             const int readMode = mode & kModeMask;
-            if (readMode >= ISEQUAL && !inRecordOrder(h)) isRecordWarm(h->indexes[h->currentIndex], record);
+            if (readMode >= ISEQUAL && !inRecordOrder(h)) isRecordWarm(h->indexes[h->currentIndex], record, step);
         });
 }

@@ -136,7 +136,7 @@ int isRewrite(IsamFile *h, const char *record) {
             rewrite(h, isFindPrimary(h, record), record);
             return 1;
         },
-        [=] { isWarmKeys(h, record); });
+        [=](WarmStep step) { isWarmKeys(h, record, step); });
 }
 
 int isRewCurr(IsamFile *h, const char *record) {

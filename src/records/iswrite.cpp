@@ -79,7 +79,7 @@ int add(IsamFile *h, const char *record, bool needData, bool lockIt) {
                 inspure(h, record);
             return 1;
         },
-        [=] { isWarmKeys(h, record); });
+        [=](WarmStep step) { isWarmKeys(h, record, step); });
     h->state &= static_cast<std::uint16_t>(~ISSTATE_LOCKNEW);
     return added;
 }

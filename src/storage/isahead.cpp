@@ -7,10 +7,10 @@
 #include "base/isglobal.h"
 #include "base/ismemory.h"
 #include "base/issystem.h"
+#include "storage/ismirror.h"
 
 namespace {
 
-constexpr int kRoom = 64 * 1024;          // bytes read ahead at the most
 constexpr int kSteps = 4;                 // one after the other before anything is
 constexpr std::uint32_t kFirstCount = 8;  // slots, the first time
 
@@ -41,13 +41,12 @@ int countSteps(SlotsAhead &ahead, std::uint32_t recnum) {
 // them all, or cannot be read.
 bool fill(IsamFile *h, std::uint32_t recnum, bool forwards) {
     SlotsAhead &ahead = h->ahead;
-    const auto room = static_cast<std::uint32_t>(kRoom / h->bufferLength);
+    const auto room = static_cast<std::uint32_t>(kAheadRoom / h->bufferLength);
     const std::uint32_t wanted = std::min(room, std::max(kFirstCount, 2 * ahead.lastCount));
     const std::uint32_t count = std::min(wanted, forwards ? h->dataFree.last - recnum + 1 : recnum);
     if (count < 2) return false;
-    if (ahead.bytes == nullptr) ahead.bytes = is_new<std::uint8_t>(kRoom);
+    isAheadLend(h);
     const std::uint32_t first = forwards ? recnum : recnum - count + 1;
-    ahead.count = 0;
     const auto length = static_cast<std::int64_t>(count) * h->bufferLength;
     if (is_read_some(h, ISKIND_DATA, ahead.bytes, static_cast<int>(length),
                      static_cast<std::int64_t>(first - 1) * h->bufferLength) != length)
@@ -64,20 +63,33 @@ const std::uint8_t *isAheadSlot(IsamFile *h, std::uint32_t recnum) {
     const int steps = countSteps(ahead, recnum);
     if (holds(ahead, recnum)) return slotIn(h, recnum);
     // What is mapped is near anyway.
-    if (std::abs(steps) < kSteps || isProcess.cacheLimit == 0 || h->maps != nullptr) return nullptr;
+    if (isProcess.cacheLimit == 0 || h->maps != nullptr) return nullptr;
+    if (const std::uint8_t *known = isMirrorSlot(h, recnum)) return known;
+    if (std::abs(steps) < kSteps) return isMirrorRead(h, recnum);
     return fill(h, recnum, steps > 0) ? slotIn(h, recnum) : nullptr;
 }
 
 void isAheadPatch(IsamFile *h, std::uint32_t recnum, int offset, const void *bytes, int length) {
+    isMirrorPatch(h, recnum, offset, bytes, length);
     const SlotsAhead &ahead = h->ahead;
     if (!holds(ahead, recnum)) return;
     const std::size_t at = static_cast<std::size_t>(slotIn(h, recnum) - ahead.bytes) + static_cast<std::size_t>(offset);
     std::memcpy(ahead.bytes + at, bytes, static_cast<std::size_t>(length));
 }
 
-void isAheadForget(IsamFile *h) { h->ahead.count = 0; }
+void isAheadForget(IsamFile *h) {
+    isMirrorForget(h);
+    h->ahead.count = 0;
+}
+
+std::uint8_t *isAheadLend(IsamFile *h) {
+    h->ahead.count = 0;
+    if (h->ahead.bytes == nullptr) h->ahead.bytes = is_new<std::uint8_t>(kAheadRoom);
+    return h->ahead.bytes;
+}
 
 void isAheadFree(IsamFile *h) {
+    isMirrorFree(h);
     h->ahead.bytes = static_cast<std::uint8_t *>(is_free(h->ahead.bytes));
     h->ahead.count = 0;
 }

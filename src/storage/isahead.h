@@ -15,4 +15,9 @@ const std::uint8_t *isAheadSlot(IsamFile *h, std::uint32_t recnum);
 void isAheadPatch(IsamFile *h, std::uint32_t recnum, int offset, const void *bytes, int length);
 
 void isAheadForget(IsamFile *h);
+
+// The room for them, for another use that ends before the next slot is read.
+inline constexpr int kAheadRoom = 64 * 1024;  // bytes
+std::uint8_t *isAheadLend(IsamFile *h);
+
 void isAheadFree(IsamFile *h);

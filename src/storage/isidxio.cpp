@@ -28,8 +28,10 @@ void isGetLinkedPart(IsamFile *h, std::uint8_t *bytes, int length, std::uint32_t
     if (!is_read_within(h, ISKIND_INDEX, bytes, length, nodeOffset(h, number))) isFail(h, ISERR_CORRUPT);
 }
 
-void isPutNode(IsamFile *h, const std::uint8_t *buffer, std::uint32_t number) {
-    is_write(h, ISKIND_INDEX, buffer, h->nodeSize, nodeOffset(h, number));
+void isPutNode(IsamFile *h, const std::uint8_t *buffer, std::uint32_t number) { isPutNodes(h, buffer, 1, number); }
+
+void isPutNodes(IsamFile *h, const std::uint8_t *bytes, int count, std::uint32_t first) {
+    is_write(h, ISKIND_INDEX, bytes, count * h->nodeSize, nodeOffset(h, first));
 }
 
 void isGetNodePart(IsamFile *h, std::uint8_t *bytes, int length, std::uint32_t number, int offset) {

@@ -8,6 +8,9 @@
 void isGetNode(IsamFile *h, std::uint8_t *buffer, std::uint32_t number);
 void isPutNode(IsamFile *h, const std::uint8_t *buffer, std::uint32_t number);
 
+// Writes count nodes that stand one behind the other, from number first on.
+void isPutNodes(IsamFile *h, const std::uint8_t *bytes, int count, std::uint32_t first);
+
 // Reads a node that a link leads to: 105 where the file ends before it, which a
 // checked number does not rule out.
 void isGetLinked(IsamFile *h, std::uint8_t *buffer, std::uint32_t number);

@@ -8,38 +8,69 @@
 namespace {
 
 constexpr std::uint32_t kBigTree = 4096;  // nodes: one of fewer stays near by itself
-constexpr int kMostLevels = 8;            // a tree of more is out of any file's reach, and only slower here
+
+bool leadsOn(const NodeBuf *n) { return n->state != ISBUF_EMPTY && n->level > 0 && n->used > node::kTreeStart; }
+
+const NodeBuf *rootOf(const IndexPath *path) {
+    const NodeBuf *n = path->top;
+    while (n->parent != nullptr)
+        n = n->parent;
+    return n;
+}
+
+bool canWarm(const IndexPath *path) { return path->byteOrder && !path->compressed && path->top != nullptr; }
+
+// The node below n on the way to the key, unless that is a leaf or not in memory.
+const NodeBuf *below(IndexPath *path, const NodeBuf *n, const std::uint8_t *key) {
+    const NodeBuf *child = isCachePeek(path, flatchild(path, n, key));
+    return child != nullptr && child->level == n->level - 1 && leadsOn(child) ? child : nullptr;
+}
+
+// All of a path's nodes have one size, and the node itself is not near yet.
+void fetch(const IndexPath *path, const NodeBuf *n) {
+    if (n != nullptr) isNodeFetch(n, path->top->size);
+}
+
+void fetchLeaf(IndexPath *path, const NodeBuf *n, const std::uint8_t *key) {
+    fetch(path, isCacheGuess(path, flatchild(path, n, key)));
+}
+
+// As far as the nodes above the leaves, of which one is fetched.
+void warmWay(IndexPath *path) {
+    path->wayNode = 0;
+    if (!canWarm(path)) return;
+    const NodeBuf *n = rootOf(path);
+    if (!leadsOn(n)) return;
+    while (n != nullptr && n->level > 2)
+        n = below(path, n, path->wayKey);
+    if (n == nullptr || n->level < 2) return;
+    path->wayNode = flatchild(path, n, path->wayKey);
+    fetch(path, isCacheGuess(path, path->wayNode));
+}
+
+void warmLeaf(IndexPath *path) {
+    if (path->wayNode == 0) return;
+    const NodeBuf *n = isCachePeek(path, path->wayNode);
+    if (n != nullptr && n->level == 1 && leadsOn(n)) fetchLeaf(path, n, path->wayKey);
+}
 
 }  // namespace
 
 void isTreeWarm(IndexPath *path, const std::uint8_t *key) {
-    if (!path->byteOrder || path->compressed || path->top == nullptr) return;
-    const NodeBuf *onPath[kMostLevels];
-    int height = 0;
-    for (const NodeBuf *n = path->top; n != nullptr && height < kMostLevels; n = n->parent)
-        onPath[height++] = n;
-    const NodeBuf *n = onPath[--height];
-    while (n->state != ISBUF_EMPTY && n->level > 0 && n->used > node::kTreeStart) {
-        const std::uint32_t child = flatchild(path, n, key);
-        const NodeBuf *next = height > 0 ? onPath[--height] : nullptr;
-        if (next != nullptr && next->number != child) {
-            next = nullptr;
-            height = 0;
-        }
-        if (n->level == 1) {
-            if (next == nullptr) next = isCacheGuess(path, child);
-            if (next != nullptr) isNodeFetch(next, n->size);
-            return;
-        }
-        if (next == nullptr) next = isCachePeek(path, child);
-        if (next == nullptr || next->level != n->level - 1) return;
-        n = next;
-    }
+    if (!canWarm(path)) return;
+    const NodeBuf *n = rootOf(path);
+    if (!leadsOn(n)) return;
+    while (n != nullptr && n->level > 1)
+        n = below(path, n, key);
+    if (n != nullptr) fetchLeaf(path, n, key);
 }
 
-void isRecordWarm(IndexPath *path, const void *record) {
+void isRecordWarm(IndexPath *path, const void *record, WarmStep step) {
     if (path->cachedCount < kBigTree || record == nullptr) return;
-    std::uint8_t key[ISMAXKEYLEN];
-    isKeyMake(path, key, record);
-    isTreeWarm(path, key);
+    if (step == WarmStep::kLeaf) {
+        warmLeaf(path);
+        return;
+    }
+    isKeyMake(path, path->wayKey, record);
+    warmWay(path);
 }

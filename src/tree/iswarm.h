@@ -8,5 +8,7 @@
 // alone.
 void isTreeWarm(IndexPath *path, const std::uint8_t *key);
 
-// The same for the key of a record, in trees that are worth it.
-void isRecordWarm(IndexPath *path, const void *record);
+// The same for the key of a record, in trees that are worth it, in two steps: what the
+// second one looks at comes while something else is done after the first.
+enum class WarmStep { kWay, kLeaf };
+void isRecordWarm(IndexPath *path, const void *record, WarmStep step);
