@@ -120,6 +120,7 @@ struct IsamFile {
     FreeCache indexFree, dataFree;
     std::int32_t *lockList;   // record numbers locked, 0 = free slot
     std::int16_t lockCount;   // slots in lockList
+    long lockHighest;         // no number in it is above
     std::uint8_t lockFlags;   // LockFlag
     int slot;                 // descriptor + 1, 0 = not registered
     std::uint32_t auditNode;  // node of the audit settings, 0 = none

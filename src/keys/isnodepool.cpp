@@ -22,20 +22,31 @@ std::size_t sizeOf(const IsamFile *h, const IndexPath *path) {
     return (sizeof(NodeBuf) + static_cast<std::size_t>(h->nodeSize) + keyArea + kLine - 1) / kLine * kLine;
 }
 
-NodeBuf *&bucketOf(const IndexPath *path, std::uint32_t number) {
-    return path->buckets[number & (path->bucketCount - 1)];
+NodeTable &tableFor(IndexPath *path, bool inner) { return inner ? path->inner : path->leaves; }
+
+NodeBuf *&bucketOf(const NodeTable &table, std::uint32_t number) {
+    return table.buckets[number & (table.bucketCount - 1)];
+}
+
+// The first one that may have the number.
+NodeBuf *firstOf(const NodeTable &table, std::uint32_t number) {
+    return table.bucketCount != 0 ? bucketOf(table, number) : nullptr;
+}
+
+NodeBuf *firstOf(const IndexPath *path, std::uint32_t number, int level) {
+    return firstOf(level > 0 ? path->inner : path->leaves, number);
 }
 
 // Twice as many buckets, so that hardly any has more than one buffer.
-void growBuckets(IndexPath *path) {
-    NodeBuf **old = path->buckets;
-    const std::uint32_t oldCount = path->bucketCount;
-    path->bucketCount = oldCount != 0 ? 2 * oldCount : kFirstBuckets;
-    path->buckets = is_new<NodeBuf *>(path->bucketCount);
+void growBuckets(NodeTable &table) {
+    NodeBuf **old = table.buckets;
+    const std::uint32_t oldCount = table.bucketCount;
+    table.bucketCount = oldCount != 0 ? 2 * oldCount : kFirstBuckets;
+    table.buckets = is_new<NodeBuf *>(table.bucketCount);
     for (std::uint32_t i = 0; i < oldCount; ++i)
         while (NodeBuf *n = old[i]) {
             old[i] = n->chain;
-            NodeBuf *&bucket = bucketOf(path, n->number);
+            NodeBuf *&bucket = bucketOf(table, n->number);
             n->chain = bucket;
             bucket = n;
         }
@@ -43,10 +54,12 @@ void growBuckets(IndexPath *path) {
 }
 
 void unchain(IndexPath *path, NodeBuf *n) {
-    NodeBuf **link = &bucketOf(path, n->number);
+    NodeTable &table = tableFor(path, n->inner);
+    NodeBuf **link = &bucketOf(table, n->number);
     while (*link != n)
         link = &(*link)->chain;
     *link = n->chain;
+    --table.count;
     n->chained = false;
     if (!n->cached) return;
     n->cached = false;
@@ -55,19 +68,24 @@ void unchain(IndexPath *path, NodeBuf *n) {
 
 // What the cache still has of a node that was given up, or whose change failed, makes
 // way for the one that has got the number.
-void dropOutdated(IndexPath *path, std::uint32_t number) {
-    NodeBuf *n = bucketOf(path, number);
+void dropOutdated(const NodeTable &table, std::uint32_t number) {
+    NodeBuf *n = firstOf(table, number);
     while (n != nullptr && (n->number != number || !n->cached || n->inRow))
         n = n->chain;
     if (n != nullptr) isPoolFree(n);
 }
 
 void enchain(IndexPath *path, NodeBuf *n) {
-    dropOutdated(path, n->number);
-    NodeBuf *&bucket = bucketOf(path, n->number);
+    dropOutdated(path->leaves, n->number);
+    dropOutdated(path->inner, n->number);
+    n->inner = n->level > 0;
+    NodeTable &table = tableFor(path, n->inner);
+    if (table.count >= table.bucketCount) growBuckets(table);
+    NodeBuf *&bucket = bucketOf(table, n->number);
     n->chain = bucket;
     n->chained = true;
     bucket = n;
+    ++table.count;
 }
 
 void enter(IndexPath *path, NodeBuf *n) {
@@ -190,7 +208,6 @@ void isCacheRename(IndexPath *path, NodeBuf *n, std::uint32_t number) {
 }
 
 void isCachePut(IndexPath *path, NodeBuf *n) {
-    if (path->cachedCount >= path->bucketCount) growBuckets(path);
     n->parent = nullptr;
     enter(path, n);
     // One that was taken from the row to be changed again has kept its place there.
@@ -202,9 +219,8 @@ void isCachePut(IndexPath *path, NodeBuf *n) {
     n->inRow = true;
 }
 
-NodeBuf *isCacheTake(IndexPath *path, std::uint32_t number) {
-    if (path->cachedCount == 0) return nullptr;
-    for (NodeBuf *n = bucketOf(path, number); n != nullptr; n = n->chain) {
+NodeBuf *isCacheTake(IndexPath *path, std::uint32_t number, int level) {
+    for (NodeBuf *n = firstOf(path, number, level); n != nullptr; n = n->chain) {
         if (n->number != number || !n->cached) continue;
         n->cached = false;
         n->asked = true;
@@ -219,23 +235,22 @@ NodeBuf *isCacheTake(IndexPath *path, std::uint32_t number) {
     return nullptr;
 }
 
-const NodeBuf *isCacheGuess(const IndexPath *path, std::uint32_t number) {
-    return path->bucketCount != 0 ? bucketOf(path, number) : nullptr;
+const NodeBuf *isCacheGuess(const IndexPath *path, std::uint32_t number, int level) {
+    return firstOf(path, number, level);
 }
 
-const NodeBuf *isCachePeek(const IndexPath *path, std::uint32_t number) {
-    const NodeBuf *n = isCacheGuess(path, number);
+const NodeBuf *isCachePeek(const IndexPath *path, std::uint32_t number, int level) {
+    const NodeBuf *n = firstOf(path, number, level);
     while (n != nullptr && n->number != number)
         n = n->chain;
     return n != nullptr && n->age == path->age && n->state != ISBUF_EMPTY ? n : nullptr;
 }
 
 NodeBuf *isCacheDirtyOf(const IndexPath *path, std::uint32_t number) {
-    if (path->bucketCount == 0) return nullptr;
-    NodeBuf *n = bucketOf(path, number);
-    while (n != nullptr && (n->number != number || !n->inRow || n->state != ISBUF_DIRTY))
-        n = n->chain;
-    return n;
+    for (const NodeTable *table : {&path->leaves, &path->inner})
+        for (NodeBuf *n = firstOf(*table, number); n != nullptr; n = n->chain)
+            if (n->number == number && n->inRow && n->state == ISBUF_DIRTY) return n;
+    return nullptr;
 }
 
 void isCacheSettle(IndexPath *path, NodeBuf *n) {
@@ -249,13 +264,16 @@ void isCacheSettle(IndexPath *path, NodeBuf *n) {
 }
 
 void isCacheFree(IndexPath *path) {
-    for (std::uint32_t i = 0; i < path->bucketCount; ++i)
-        while (NodeBuf *n = path->buckets[i]) {
-            path->buckets[i] = n->chain;
-            n->chained = false;
-            if (n->cached) isPoolFree(n);
-        }
-    path->buckets = static_cast<NodeBuf **>(is_free(path->buckets));
-    path->bucketCount = path->cachedCount = 0;
+    for (NodeTable *table : {&path->leaves, &path->inner}) {
+        for (std::uint32_t i = 0; i < table->bucketCount; ++i)
+            while (NodeBuf *n = table->buckets[i]) {
+                table->buckets[i] = n->chain;
+                n->chained = false;
+                if (n->cached) isPoolFree(n);
+            }
+        table->buckets = static_cast<NodeBuf **>(is_free(table->buckets));
+        table->bucketCount = table->count = 0;
+    }
+    path->cachedCount = 0;
     path->newestDirty = nullptr;
 }

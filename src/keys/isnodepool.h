@@ -26,14 +26,15 @@ void isPoolFree(NodeBuf *n);
 // Puts a buffer of the path into its cache.
 void isCachePut(IndexPath *path, NodeBuf *n);
 
-// The cached buffer with that node number, for the path, or null. What stands in one
-// from before the path's nodes were forgotten is forgotten here.
-NodeBuf *isCacheTake(IndexPath *path, std::uint32_t number);
+// The cached buffer with that node number, of a node of that level, for the path, or
+// null. What stands in one from before the path's nodes were forgotten is forgotten
+// here.
+NodeBuf *isCacheTake(IndexPath *path, std::uint32_t number, int level);
 
 // The loaded one with that number, left where it is, cached or not, or null.
 // isCacheGuess does not look at what it finds: as a rule it is the one.
-const NodeBuf *isCachePeek(const IndexPath *path, std::uint32_t number);
-const NodeBuf *isCacheGuess(const IndexPath *path, std::uint32_t number);
+const NodeBuf *isCachePeek(const IndexPath *path, std::uint32_t number, int level);
+const NodeBuf *isCacheGuess(const IndexPath *path, std::uint32_t number, int level);
 
 // Gives a cached buffer another node number.
 void isCacheRename(IndexPath *path, NodeBuf *n, std::uint32_t number);

@@ -21,6 +21,7 @@ struct NodeBuf {
     std::uint8_t state;     // BufferState
     bool fresh;             // its number was taken by the change under way
     bool chained;           // in a bucket, where its number finds it
+    bool inner;             // in one of the nodes above the leaves
     bool cached;            // and not on the path
     bool asked;             // taken from there since the pool last came by
     bool inRow;             // in the row of dirty nodes of the cache
@@ -57,11 +58,18 @@ struct NodeHint {
 };
 inline constexpr int kHintLevels = 4;
 
+// Nodes that are or were on a path, by their numbers. The few above the leaves have a
+// table of their own, which stays near the processor.
+struct NodeTable {
+    NodeBuf **buckets;
+    std::uint32_t bucketCount;  // a power of two, or 0
+    std::uint32_t count;        // nodes in them
+};
+
 struct IndexPath {
     KeyDesc keyDesc;
-    NodeBuf *top;               // deepest node; its parents lead to the root
-    NodeBuf **buckets;          // nodes that are or were on the path, by their numbers
-    std::uint32_t bucketCount;  // a power of two, or 0
+    NodeBuf *top;  // deepest node; its parents lead to the root
+    NodeTable leaves, inner;
     std::uint32_t cachedCount;  // nodes in them that are not on the path
     std::uint32_t age;          // how often its nodes were forgotten
     NodeBuf *newestDirty;       // the dirty ones among them, dropped last first

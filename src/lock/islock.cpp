@@ -101,6 +101,7 @@ void dropdata(IsamFile *h, long recnum) {
         if (h->lockList[i] >= kDataLength) unlockRecords(h, h->lockList[i], 1);
         h->lockList[i] = 0;
     }
+    h->lockHighest = 0;
     h->allLocked = false;
 }
 
@@ -110,7 +111,8 @@ bool notesAny(const IsamFile *h) {
     return false;
 }
 
-bool noted(IsamFile *h, long recnum) { return recnum != 0 && findslot(h, recnum) >= 0; }
+// Those above the highest number so far, as new records have, need no search.
+bool noted(IsamFile *h, long recnum) { return recnum != 0 && recnum <= h->lockHighest && findslot(h, recnum) >= 0; }
 
 }  // namespace
 
@@ -191,6 +193,7 @@ bool isLockData(IsamFile *h, long recnum, bool wait) {
     if (isAdmDupData(h, recnum, wait)) return false;
     if (!lockdata(h, recnum, wait)) return false;
     h->lockList[slot] = static_cast<std::int32_t>(recnum);
+    h->lockHighest = std::max(h->lockHighest, recnum);
     return true;
 }
 
@@ -200,6 +203,24 @@ void isDropData(IsamFile *h, long recnum) {
     if (slot < 0) return;
     dropdata(h, recnum);
     h->lockList[slot] = 0;
+}
+
+void isDropRange(IsamFile *h, long first, long last) {
+    if (heldBy(h, ISLF_EXCLUSIVE)) return;
+    const bool kept = strangersHoldAll(h);
+    long count = 0;
+    for (long recnum = last; recnum >= first; --recnum) {
+        const int slot = noted(h, recnum) ? findslot(h, recnum) : -1;
+        if (slot >= 0) {
+            h->lockList[slot] = 0;
+            ++count;
+        }
+        if (slot >= 0 && recnum > first) continue;
+        // Those noted without a gap go together.
+        const long lowest = slot >= 0 ? recnum : recnum + 1;
+        if (!kept) unlockRecords(h, lowest, count);
+        count = 0;
+    }
 }
 
 bool isLockDall(IsamFile *h) {

@@ -59,6 +59,9 @@ bool isLockData(IsamFile *h, long recnum, bool wait);
 // Releases the record's lock if this handle holds it.
 void isDropData(IsamFile *h, long recnum);
 
+// Releases those that it holds of the records from first to last.
+void isDropRange(IsamFile *h, long first, long last);
+
 // Locks the whole data file, without waiting. False when refused.
 bool isLockDall(IsamFile *h);
 

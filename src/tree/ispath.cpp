@@ -106,12 +106,12 @@ NodeBuf *isPathSplit(IsamFile *h, IndexPath *path) {
 void isPathAdd(IsamFile *h, IndexPath *path, std::uint32_t number) {
     if (number == 0 && !h->damageFails) isBroken(kModule, kPushLine);
     isCheckNodeNumber(h, number);
-    NodeBuf *n = isCacheTake(path, number);
+    const int childLevel = path->top->level - 1;
+    NodeBuf *n = isCacheTake(path, number, childLevel);
     if (n == nullptr) {
         n = isMakeNode(h, path);
         n->number = number;
     }
-    const int childLevel = path->top->level - 1;
     n->parent = path->top;
     path->top = n;
     isRefNode(h, path, n, childLevel);

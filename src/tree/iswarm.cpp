@@ -22,7 +22,7 @@ bool canWarm(const IndexPath *path) { return path->byteOrder && !path->compresse
 
 // The node below n on the way to the key, unless that is a leaf or not in memory.
 const NodeBuf *below(IndexPath *path, const NodeBuf *n, const std::uint8_t *key) {
-    const NodeBuf *child = isCachePeek(path, flatchild(path, n, key));
+    const NodeBuf *child = isCachePeek(path, flatchild(path, n, key), n->level - 1);
     return child != nullptr && child->level == n->level - 1 && leadsOn(child) ? child : nullptr;
 }
 
@@ -32,7 +32,7 @@ void fetch(const IndexPath *path, const NodeBuf *n) {
 }
 
 void fetchLeaf(IndexPath *path, const NodeBuf *n, const std::uint8_t *key) {
-    fetch(path, isCacheGuess(path, flatchild(path, n, key)));
+    fetch(path, isCacheGuess(path, flatchild(path, n, key), 0));
 }
 
 // As far as the nodes above the leaves, of which one is fetched.
@@ -45,12 +45,12 @@ void warmWay(IndexPath *path) {
         n = below(path, n, path->wayKey);
     if (n == nullptr || n->level < 2) return;
     path->wayNode = flatchild(path, n, path->wayKey);
-    fetch(path, isCacheGuess(path, path->wayNode));
+    fetch(path, isCacheGuess(path, path->wayNode, 1));
 }
 
 void warmLeaf(IndexPath *path) {
     if (path->wayNode == 0) return;
-    const NodeBuf *n = isCachePeek(path, path->wayNode);
+    const NodeBuf *n = isCachePeek(path, path->wayNode, 1);
     if (n != nullptr && n->level == 1 && leadsOn(n)) fetchLeaf(path, n, path->wayKey);
 }
 

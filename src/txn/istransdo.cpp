@@ -1,5 +1,6 @@
 #include "txn/istransdo.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
@@ -275,14 +276,29 @@ IsamFile *txnrealfile(const LogRecord *record, int fd) {
     return h;
 }
 
-int txnfree(LogRecord *record) {
+int txnfree(LogRecord *record, ReleaseRun *run) {
     IsamFile *h = txnrealfile(record, isTakeInt(record));
-    const std::uint32_t recnum = isTakeLong(record);
+    const std::uint32_t number = isTakeLong(record);
     if (!isLogSound(record) || h == nullptr) return 0;
-    return isOperation(h, ISCLASS_OPEN, [h, recnum] {
-        isDropData(h, static_cast<long>(recnum));
+    if (number == 0 || number > kMaxNumber) return 1;
+    const auto recnum = static_cast<long>(number);
+    if (run->h != h || recnum < run->first - 1 || recnum > run->last + 1) {
+        txnfreeRun(run);
+        *run = {h, recnum, recnum};
+    }
+    run->first = std::min(run->first, recnum);
+    run->last = std::max(run->last, recnum);
+    return 1;
+}
+
+void txnfreeRun(ReleaseRun *run) {
+    IsamFile *h = run->h;
+    if (h == nullptr) return;
+    isOperation(h, ISCLASS_OPEN, [h, run] {
+        isDropRange(h, run->first, run->last);
         return 1;
     });
+    run->h = nullptr;
 }
 
 void txnmark(LogRecord *record) {

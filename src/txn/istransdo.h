@@ -19,8 +19,16 @@ const TxnAction *isTxnAction(int type);
 // process, otherwise the descriptor's own, if it was open then.
 IsamFile *txnrealfile(const LogRecord *record, int fd);
 
-// Releases the lock on the record that an insert or update names.
-int txnfree(LogRecord *record);
+// Records that follow each other, whose locks can be released by one call.
+struct ReleaseRun {
+    IsamFile *h;  // null: none
+    long first, last;
+};
+
+// Releases the lock on the record that an insert or update names, now or with its
+// neighbours: txnfreeRun releases what is left.
+int txnfree(LogRecord *record, ReleaseRun *run);
+void txnfreeRun(ReleaseRun *run);
 
 // Marks the handle that a record changed to be pinned, before anything is undone.
 void txnmark(LogRecord *record);

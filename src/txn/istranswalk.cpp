@@ -11,31 +11,39 @@ namespace {
 
 bool isChange(int type) { return type == logtype::kInsert || type == logtype::kDelete || type == logtype::kUpdate; }
 
-int visit(int log, LogRecord *record, const TxnAction *action, TxnWalk mode, bool *refused) {
+struct Walk {
+    int log;
+    TxnWalk mode;
+    TxnMoves moves;
+    ReleaseRun run;
+    bool refused;
+};
+
+int visit(Walk *w, LogRecord *record, const TxnAction *action) {
     const int type = action->type;
-    switch (mode) {
+    switch (w->mode) {
     case TxnWalk::kMark:
         if (!isChange(type)) return 1;
-        if (!isLogBody(log, record)) return 0;
+        if (!isLogBody(w->log, record)) return 0;
         txnmark(record);
         return 1;
     case TxnWalk::kRelease:
         if (type != logtype::kInsert && type != logtype::kUpdate) return 1;
-        if (!isLogBody(log, record)) return 0;
-        txnfree(record);
+        if (!isLogBody(w->log, record)) return 0;
+        txnfree(record, &w->run);
         return 1;
     case TxnWalk::kUndo: break;
     }
     if (action->undo == nullptr) return 1;
-    if (!isLogBody(log, record)) return 0;
-    *refused = action->undo(record) == 0;
-    return !*refused;
+    if (!isLogBody(w->log, record)) return 0;
+    w->refused = action->undo(record) == 0;
+    return !w->refused;
 }
 
-int walk(int log, std::int64_t offset, TxnWalk mode, TxnMoves *moves, bool *refused) {
+int walk(Walk *w, std::int64_t offset) {
     for (;;) {
         LogRecord record;
-        if (!isLogHead(log, &record, offset)) return 0;
+        if (!isLogHead(w->log, &record, offset)) return 0;
         const int type = logrec::type(record.bytes);
         if (type == logtype::kBegin) return 1;
         const TxnAction *action = isTxnAction(type);
@@ -45,8 +53,8 @@ int walk(int log, std::int64_t offset, TxnWalk mode, TxnMoves *moves, bool *refu
             errno = ISERR_BADLOG;
             return 0;
         }
-        if (mode == TxnWalk::kUndo) record.moves = moves;
-        if (!visit(log, &record, action, mode, refused)) return 0;
+        if (w->mode == TxnWalk::kUndo) record.moves = &w->moves;
+        if (!visit(w, &record, action)) return 0;
         offset = previous;
     }
 }
@@ -54,10 +62,13 @@ int walk(int log, std::int64_t offset, TxnWalk mode, TxnMoves *moves, bool *refu
 }  // namespace
 
 int txnprocess(int log, std::int64_t offset, TxnWalk mode, bool *refused) {
-    TxnMoves moves = {};
-    *refused = false;
+    Walk w = {log, mode, {}, {}, false};
     isLogAheadForget();
-    const int done = walk(log, offset, mode, &moves, refused);
-    isFreeMoves(&moves);
+    const int done = walk(&w, offset);
+    const int code = errno;
+    txnfreeRun(&w.run);
+    isFreeMoves(&w.moves);
+    *refused = w.refused;
+    errno = code;
     return done;
 }

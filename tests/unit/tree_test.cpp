@@ -355,8 +355,8 @@ class NodeCache : public testing::Test {
     void TearDown() override { isProcess.cacheLimit = kCacheLimit; }
 
     template <typename Visit> static void eachCached(const IndexPath *p, Visit &&visit) {
-        for (std::uint32_t i = 0; i < p->bucketCount; ++i)
-            for (const NodeBuf *n = p->buckets[i]; n != nullptr; n = n->chain)
+        for (std::uint32_t i = 0; i < p->leaves.bucketCount; ++i)
+            for (const NodeBuf *n = p->leaves.buckets[i]; n != nullptr; n = n->chain)
                 visit(n);
     }
     const NodeBuf *cached(std::uint32_t number) {
@@ -478,7 +478,7 @@ TEST_F(NodeCache, ClearingForReadingForgetsCleanNodesAndTheRoot) {
         isPathClear(t_.h(), ISCLASS_READ);
         EXPECT_EQ(p->top->state, ISBUF_EMPTY);
         ASSERT_NE(cached(leaf), nullptr);
-        EXPECT_EQ(isCacheTake(p, leaf)->state, ISBUF_EMPTY);
+        EXPECT_EQ(isCacheTake(p, leaf, 0)->state, ISBUF_EMPTY);
     });
 }
 
