@@ -25,7 +25,7 @@ int isclone(int fd, const char *name) {
 int iscopy(int to, int from, KeyDesc *key) {
     IsamFile *source = isWrapOpen(from);
     if (source == nullptr) return -1;
-    return isWrapped(to, [=](IsamFile *h) { return isCopy(h, source, key); });
+    return isWrapped(to, [=](IsamFile *h) { return isCopy(h, source, key, false); });
 }
 
 int iscluster(int fd, KeyDesc *key) {

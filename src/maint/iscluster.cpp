@@ -146,7 +146,7 @@ IsamFile *isCluster(IsamFile *h, const KeyDesc *key) {
     }
     const bool inLog = h->openLogged;
     Stage stage = kOldStands;
-    if (!takeSettings(clone, h) || !isCopy(clone, h, key))
+    if (!takeSettings(clone, h) || !isCopy(clone, h, key, true))
         return giveUp(h, clone, stage, inLog, clone->errcode, clone->errio);
     if (!takePlace(h, clone, &stage)) return giveUp(h, clone, stage, inLog, h->errcode, h->errio);
 

@@ -11,9 +11,12 @@
 #include "frame/isentry.h"
 #include "keys/isindex.h"
 #include "keys/iskey.h"
+#include "keys/isnodepool.h"
+#include "records/isaddidx.h"
 #include "records/isbuild.h"
 #include "records/ischange.h"
 #include "storage/header_layout.h"
+#include "storage/isahead.h"
 #include "storage/isdatio.h"
 #include "storage/isfree.h"
 #include "storage/ishead.h"
@@ -31,6 +34,8 @@ constexpr int kMostKeyRecord = 32768 + ISMAXKEYLEN;
 
 struct Copying {
     IsamFile *to, *from;
+    bool apart;                                      // nobody knows the destination yet
+    int waiting;                                     // slots that are not written yet, see collect
     int index;                                       // of the order, from's keyCount: by record number
     bool locked;                                     // the destination is locked and fresh
     bool begun;                                      // at least one record has been copied
@@ -95,11 +100,36 @@ void addRecord(Copying *c, const char *record) {
     settleRecord(c);
 }
 
+void writeWaiting(Copying *c) {
+    IsamFile *h = c->to;
+    if (c->waiting == 0) return;
+    const int count = c->waiting;
+    c->waiting = 0;
+    isPutSlots(h, isAheadLend(h), count, static_cast<long>(h->dataFree.last) - count + 1);
+}
+
+void writeCollected(Copying *c) {
+    writeWaiting(c);
+    for (int i = c->to->keyCount - 1; i >= 0; --i)
+        isWriteFilled(c->to, i, true);
+}
+
+// A file that goes when the copy fails need not be whole in between: slots are written
+// many at a time, nodes when there is no more room for them in memory.
+void collect(Copying *c, const char *record) {
+    IsamFile *h = c->to;
+    h->mask = hasMasks(h) && hasMasks(c->from) ? slot::mask(c->from) : 0;
+    if ((c->waiting + 1) * h->bufferLength > kAheadRoom) writeWaiting(c);
+    isInsertKeys(h, record, isGetFree(h, ISKIND_DATA));
+    isMakeSlot(h, record, isAheadLend(h) + static_cast<std::ptrdiff_t>(c->waiting++) * h->bufferLength);
+    if (isPoolFull()) writeCollected(c);
+}
+
 // Copies the record in the source's slot buffer.
 void copySlot(Copying *c) {
     IsamFile *h = c->from;
     if (!hasTails(h)) {
-        addRecord(c, reinterpret_cast<const char *>(h->recordBuffer));
+        (c->apart ? collect : addRecord)(c, reinterpret_cast<const char *>(h->recordBuffer));
         return;
     }
     if (h->oldImage == nullptr) h->oldImage = is_new<char>(static_cast<std::size_t>(h->varlenInfo));
@@ -207,6 +237,8 @@ void copyAll(Copying *c, const KeyDesc *key) {
     } else if (hasData(from)) {
         copyByNumber(c);
     }
+    if (c->apart) writeCollected(c);
+    if (c->apart) isFreeWrite(c->to);
     isHeadWrite(c->to);
 }
 
@@ -261,10 +293,10 @@ IsamFile *isClone(IsamFile *h, const char *name) {
     return made;
 }
 
-int isCopy(IsamFile *to, IsamFile *from, const KeyDesc *key) {
+int isCopy(IsamFile *to, IsamFile *from, const KeyDesc *key, bool apart) {
     const std::uint32_t mask = to->mask;
     const int toLength = to->reclen, fromLength = from->reclen;
-    Copying copying = {to, from, 0, false, false, 0, 0, {}};
+    Copying copying = {to, from, apart, 0, 0, false, false, 0, 0, {}};
     const int done = isOperation(to, ISCLASS_WRITE, [&copying, to, key] {
         copyLocked(&copying, key);
         isDropLock(to);

@@ -9,5 +9,6 @@
 IsamFile *isClone(IsamFile *h, const char *name);
 
 // Copies all records of one file into another, in the order of an index (null:
-// the current one). 0 with the error in `to`; what was copied before stays.
-int isCopy(IsamFile *to, IsamFile *from, const KeyDesc *key);
+// the current one). 0 with the error in `to`; what was copied before stays, unless
+// nobody knows that file yet: it is to be given up then.
+int isCopy(IsamFile *to, IsamFile *from, const KeyDesc *key, bool apart);

@@ -32,10 +32,18 @@ void isGetData(IsamFile *h, long recnum) {
         is_read(h, ISKIND_DATA, h->recordBuffer, h->bufferLength, slotOffset(h, recnum));
 }
 
+void isMakeSlot(const IsamFile *h, const char *record, std::uint8_t *slot) {
+    std::memcpy(slot, record, static_cast<std::size_t>(h->recordLength));
+    slot[h->recordLength] = slot::kPresent;
+    if (hasMasks(h)) st_long(h->mask, slot + h->bufferLength - slot::kMaskSize);
+}
+
+void isPutSlots(IsamFile *h, const std::uint8_t *slots, int count, long first) {
+    is_write(h, ISKIND_DATA, slots, count * h->bufferLength, slotOffset(h, first));
+}
+
 void isPutData(IsamFile *h, const char *record, long recnum) {
-    std::memcpy(h->recordBuffer, record, static_cast<std::size_t>(h->recordLength));
-    h->recordBuffer[h->recordLength] = slot::kPresent;
-    if (hasMasks(h)) st_long(h->mask, h->recordBuffer + h->bufferLength - slot::kMaskSize);
+    isMakeSlot(h, record, h->recordBuffer);
     is_write(h, ISKIND_DATA, h->recordBuffer, h->bufferLength, slotOffset(h, recnum));
     isAheadPatch(h, static_cast<std::uint32_t>(recnum), 0, h->recordBuffer, h->bufferLength);
 }
