@@ -32,10 +32,10 @@ void isGetData(IsamFile *h, long recnum) {
         is_read(h, ISKIND_DATA, h->recordBuffer, h->bufferLength, slotOffset(h, recnum));
 }
 
-void isMakeSlot(const IsamFile *h, const char *record, std::uint8_t *slot) {
-    std::memcpy(slot, record, static_cast<std::size_t>(h->recordLength));
-    slot[h->recordLength] = slot::kPresent;
-    if (hasMasks(h)) st_long(h->mask, slot + h->bufferLength - slot::kMaskSize);
+void isMakeSlot(const IsamFile *h, const char *record, std::uint8_t *out) {
+    std::memcpy(out, record, static_cast<std::size_t>(h->recordLength));
+    out[h->recordLength] = slot::kPresent;
+    if (hasMasks(h)) st_long(h->mask, out + h->bufferLength - slot::kMaskSize);
 }
 
 void isPutSlots(IsamFile *h, const std::uint8_t *slots, int count, long first) {

@@ -51,9 +51,9 @@ void isGetData(IsamFile *h, long recnum);
 // the slot.
 void isPutData(IsamFile *h, const char *record, long recnum);
 
-// What that stores, without a tail, in slot; and slots made so, one behind the other,
+// What that stores, without a tail, to out; and slots made so, one behind the other,
 // from number first on. Nothing is kept of those.
-void isMakeSlot(const IsamFile *h, const char *record, std::uint8_t *slot);
+void isMakeSlot(const IsamFile *h, const char *record, std::uint8_t *out);
 void isPutSlots(IsamFile *h, const std::uint8_t *slots, int count, long first);
 
 // Is the slot deleted? Reads its status byte.

@@ -35,7 +35,7 @@ class SlotMirrorTest : public testing::Test {
     }
     void TearDown() override {
         iscachelimit(before_);
-        if (h() == nullptr) return;
+        if (isAdmItoD(file_.fd()) == nullptr) return;
         isMirrorFree(h());
         EXPECT_EQ(isProcess.mirrorBytes, 0U);
     }
