@@ -37,12 +37,32 @@ NodeBuf *firstOf(const IndexPath *path, std::uint32_t number, int level) {
     return firstOf(level > 0 ? path->inner : path->leaves, number);
 }
 
+// A table of some size is touched all over: in a block of its kind, a large page.
+bool isSlabTable(std::uint32_t count) {
+    constexpr std::uint32_t kLeast = 8192, kMost = 131072;
+    return kSlabs && count >= kLeast && count <= kMost;
+}
+
+NodeBuf **takeBuckets(std::uint32_t count) {
+    if (!isSlabTable(count)) return is_new<NodeBuf *>(count);
+    void *buckets = isSlabTake(sizeof(NodeBuf *) * count);
+    std::memset(buckets, 0, sizeof(NodeBuf *) * count);
+    return static_cast<NodeBuf **>(buckets);
+}
+
+void giveBuckets(NodeBuf **buckets, std::uint32_t count) {
+    if (isSlabTable(count))
+        isSlabGive(buckets);
+    else
+        is_free(buckets);
+}
+
 // Twice as many buckets, so that hardly any has more than one buffer.
 void growBuckets(NodeTable &table) {
     NodeBuf **old = table.buckets;
     const std::uint32_t oldCount = table.bucketCount;
     table.bucketCount = oldCount != 0 ? 2 * oldCount : kFirstBuckets;
-    table.buckets = is_new<NodeBuf *>(table.bucketCount);
+    table.buckets = takeBuckets(table.bucketCount);
     for (std::uint32_t i = 0; i < oldCount; ++i)
         while (NodeBuf *n = old[i]) {
             old[i] = n->chain;
@@ -50,7 +70,7 @@ void growBuckets(NodeTable &table) {
             n->chain = bucket;
             bucket = n;
         }
-    is_free(old);
+    giveBuckets(old, oldCount);
 }
 
 void unchain(IndexPath *path, NodeBuf *n) {
@@ -271,8 +291,8 @@ void isCacheFree(IndexPath *path) {
                 n->chained = false;
                 if (n->cached) isPoolFree(n);
             }
-        table->buckets = static_cast<NodeBuf **>(is_free(table->buckets));
-        table->bucketCount = table->count = 0;
+        giveBuckets(table->buckets, table->bucketCount);
+        *table = {};
     }
     path->cachedCount = 0;
     path->newestDirty = nullptr;
