@@ -3,7 +3,7 @@
 //
 // Changes are made in node buffers alone; nothing reaches the file before
 // isPathWrite at the end of the operation. A dirty node is never dropped: the
-// cache of kCacheSlots nodes grows instead for as long as it must.
+// cache grows instead for as long as it must.
 //
 // Between operations a path is its root and its cache. The root may stand
 // there unloaded after a failure or a foreign change; isPathRoot loads it.
