@@ -16,7 +16,6 @@
 #include "records/isbuild.h"
 #include "records/ischange.h"
 #include "storage/header_layout.h"
-#include "storage/isahead.h"
 #include "storage/isdatio.h"
 #include "storage/isfree.h"
 #include "storage/ishead.h"
@@ -31,6 +30,7 @@ namespace {
 
 // Parts begin at 0..32767.
 constexpr int kMostKeyRecord = 32768 + ISMAXKEYLEN;
+constexpr int kWaitingRoom = 64 * 1024;  // bytes of slots written in one piece
 
 struct Copying {
     IsamFile *to, *from;
@@ -105,13 +105,13 @@ void writeWaiting(Copying *c) {
     if (c->waiting == 0) return;
     const int count = c->waiting;
     c->waiting = 0;
-    isPutSlots(h, isAheadLend(h), count, static_cast<long>(h->dataFree.last) - count + 1);
+    isPutSlots(h, isDbuffer(h, kWaitingRoom), count, static_cast<long>(h->dataFree.last) - count + 1);
 }
 
 void writeCollected(Copying *c) {
-    writeWaiting(c);
     for (int i = c->to->keyCount - 1; i >= 0; --i)
         isWriteFilled(c->to, i, true);
+    writeWaiting(c);
 }
 
 // A file that goes when the copy fails need not be whole in between: slots are written
@@ -119,9 +119,9 @@ void writeCollected(Copying *c) {
 void collect(Copying *c, const char *record) {
     IsamFile *h = c->to;
     h->mask = hasMasks(h) && hasMasks(c->from) ? slot::mask(c->from) : 0;
-    if ((c->waiting + 1) * h->bufferLength > kAheadRoom) writeWaiting(c);
+    if ((c->waiting + 1) * h->bufferLength > kWaitingRoom) writeWaiting(c);
     isInsertKeys(h, record, isGetFree(h, ISKIND_DATA));
-    isMakeSlot(h, record, isAheadLend(h) + static_cast<std::ptrdiff_t>(c->waiting++) * h->bufferLength);
+    isMakeSlot(h, record, isDbuffer(h, kWaitingRoom) + static_cast<std::ptrdiff_t>(c->waiting++) * h->bufferLength);
     if (isPoolFull()) writeCollected(c);
 }
 
