@@ -21,7 +21,7 @@ struct NodeBuf {
     std::uint8_t state;     // BufferState
     bool fresh;             // its number was taken by the change under way
     bool chained;           // in a bucket, where its number finds it
-    bool inner;             // in one of the nodes above the leaves
+    bool inner;             // in the table of nodes above the leaves
     bool cached;            // and not on the path
     bool asked;             // taken from there since the pool last came by
     bool inRow;             // in the row of dirty nodes of the cache

@@ -237,8 +237,10 @@ void copyAll(Copying *c, const KeyDesc *key) {
     } else if (hasData(from)) {
         copyByNumber(c);
     }
-    if (c->apart) writeCollected(c);
-    if (c->apart) isFreeWrite(c->to);
+    if (c->apart) {
+        writeCollected(c);
+        isFreeWrite(c->to);
+    }
     isHeadWrite(c->to);
 }
 
