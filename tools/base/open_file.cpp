@@ -92,13 +92,18 @@ long OpenFile::recordCount() const {
 }
 
 std::vector<KeyDesc> OpenFile::indexes() const {
+    std::vector<KeyDesc> descriptions;
+    KeyDesc key;
+    while (isindexinfo(fd_, &key, static_cast<int>(descriptions.size()) + 1) == 0)
+        descriptions.push_back(key);
+    if (iserrno != ISERR_ARGUMENT) failCall(name_, "cannot be read");
+    return descriptions;
+}
+
+bool OpenFile::hasPrimaryKey() const {
     DictInfo info;
     if (isisaminfo(fd_, &info) != 0) failCall(name_, "cannot be read");
-    std::vector<KeyDesc> descriptions(info.keyCount & ~kVariableBit);
-    for (std::size_t i = 0; i < descriptions.size(); ++i) {
-        if (isindexinfo(fd_, &descriptions[i], static_cast<int>(i) + 1) != 0) failCall(name_, "cannot be read");
-    }
-    return descriptions;
+    return (info.keyCount & ~kVariableBit) == indexes().size();
 }
 
 }  // namespace tool

@@ -43,8 +43,11 @@ class OpenFile {
     int minimumLength() const { return minimum_; }
     int maximumLength() const { return maximum_; }
     long recordCount() const;
-    // The descriptions of all indexes, the first one first; without parts: record-number order.
+    // The descriptions of all indexes, the first one first.
     std::vector<KeyDesc> indexes() const;
+    // Is the first of them the primary key? Else the file was built in record-number order, which isisaminfo counts as
+    // an index.
+    bool hasPrimaryKey() const;
 
   private:
     static OpenFile open(const std::string &name, int mode);
