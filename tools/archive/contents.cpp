@@ -55,7 +55,8 @@ Digest hashOne(const OpenFile &file, const Scan &scan, int keyLength) {
 Digest hashFile(const OpenFile &file, const std::vector<KeyDesc> &keys, const Digest &records) {
     int mode = 0;
     isgetmode(file.fd(), &mode);
-    unsigned kind = file.variableLength() ? kVariable : 0;
+    unsigned kind = 0;
+    if (file.variableLength()) kind |= kVariable;
     if (file.variableLength() && (mode & ISCOMPRESS) != 0) kind |= kCompressed;
     if (file.hasMasks()) kind |= kMasks;
     if (!file.hasPrimaryKey()) kind |= kByNumber;

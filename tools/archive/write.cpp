@@ -46,7 +46,8 @@ class Writer {
     unsigned kind(const Settings &settings) const {
         int mode = 0;
         isgetmode(file_.fd(), &mode);
-        unsigned kind = file_.variableLength() ? archive::kVariable : 0;
+        unsigned kind = 0;
+        if (file_.variableLength()) kind |= archive::kVariable;
         if (file_.variableLength() && (mode & ISCOMPRESS) != 0) kind |= archive::kCompressed;
         if (file_.hasMasks()) kind |= archive::kMasks;
         if (!file_.hasPrimaryKey()) kind |= archive::kByNumber;
