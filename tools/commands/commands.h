@@ -9,5 +9,11 @@ namespace tool {
 void addCommands(Program &program);
 
 void addInfo(Program &program);
+void addGet(Program &program);
+void addScan(Program &program);
+void addDump(Program &program);
+void addLoad(Program &program);
+void addLayout(Program &program);
+void addBuild(Program &program);
 
 }  // namespace tool

@@ -8,6 +8,12 @@ class HexCodec : public Codec {
   public:
     using Codec::Codec;
     std::string blank() const override { return std::string(length(), '\0'); }
+    std::string storeBeginning(const Value &value) const override {
+        std::string bytes = value.text;
+        if (value.kind != Value::kBytes && !fromHex(value.text, bytes))
+            throw ValueFault("is to be pairs of hexadecimal digits");
+        return bytes.substr(0, length());
+    }
 
   private:
     bool decode(std::string_view bytes, Value &value) const override {

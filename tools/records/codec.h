@@ -24,6 +24,8 @@ class Codec {
     Value show(std::string_view bytes) const;
     // The field's bytes for a value; throws ValueFault. As many as the field has, any number for the rest of a record.
     std::string store(const Value &value) const;
+    // The bytes that a value begins with, for keys: text without what it is filled with; of other types, as store.
+    virtual std::string storeBeginning(const Value &value) const { return store(value); }
     // What stands in a field of which nothing is said.
     virtual std::string blank() const = 0;
 

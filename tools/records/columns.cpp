@@ -52,12 +52,12 @@ std::string Columns::blankRecord() const {
     return bytes;
 }
 
-Layout layoutFor(const OpenFile &file, const std::string &path, bool without_names) {
-    const Layout own = layoutOf(file);
+std::optional<Layout> namedLayout(const OpenFile &file, const std::string &path) {
     std::string from = path;
     std::error_code ignored;
     if (from.empty() && std::filesystem::exists(layoutPath(file.name()), ignored)) from = layoutPath(file.name());
-    if (without_names || from.empty()) return own;
+    if (from.empty()) return std::nullopt;
+    const Layout own = layoutOf(file);
     Layout named = readLayout(from);
     if (named.minimum != own.minimum || named.maximum != own.maximum || named.variable != own.variable)
         throw Failure(from + ": has '" + recordLine(named) + "', the file '" + recordLine(own) + "'");

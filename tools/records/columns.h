@@ -54,7 +54,8 @@ class Columns {
     int maximum_;
 };
 
-// The layout that a command works by: that of `path`, else FILE.layout, else what the file tells.
-Layout layoutFor(const OpenFile &file, const std::string &path, bool without_names);
+// The layout that a command works by: that of `path`, else FILE.layout where there is one. Throws Failure where it is
+// not for this file; none where there is no layout.
+std::optional<Layout> namedLayout(const OpenFile &file, const std::string &path);
 
 }  // namespace tool

@@ -10,6 +10,9 @@ class TextCodec : public Codec {
   public:
     explicit TextCodec(const Field &field) : Codec(field), charset_(field.charset) {}
     std::string blank() const override { return filled({}); }
+    std::string storeBeginning(const Value &value) const override {
+        return value.kind == Value::kBytes ? store(value) : inCharset(value);
+    }
 
   private:
     bool endsAtNul() const { return field().type == FieldType::kString; }
@@ -31,7 +34,7 @@ class TextCodec : public Codec {
         return true;
     }
 
-    std::string encode(const Value &value) const override {
+    std::string inCharset(const Value &value) const {
         const std::optional<std::string> bytes = charset_.fromUtf8(value.text);
         if (!bytes)
             throw ValueFault(field().charset.empty() ? std::string("is no UTF-8")
@@ -39,8 +42,10 @@ class TextCodec : public Codec {
         if (!field().takesRest() && bytes->size() > length())
             throw ValueFault("has " + std::to_string(bytes->size()) + " bytes, the field " + std::to_string(length()));
         if (endsAtNul() && bytes->find('\0') != std::string::npos) throw ValueFault("has a NUL in it");
-        return filled(*bytes);
+        return *bytes;
     }
+
+    std::string encode(const Value &value) const override { return filled(inCharset(value)); }
 
     Charset charset_;
 };

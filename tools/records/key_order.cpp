@@ -1,4 +1,4 @@
-#include "records/keys.h"
+#include "records/key_order.h"
 
 #include "layout/words.h"
 
@@ -34,26 +34,6 @@ int comparePart(unsigned type, const std::string &a, const std::string &b, std::
 }
 
 }  // namespace
-
-int keyLength(const KeyDesc &key) {
-    int length = 0;
-    for (int i = 0; i < key.nparts; ++i)
-        length += key.parts[i].length;
-    return length;
-}
-
-std::string keyOf(const KeyDesc &key, std::string_view record) {
-    std::string image;
-    for (int i = 0; i < key.nparts; ++i) {
-        const KeyPart &part = key.parts[i];
-        const auto length = static_cast<std::size_t>(part.length);
-        std::string_view bytes = record.substr(std::min(static_cast<std::size_t>(part.start), record.size()), length);
-        if ((part.type & kKeyTypeBits) == STRINGTYPE) bytes = bytes.substr(0, bytes.find('\0'));
-        image.append(bytes);
-        image.append(length - bytes.size(), '\0');
-    }
-    return image;
-}
 
 int compareKeys(const KeyDesc &key, const std::string &a, const std::string &b, int length) {
     const auto counts = static_cast<std::size_t>(length);
