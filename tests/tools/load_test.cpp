@@ -47,7 +47,7 @@ TEST_F(Load, TakesColumnsInAnyOrderAndLeavesOthersEmpty) {
 }
 
 TEST_F(Load, TakesWhatOtherProgramsWrite) {
-    EXPECT_EQ(load("\xef\xbb\xbfnumber,name\r\n\r\n1,\" a\"\"b\"\r\n2,c").status, 0);
+    EXPECT_EQ(load("\xef\xbb\xbf\"number\",name\r\n\r\n1,\" a\"\"b\"\r\n2,c").status, 0);
     EXPECT_EQ(rows(), "1,\" a\"\"b\",0.00,,,,\n2,c,0.00,,,,\n");
 }
 
@@ -75,7 +75,7 @@ TEST_F(Load, FaultsOfCsvNameLineAndField) {
     expectRefused("", "has no header line with the fields' names");
     expectRefused("number,nam\n", "line 1: there is no field 'nam'");
     expectRefused("number,name,number\n", "line 1: the header has 'number' twice");
-    expectRefused("number,name\n1\n", "line 2: has 1 cells, the header 2");
+    expectRefused("number,name\n1\n", "line 2: has 1 cell, the header 2");
     expectRefused("number,name\n1,a,b\n", "line 2: has 3 cells, the header 2");
     expectRefused("number,name\n1,a\"b\n", "line 2: a quote stands where none can be");
     expectRefused("number,name\n1,\"a\n2,b\n", "line 2: a quote is opened and not closed");
@@ -146,7 +146,7 @@ TEST_F(Load, GoesOnWhereItIsToldTo) {
     const Ran ran = load("number,name\n1,a\nx,b\n3\n4,d\n1,e\n", "--keep-going");
     EXPECT_EQ(ran.status, 2);
     EXPECT_EQ(ran.err, "isam load: input: line 3: field number: is to be a whole number\n"
-                       "isam load: input: line 4: has 1 cells, the header 2\n"
+                       "isam load: input: line 4: has 1 cell, the header 2\n"
                        "isam load: input: line 6: index 1 has its key already\n");
     EXPECT_EQ(ran.out, "2 written, 0 updated, 0 skipped, 3 refused\n");
     EXPECT_EQ(rows(), "1,a,0.00,,,,\n4,d,0.00,,,,\n");
