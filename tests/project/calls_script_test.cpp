@@ -13,7 +13,7 @@ class ScriptTree {
   public:
     ScriptTree() {
         const ProgramOutput copied =
-            runProgram("cd '" ISAM_SOURCE_DIR "' && cp -r --parents include cmake/calls_page.sh cmake/calls_page.awk "
+            runProgram("cd '" ISAM_SOURCE_DIR "' && cp -r --parents include cmake "
                        "src/base/isglobal.cpp '" +
                        dir_.path() + "'");
         EXPECT_EQ(copied.status, 0) << copied.text;
