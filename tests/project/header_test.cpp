@@ -166,9 +166,9 @@ TEST(Header, TwoUnitsOfOneProgramMayIncludeItTwice) {
 
 TEST(Header, BothAreInstalledWithTheLibrary) {
     testing_support::TempDir dir;
-    const ProgramOutput output = runProgram("cmake --install \"$(dirname '" ISAM_SHARED_LIBRARY
-                                            "')\" --component development --prefix '" +
-                                            dir.path() + "' >/dev/null");
+    const ProgramOutput output =
+        runProgram("cmake --install \"$(dirname '" ISAM_SHARED_LIBRARY "')\" --component development --prefix '" +
+                   dir.path() + "' >/dev/null");
     EXPECT_EQ(output.status, 0) << output.text;
     for (const char *name : {"isam.h", "isam_maint.h"}) {
         const ProgramOutput compared = runProgram("cmp '" ISAM_SOURCE_DIR "/include/" + std::string(name) + "' '" +
