@@ -404,7 +404,7 @@ function inline(text, self,   out, leading, word, star) {
         else if (word in isCall && word != self && star == "")
             out = out escaped(leading) linkTo(word)
         else if (word in isCall || word in constantValue || word in isWord || star != "" ||
-                 word ~ /^E[A-Z][A-Z][A-Z]+$/ ||
+                 word ~ /^E[A-Z][A-Z][A-Z]+$/ || word ~ /^ISAM_/ ||
                  (text ~ /^:/ && (out leading == "" || leading ~ /\. $/) && isParameter(self, word)))
             out = out escaped(leading) "`" star word "`"
         else
@@ -476,11 +476,11 @@ function prose(text, self, lead,   lines, n, i, inCode) {
             itemMark = substr(lines[i], 1, RLENGTH)
             sub(/^ +/, "", itemMark)
             paragraph = substr(lines[i], RLENGTH + 1)
-        } else if (lines[i] ~ /^  +[A-Z]+  +[^ ]/) {
+        } else if (lines[i] ~ /^  +[A-Z0-9][A-Za-z0-9]*  +[^ ]/) {
             flush(self)
             inList = 1
             sub(/^ +/, "", lines[i])
-            match(lines[i], /^[A-Z]+/)
+            match(lines[i], /^[A-Z0-9][A-Za-z0-9]*/)
             itemMark = "- `" substr(lines[i], 1, RLENGTH) "`: "
             paragraph = substr(lines[i], RLENGTH + 1)
             sub(/^ +/, "", paragraph)
@@ -714,7 +714,7 @@ END {
         if (blockType[b] == "calls") resolve(b)
 
     print "# The calls of the library\n"
-    print "What the headers `isam.h` and `isam_maint.h` say, call by call, each with all its errors."
+    print "What the headers `isam.h`, `isam_names.h` and `isam_maint.h` say, call by call, each with all its errors."
     print "Made from them by `cmake/calls_page.sh`: change the headers, not this page.\n"
     prose(headText("isam.h", "Conventions", 0), "")
     print "- [Conventions](#conventions)"

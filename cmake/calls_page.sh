@@ -14,7 +14,8 @@ page=docs/calls.md
 
 make_page() {
     awk -f "$cmake/calls_page.awk" part=messages "$root/src/base/isglobal.cpp" \
-        part=isam.h "$root/include/isam.h" part=isam_maint.h "$root/include/isam_maint.h"
+        part=isam.h "$root/include/isam.h" part=isam_names.h "$root/include/isam_names.h" \
+        part=isam_maint.h "$root/include/isam_maint.h"
 }
 
 made=$(mktemp)

@@ -4,6 +4,20 @@
 
 #include "base/isfile.h"
 
+// Both characters after a plain success; isstat2 where a key went behind equal ones.
+inline constexpr char kStatusOk = '0', kStatusEqual = '2';
+
+// Sets isstat1 and isstat2 for a number that is not 0.
+void isTellFailure(int code);
+
+// Sets iserrno, and isstat1 and isstat2 to what stands for that number: every call
+// that sets iserrno sets it here.
+inline void isTell(int code) {
+    iserrno = code;
+    isstat1 = isstat2 = kStatusOk;
+    if (code != 0) isTellFailure(code);
+}
+
 // The descriptor's handle; null, with iserrno 101, for one that is not open. An
 // inherited one becomes the process's own.
 IsamFile *isWrapOpen(int fd);
