@@ -127,7 +127,9 @@ void isTreeInsert(IsamFile *h, IndexPath *path, const std::uint8_t *key, std::ui
         where = findPlace(h, path, key);
         const bool atStart = insertOffset(path->top, where) == node::kTreeStart;
         if (atStart && !isUnique(path) && mayFollowEqual(path, key)) {
-            if (isTreeMatch(h, path, key) && isKeyMatch(path, key, nullptr)) h->metEqual = true;
+            // It finds one: what the new key goes before is greater.
+            isTreeMatch(h, path, key);
+            if (isKeyMatch(path, key, nullptr)) h->metEqual = true;
             where = insertpoint(h, path, key) ? kBeforeCurrent : kAppend;
         }
     }
