@@ -51,6 +51,7 @@ constexpr char kSystemStatus[] = "90";
 void isTellFailure(int code) {
     const bool ours = code >= ISERR_FIRST && code <= ISERR_LAST;
     const char *status = ours ? kStatuses[code - ISERR_FIRST] : kSystemStatus;
+    iserrno = code;
     isstat1 = status[0];
     isstat2 = status[1];
 }

@@ -6,16 +6,21 @@
 #include "frame/isadmin.h"
 #include "records/isfork.h"
 
+namespace {
+
+bool isAdopted(IsamFile *h) {
+    if (isAdopt(h)) return true;
+    iserrio = h->errio;
+    isTellFailure(h->errcode);
+    return false;
+}
+
+}  // namespace
+
 IsamFile *isWrapOpen(int fd) {
     IsamFile *h = isAdmItoD(fd);
-    if (h == nullptr) {
-        isTell(ISERR_NOTOPEN);
-        return nullptr;
-    }
-    if (!h->inherited || isAdopt(h)) return h;
-    isTell(h->errcode);
-    iserrio = h->errio;
-    return nullptr;
+    if (h == nullptr) isTellFailure(ISERR_NOTOPEN);
+    return h == nullptr || !h->inherited || isAdopted(h) ? h : nullptr;
 }
 
 IsamFile *isWrapInit(int fd) {
@@ -29,8 +34,8 @@ IsamFile *isWrapInit(int fd) {
 int isWrapDone(IsamFile *h, int success) {
     isrecnum = h->recnum;
     isreclen = h->reclen;
-    isTell(h->errcode);
     iserrio = h->errio;
+    isTell(h->errcode);
     return success != 0 ? 0 : -1;
 }
 

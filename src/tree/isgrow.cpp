@@ -125,8 +125,7 @@ void isTreeInsert(IsamFile *h, IndexPath *path, const std::uint8_t *key, std::ui
     int where = kIntoEmpty;
     if (isPathRoot(h, path)->used > node::kTreeStart) {
         where = findPlace(h, path, key);
-        const bool atStart = insertOffset(path->top, where) == node::kTreeStart;
-        if (atStart && !isUnique(path) && mayFollowEqual(path, key)) {
+        if (!isUnique(path) && insertOffset(path->top, where) == node::kTreeStart && mayFollowEqual(path, key)) {
             // It finds one: what the new key goes before is greater.
             isTreeMatch(h, path, key);
             if (isKeyMatch(path, key, nullptr)) h->metEqual = true;
