@@ -5,11 +5,12 @@ import subprocess
 
 SHELL = ('sh', 'bash', 'shell', 'zsh', 'ksh', 'shell-session', 'sh-session', 'session', 'terminal')
 PLAIN = ('', 'indented', 'text', 'txt', 'plain', 'none')
+# Not those that begin a line of a listing as well: find, head, install, man, sort, tail, time.
 COMMANDS = frozenset('''
     apt apt-get awk bash c++ c89 c99 cat cc cd clang clang++ cmake cmp cp cpack ctest curl dd diff dpkg echo env export
-    fault_run fg find flip_run fuzz_replay g++ gcc gdb git grep head hexdump install isam kill kill_run ld ldconfig ldd
-    ln ls make man meson mkdir mv ninja nm objdump od perl pkg-config printf ps python python3 readelf rm rmdir rpm sed
-    sh sleep sort strace stress_run sudo tail tar time touch truncate umask valgrind wait wget xargs xxd'''.split())
+    fault_run flip_run fuzz_replay g++ gcc gdb git grep hexdump isam kill kill_run ld ldconfig ldd ln ls make meson mkdir
+    mv ninja nm objdump od perl pkg-config printf ps python python3 readelf rm rmdir rpm sed sh sleep strace stress_run
+    sudo tar touch truncate umask valgrind wget xargs xxd'''.split())
 
 
 def is_command(line, source):
@@ -66,6 +67,9 @@ class Runners:
             return True
         if not self.build:
             return '/' in name  # may be a test
+        build = name.split('/')[0]
+        if '/' in name and build in self.names and not any(test.startswith(build + '/') for test in self.all_tests()):
+            return True  # a test of another build
         return name in self.all_tests()
 
 
