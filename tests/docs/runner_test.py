@@ -363,6 +363,25 @@ class Untested(WithPages):
             self.assertIn('names ' + name, output)
 
 
+class Links(WithPages):
+    def test_a_link_to_a_missing_file_is_found(self):
+        self.fails('''
+            |Text, and a [link](nowhere.md).''', 1, 'leads nowhere: nowhere.md')
+
+    def test_a_link_to_a_missing_heading_is_found(self):
+        self.fails('''
+            |# Title
+            |See [here](#other) or [there](page.md#title).''', 2, 'leads nowhere: #other', '1 wrong')
+
+    def test_links_that_lead_somewhere_pass(self):
+        self.passes('''
+            |# The `first`, and [other](page.md) Title
+            |[up](#the-first-and-other-title) [page](page.md) [net](https://example.org/x) `[code](no.md)`
+            |```c
+            |a[i](b);
+            |```''')
+
+
 class Update(WithPages):
     def test_what_differs_is_renewed_and_what_fits_stays(self):
         self.passes('''
