@@ -1,6 +1,10 @@
 # shellcheck shell=sh
 # need_packages NAME...: installs the Debian packages that are missing, or says which they are and stops.
-# Sourced by ./run and ./test.
+# Sourced by the scripts that build.
+
+# What the command isam is built with.
+# shellcheck disable=SC2034  # for those who source this
+tool_packages='libcli11-dev nlohmann-json3-dev libcsv-dev libmd-dev'
 
 need_packages() {
     if ! command -v dpkg-query >/dev/null; then

@@ -1,0 +1,104 @@
+#include "base/open_file.h"
+
+#include "base/failure.h"
+
+#include <filesystem>
+#include <utility>
+
+namespace tool {
+
+namespace {
+
+constexpr unsigned kVariableBit = 0x8000;
+
+bool isFile(const std::string &path) {
+    std::error_code ignored;
+    return std::filesystem::is_regular_file(path, ignored);
+}
+
+}  // namespace
+
+std::string basePath(const std::string &typed) {
+    for (const char *extension : {".idx", ".dat"}) {
+        const std::string_view end = extension;
+        if (!typed.ends_with(end)) continue;
+        std::string base = typed.substr(0, typed.size() - end.size());
+        if (isFile(base + ".idx") || isFile(base + ".dat")) return base;
+    }
+    return typed;
+}
+
+OpenFile OpenFile::forReading(const std::string &name) { return open(name, ISINPUT | ISLOCKMANUAL); }
+
+OpenFile OpenFile::forChanging(const std::string &name) { return open(name, ISINOUT | ISLOCKMANUAL); }
+
+OpenFile OpenFile::alone(const std::string &name) { return open(name, ISINOUT | ISLOCKEXCL); }
+
+OpenFile OpenFile::open(const std::string &name, int mode) {
+    const int fd = isopen(name.c_str(), mode | ISVARAUTO);
+    if (fd < 0) failCall(name, "cannot be opened");
+    return {fd, name};
+}
+
+OpenFile::OpenFile(int fd, std::string name) : fd_(fd), name_(std::move(name)) {
+    try {
+        learn();
+    } catch (const Failure &) {
+        isclose(fd_);
+        throw;
+    }
+}
+
+OpenFile::OpenFile(OpenFile &&other) noexcept
+    : fd_(std::exchange(other.fd_, -1)), name_(std::move(other.name_)), variable_(other.variable_),
+      minimum_(other.minimum_), maximum_(other.maximum_) {}
+
+OpenFile &OpenFile::operator=(OpenFile &&other) noexcept {
+    if (this == &other) return *this;
+    if (fd_ >= 0) isclose(fd_);
+    fd_ = std::exchange(other.fd_, -1);
+    name_ = std::move(other.name_);
+    variable_ = other.variable_;
+    minimum_ = other.minimum_;
+    maximum_ = other.maximum_;
+    return *this;
+}
+
+OpenFile::~OpenFile() {
+    if (fd_ >= 0) isclose(fd_);
+}
+
+void OpenFile::close() {
+    if (isclose(std::exchange(fd_, -1)) != 0) failCall(name_, "cannot be closed");
+}
+
+void OpenFile::learn() {
+    DictInfo info;
+    if (isisaminfo(fd_, &info) != 0) failCall(name_, "cannot be read");
+    variable_ = (info.keyCount & kVariableBit) != 0;
+    maximum_ = info.recordLength;
+    minimum_ = variable_ ? isreclen : maximum_;
+}
+
+bool OpenFile::hasMasks() const {
+    int mode = 0;
+    return isgetmode(fd_, &mode) == 0 && (mode & ISMASK) != 0;
+}
+
+long OpenFile::recordCount() const {
+    DictInfo info;
+    if (isisaminfo(fd_, &info) != 0) failCall(name_, "cannot be read");
+    return info.recordCount;
+}
+
+std::vector<KeyDesc> OpenFile::indexes() const {
+    DictInfo info;
+    if (isisaminfo(fd_, &info) != 0) failCall(name_, "cannot be read");
+    std::vector<KeyDesc> descriptions(info.keyCount & ~kVariableBit);
+    for (std::size_t i = 0; i < descriptions.size(); ++i) {
+        if (isindexinfo(fd_, &descriptions[i], static_cast<int>(i) + 1) != 0) failCall(name_, "cannot be read");
+    }
+    return descriptions;
+}
+
+}  // namespace tool

@@ -1,0 +1,60 @@
+// An open file set that closes itself, and what every command asks of one.
+#pragma once
+
+#include <isam.h>
+#include <string>
+#include <vector>
+
+namespace tool {
+
+// The base path of a file set, from what the user typed: "orders.idx" and "orders.dat" mean "orders" where the two
+// files are there under that name.
+std::string basePath(const std::string &typed);
+
+class OpenFile {
+  public:
+    // Opens `name` for reading, records of whichever kind; throws Failure.
+    static OpenFile forReading(const std::string &name);
+    // The same to change records as well.
+    static OpenFile forChanging(const std::string &name);
+    // The same with nobody beside it.
+    static OpenFile alone(const std::string &name);
+    // Takes over a descriptor, such as isbuild's.
+    OpenFile(int fd, std::string name);
+
+    OpenFile(OpenFile &&other) noexcept;
+    OpenFile &operator=(OpenFile &&other) noexcept;
+    OpenFile(const OpenFile &) = delete;
+    OpenFile &operator=(const OpenFile &) = delete;
+    ~OpenFile();
+
+    int fd() const { return fd_; }
+    const std::string &name() const { return name_; }
+
+    // Closes it; throws Failure where that fails, as when the log cannot be written.
+    void close();
+    // The descriptor is another one now, or none (-1): iscluster closes the one that it is given.
+    void replace(int fd) { fd_ = fd; }
+
+    bool variableLength() const { return variable_; }
+    bool hasMasks() const;
+    bool hasRecords() const { return maximumLength() != 0; }
+    // Bytes of a record without its tail, and with the longest.
+    int minimumLength() const { return minimum_; }
+    int maximumLength() const { return maximum_; }
+    long recordCount() const;
+    // The descriptions of all indexes, the first one first; without parts: record-number order.
+    std::vector<KeyDesc> indexes() const;
+
+  private:
+    static OpenFile open(const std::string &name, int mode);
+    void learn();
+
+    int fd_ = -1;
+    std::string name_;
+    bool variable_ = false;
+    int minimum_ = 0;
+    int maximum_ = 0;
+};
+
+}  // namespace tool
