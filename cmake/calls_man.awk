@@ -78,7 +78,7 @@ function putParagraph(text, self) {
 }
 
 function putItem(mark, text, self) {
-    if (mark ~ /^[0-9]/) {
+    if (mark ~ /^[0-9]+\.$/) {
         put(".IP " mark " 4")
     } else {
         put(".TP")

@@ -38,7 +38,7 @@ function marked(word, self) { return "`" word "`" }
 function putParagraph(text, self) { print wrapped(paragraphLead inline(text, self), "", "") "\n" }
 
 function putItem(mark, text, self,   lead) {
-    lead = mark ~ /^[0-9]/ ? mark " " : "- `" mark "`: "
+    lead = mark ~ /^[0-9]+\.$/ ? mark " " : "- `" mark "`: "
     print wrapped(paragraphLead inline(text, self), lead, indentOf(lead))
 }
 
@@ -236,7 +236,7 @@ function printBlocks(section,   b) {
 END {
     finishReading()
     print "# The calls of the library\n"
-    print "What the headers `isam.h` and `isam_maint.h` say, call by call, each with all its errors."
+    print "What the headers `isam.h`, `isam_names.h` and `isam_maint.h` say, call by call, each with all its errors."
     print "Made from them by `cmake/calls_page.sh`: change the headers, not this page.\n"
     prose(headText("isam.h", "Conventions", 0), "")
     print "- [Conventions](#conventions)"

@@ -408,7 +408,7 @@ function inline(text, self,   out, leading, word, star) {
         else if (word in isCall && word != self && star == "")
             out = out escaped(leading) linkTo(word)
         else if (word in isCall || word in constantValue || word in isWord || star != "" ||
-                 word ~ /^E[A-Z][A-Z][A-Z]+$/ ||
+                 word ~ /^E[A-Z][A-Z][A-Z]+$/ || word ~ /^ISAM_/ ||
                  (text ~ /^:/ && (out leading == "" || leading ~ /\. $/) && isParameter(self, word)))
             out = out escaped(leading) marked(star word, self)
         else
@@ -433,7 +433,7 @@ function endList() {
 
 # Writes text: paragraphs, "  1. " and "  WORD  " items, and code, which is indented further.
 function prose(text, self, lead,   lines, n, i, inCode, itemStart) {
-    itemStart = "^ *[0-9]+[.] |^  +[A-Z]+  +"
+    itemStart = "^ *[0-9]+[.] |^  +[A-Z0-9][A-Za-z0-9]*  +"
     n = split(text, lines, "\n")
     paragraphLead = lead
     paragraph = itemMark = ""

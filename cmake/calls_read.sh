@@ -9,5 +9,6 @@ read_calls() {
     shift
     awk -f "$root/cmake/calls_read.awk" -f "$root/cmake/$program.awk" program="$program" "$@" \
         part=messages "$root/src/base/isglobal.cpp" \
-        part=isam.h "$root/include/isam.h" part=isam_maint.h "$root/include/isam_maint.h"
+        part=isam.h "$root/include/isam.h" part=isam_names.h "$root/include/isam_names.h" \
+        part=isam_maint.h "$root/include/isam_maint.h"
 }

@@ -8,7 +8,7 @@ function(isam_compile target)
         CXX_VISIBILITY_PRESET hidden
         VISIBILITY_INLINES_HIDDEN ON)
     target_compile_options(${target} PRIVATE -fno-exceptions -fno-rtti -fno-threadsafe-statics)
-    target_compile_definitions(${target} PRIVATE _FILE_OFFSET_BITS=64)
+    target_compile_definitions(${target} PRIVATE _FILE_OFFSET_BITS=64 ISAM_NO_NAMES)
     target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/src)
     if(CMAKE_CXX_FLAGS MATCHES "-fsanitize" AND CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
         # These two look at C++ type information, which a C program cannot link.
