@@ -228,7 +228,6 @@ void addOptions(CLI::App *command, Options &options) {
                      "show: entries of these types alone: added,deleted,rewritten,before,after")
         ->delimiter(',')
         ->type_name("TYPE,...")
-        ->expected(1)
         ->allow_extra_args(false);
     command->add_option("--record", options.number, "show: entries of this record number alone")->type_name("NUMBER");
     command->add_option("--user", options.user, "show: entries of this user alone")->type_name("USER");

@@ -147,7 +147,6 @@ void addOptions(CLI::App *command, Options &options) {
                      "commit,rollback")
         ->delimiter(',')
         ->type_name("TYPE,...")
-        ->expected(1)
         ->allow_extra_args(false);
     command
         ->add_option("--transaction", options.transaction, "records of this transaction, by its number in the listing")

@@ -11,9 +11,9 @@ std::string LogStory::fileOf(const LogRecord &record, bool &unknown) {
         unknown = record.name.empty();
         return record.name;
     }
-    std::string name = found->second;
-    if (record.type == LogType::kClose) names_.erase(found);
-    return name;
+    if (record.type != LogType::kClose) return found->second;
+    names_.erase(found);
+    return record.name;
 }
 
 // Each record of a transaction names the one before it; the begin names none.
