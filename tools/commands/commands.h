@@ -9,5 +9,10 @@ namespace tool {
 void addCommands(Program &program);
 
 void addInfo(Program &program);
+void addLog(Program &program);
+void addRecover(Program &program);
+void addAudit(Program &program);
+void addLocks(Program &program);
+void addLocktest(Program &program);
 
 }  // namespace tool
