@@ -9,5 +9,12 @@ namespace tool {
 void addCommands(Program &program);
 
 void addInfo(Program &program);
+void addHash(Program &program);
+void addIndex(Program &program);
+void addCluster(Program &program);
+void addClone(Program &program);
+void addCopy(Program &program);
+void addErase(Program &program);
+void addRename(Program &program);
 
 }  // namespace tool
