@@ -201,7 +201,7 @@ TEST_F(Archive, KeepsTheOrderOfAnIndexThatWasAddedLater) {
     }
 }
 
-// Three indexes, each covered by the others, in orders that fit none: this is what is not brought back, and told.
+// Both on the same bytes: writing and rewriting does the same to both, but one was added when the other had its order.
 TEST_F(Archive, TellsWhatIndexCannotKeepItsOrder) {
     const Kind kind = {"same", 30, 0, 0, true, {keyOf(ISDUPS, {{4, 1, CHARTYPE}})}};
     makeSample("same", kind, 1, 0);
