@@ -177,12 +177,12 @@ void addAdd(Program &program, CLI::App *index) {
         ->add_option("--compress", options->compressions,
                      "leading bytes shared with the key before, trailing blanks, repeated keys; or all of them")
         ->delimiter(',')
-        ->expected(1)
+        ->allow_extra_args(false)
         ->type_name("WAY,...");
     command->add_flag("--nul", options->trailingNuls, "trailing NULs are what is not stored, in place of blanks");
     command->add_option("--null", options->nulls, "keys made of this byte alone are left out; one, or one a part")
         ->delimiter(',')
-        ->expected(1)
+        ->allow_extra_args(false)
         ->check(CLI::Range(0, 255))
         ->type_name("BYTE,...");
     program.onRun(command, [options] { return add(*options); });
