@@ -5,6 +5,14 @@ namespace tool {
 void addCommands(Program &program) {
     program.group("Look");
     addInfo(program);
+    addHash(program);
+    program.group("Whole files");
+    addIndex(program);
+    addCluster(program);
+    addClone(program);
+    addCopy(program);
+    addErase(program);
+    addRename(program);
     program.group("Watch");
     addLog(program);
     addRecover(program);

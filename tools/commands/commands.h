@@ -14,5 +14,12 @@ void addRecover(Program &program);
 void addAudit(Program &program);
 void addLocks(Program &program);
 void addLocktest(Program &program);
+void addHash(Program &program);
+void addIndex(Program &program);
+void addCluster(Program &program);
+void addClone(Program &program);
+void addCopy(Program &program);
+void addErase(Program &program);
+void addRename(Program &program);
 
 }  // namespace tool
