@@ -5,7 +5,14 @@ namespace tool {
 void addCommands(Program &program) {
     program.group("Look");
     addInfo(program);
+    addGet(program);
+    addScan(program);
     addHash(program);
+    program.group("Move records in and out");
+    addDump(program);
+    addLoad(program);
+    addLayout(program);
+    addBuild(program);
     program.group("Whole files");
     addIndex(program);
     addCluster(program);
@@ -13,7 +20,7 @@ void addCommands(Program &program) {
     addCopy(program);
     addErase(program);
     addRename(program);
-    program.group("Watch");
+    program.group("Logs, audit trails, locks");
     addLog(program);
     addRecover(program);
     addAudit(program);

@@ -28,16 +28,6 @@ FieldType fieldTypeOfPart(const KeyPart &part) {
     }
 }
 
-Field fieldOfPart(const KeyPart &part) {
-    Field field;
-    field.name = "k" + std::to_string(part.start) + "_" + std::to_string(part.length);
-    field.start = part.start;
-    field.length = part.length;
-    field.type = fieldTypeOfPart(part);
-    if (!lengthFault(field).empty()) field.type = FieldType::kHex;
-    return field;
-}
-
 // Which bytes of a record are in a field already.
 class Cover {
   public:
@@ -97,6 +87,16 @@ int extentOf(const std::vector<KeyDesc> &indexes) {
 }
 
 }  // namespace
+
+Field fieldOfPart(const KeyPart &part) {
+    Field field;
+    field.name = "k" + std::to_string(part.start) + "_" + std::to_string(part.length);
+    field.start = part.start;
+    field.length = part.length;
+    field.type = fieldTypeOfPart(part);
+    if (!lengthFault(field).empty()) field.type = FieldType::kHex;
+    return field;
+}
 
 int Layout::imageLength() const { return keysAlone() ? extentOf(indexes) : maximum; }
 

@@ -33,8 +33,11 @@ Layout readLayout(const std::string &path);
 // The same from a text; path is what failures name.
 Layout parseLayout(const std::string &text, const std::string &path);
 
-// What the file itself tells: lengths, kind, indexes; key parts are its fields, k0_16 from byte 0 of 16 bytes.
+// What the file itself tells: lengths, kind, indexes; key parts are its fields.
 Layout layoutOf(const OpenFile &file);
+
+// A key part as a field, k0_16 from byte 0 of 16 bytes.
+Field fieldOfPart(const KeyPart &part);
 
 // Fields for the bytes that no field covers, _20 from byte 20: hex. Sorted by where they begin.
 std::vector<Field> gapsOf(const Layout &layout);
