@@ -5,6 +5,9 @@ namespace tool {
 void addCommands(Program &program) {
     program.group("Look");
     addInfo(program);
+    program.group("Check and mend");
+    addCheck(program);
+    addRepair(program);
 }
 
 }  // namespace tool

@@ -9,5 +9,9 @@ namespace tool {
 void addCommands(Program &program);
 
 void addInfo(Program &program);
+void addTree(Program &program);
+void addMap(Program &program);
+void addCheck(Program &program);
+void addRepair(Program &program);
 
 }  // namespace tool

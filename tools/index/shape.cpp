@@ -125,7 +125,7 @@ bool isDescriptionNode(const std::vector<std::uint8_t> &node, int node_size) {
 }
 
 // Adds the descriptions of a node; false at the first that cannot be.
-bool addDescriptions(const std::vector<std::uint8_t> &node, Shape &shape) {
+bool addDescriptions(const std::vector<std::uint8_t> &node, int record_length, Shape &shape) {
     const int used = node::used(node.data());
     for (int at = node::kListStart; at < used;) {
         const int room = used - at;
@@ -134,7 +134,7 @@ bool addDescriptions(const std::vector<std::uint8_t> &node, Shape &shape) {
         const auto key =
             parseEntry(ConstBytes(node).subspan(static_cast<std::size_t>(at), static_cast<std::size_t>(length)));
         at += length;
-        if (!key || !isPossibleKey(*key, shape.header.recordLength)) return false;
+        if (!key || !isPossibleKey(*key, record_length)) return false;
         if (key->nparts != 0) {
             if (shape.indexes.size() > ISMAXINDEXES) return false;
             shape.indexes.push_back(*key);
@@ -159,7 +159,7 @@ bool followDescriptions(const FileView &view, Shape &shape) {
             return false;
         }
         nodes.push_back(number);
-        if (!addDescriptions(node, shape)) {
+        if (!addDescriptions(node, shape.headerRead ? shape.header.recordLength : 0, shape)) {
             shape.problems.push_back(nodeName("a key description in node", number) + " cannot be one");
             return false;
         }
@@ -220,7 +220,7 @@ Shape readShape(const FileView &view) {
         return shape;
     }
     readHeader(view, shape);
-    if (!shape.headerRead) return shape;
+    if (!shape.headerRead && !shape.header.genuine) return shape;
     shape.indexesRead = followDescriptions(view, shape);
     readAudit(view, shape);
     return shape;
@@ -235,7 +235,7 @@ void searchDescriptions(const FileView &view, Shape &shape) {
     for (std::uint64_t number = 2; number <= nodes; ++number) {
         if (!shape.readNode(view, number, node) || !isDescriptionNode(node, shape.header.nodeSize)) continue;
         shape.descriptionNodes.push_back(static_cast<std::uint32_t>(number));
-        addDescriptions(node, shape);
+        addDescriptions(node, 0, shape);
     }
 }
 
