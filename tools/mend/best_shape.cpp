@@ -125,7 +125,7 @@ class ShapeFinder {
         std::size_t seen = 0;
         forLeafEntries(view_, probe, [&](std::size_t index, const Entry &entry) {
             // Spread over the whole of the index.
-            if (seen++ % 7 == 0) {
+            if (entry.pointer != 0 && seen++ % 7 == 0) {
                 const auto length = static_cast<std::size_t>(shape.indexes[index].keyLength);
                 samples_.push_back({index, entry.pointer, {entry.key, entry.key + length}});
             }
@@ -134,7 +134,7 @@ class ShapeFinder {
     }
 
     // 1: everything speaks for the shape; below: parts of what was looked at do.
-    double score(const Shape &shape) const {
+    double score(const Shape &shape, bool believed) const {
         DataSlots slots(view_, shape.header);
         if (slots.count() == 0) return view_.dataSize() == 0 ? 1 : 0;
         const std::uint64_t step = std::max<std::uint64_t>(1, slots.count() / kSampleSlots);
@@ -145,13 +145,16 @@ class ShapeFinder {
             if (status == kSlotPresent || status == kSlotDeleted) ++sound;
         }
         double result = static_cast<double>(sound) / static_cast<double>(seen);
+        // A length that is wrong hits a status byte once in a while, not always; damaged indexes speak against none.
+        if (believed && present != 0 && seen >= kEnoughSlots && result >= kNearlyAll) return 1;
         // Bytes that are always zero look like deleted records.
         if (present == 0) result *= kLeastScore;
         std::uint64_t asked = 0, agreed = 0;
         for (const Sample &sample : samples_) {
             const ConstBytes slot = slots.read(sample.record);
+            // A data file that was cut lacks slots; a length that is wrong makes them fewer.
+            if (!slot.empty() || !believed) ++asked;
             if (slot.empty()) continue;
-            ++asked;
             const ConstBytes record = slot.first(static_cast<std::size_t>(shape.header.recordLength));
             if (slots.status(slot) != kSlotDeleted && keyOfRecord(shape.indexes[sample.index], record) == sample.key)
                 ++agreed;
@@ -215,22 +218,31 @@ class ShapeFinder {
             Shape shape = best.shape;
             shape.header = candidate.header;
             if (shape.header.recordLength == 0) continue;
-            const double here = score(shape);
+            const bool believed = &candidate == all.data() && read_.headerRead;
+            const double here = score(shape, believed);
             if (here <= highest) continue;
             highest = here;
             chosen = &candidate;
             if (highest == 1) break;
             // The index file is believed unless something else is clearly better.
-            if (&candidate == all.data() && read_.headerRead) highest = std::min(1.0, highest + kTrust);
+            if (believed) highest = std::min(1.0, highest + kTrust);
         }
         if (chosen == nullptr || highest < kLeastScore)
             throw Failure(view_.name() + ": the lengths of its records cannot be told any more: describe them in " +
                           layoutPath(view_.name()) + " and repair it again");
         best.shape.header = chosen->header;
         best.longestKnown = chosen->longestKnown;
+        Header &header = best.shape.header;
+        // The flags stand at the header's end. Where that has been hit, nothing there says how tails are stored.
+        if (chosen == all.data() && header.variable() && !header.genuine) {
+            best.longestKnown = layout_.has_value();
+            if (layout_) header.flags = (header.flags & ~4U) | (layout_->compressed ? 4U : 0);
+        }
         if (!chosen->said.empty()) best.said.push_back(chosen->said);
     }
 
+    static constexpr std::uint64_t kEnoughSlots = 8;
+    static constexpr double kNearlyAll = 0.98;
     static constexpr double kTrust = 0.2;
     static constexpr double kLeastScore = 0.5;
 

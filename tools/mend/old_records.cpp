@@ -66,10 +66,15 @@ void OldRecords::findTails() {
     if (longest == 1) compressed = false;
     shape_.header.flags = (shape_.header.flags & ~4U) | (compressed ? 4U : 0);
     const std::size_t most = compressed ? longest_expanded : longest;
-    shape_.header.maximum = std::min<int>(ISMAXVARLEN, shape_.header.recordLength + static_cast<int>(most));
+    const int needed = std::min<int>(ISMAXVARLEN, shape_.header.recordLength + static_cast<int>(most));
+    if (shape_.header.maximum < needed || shape_.header.maximum == ISMAXVARLEN) shape_.header.maximum = needed;
 }
 
 bool OldRecords::addTail(ConstBytes slot, std::vector<std::uint8_t> &bytes) const {
+    // The pointer to the tail may have been cut off.
+    if (number_ > data_.count() && data_.bytesBehind() < static_cast<std::uint64_t>(shape_.header.recordLength) + 7)
+        return false;
+    if (storedTail(slot, shape_.header) == 0) return true;
     const auto stored = readTail(view_, shape_, slot);
     if (!stored) return false;
     const auto most = static_cast<std::size_t>(shape_.header.maximum - shape_.header.recordLength);
@@ -99,9 +104,7 @@ bool OldRecords::next(OldRecord &record) {
         record.kind = confirmed_[static_cast<std::size_t>(at)] ? OldRecord::kRecord : OldRecord::kUnsure;
         if (record.kind == OldRecord::kRecord) ++status_mended_;
     }
-    if (record.kind != OldRecord::kDeleted && shape_.header.variable() && storedTail(bytes, shape_.header) != 0 &&
-        !addTail(bytes, record.bytes) && record.kind == OldRecord::kRecord)
-        ++tails_lost_;
+    if (record.kind == OldRecord::kRecord && shape_.header.variable() && !addTail(bytes, record.bytes)) ++tails_lost_;
     return true;
 }
 
