@@ -155,7 +155,7 @@ class MapDrawer {
         }
     }
 
-    static constexpr std::uint64_t kSingleCells = 1500;
+    static constexpr std::uint64_t kSingleCells = 2500;
 
     const Survey &survey_;
     std::uint64_t nodes_;

@@ -143,10 +143,13 @@ class TreeDrawer {
         const double top = rowTop(level), filled = kBoxHeight * std::min(1.0, box.fill);
         svg_.box(box.left, top, width, kBoxHeight - filled, colour::kEmpty);
         svg_.box(box.left, top + kBoxHeight - filled, width, filled, colourOf(box.fill), titleOf(level, box));
-        // Its share in words, where there is room for it.
-        if (width > 40)
-            svg_.text(box.left + width / 2, top + kBoxHeight / 2 + 5, 13, box.fill > 0.62 ? "#ffffff" : colour::kInk,
+        // Its share in words, where there is room for it: on the colour, or above it.
+        if (width > 40) {
+            const bool inside = filled > 22;
+            const double line = top + kBoxHeight - (inside ? 8 : filled + 6);
+            svg_.text(box.left + width / 2, line, 13, inside && box.fill >= 0.6 ? "#ffffff" : colour::kInk,
                       percent(box.fill), Svg::Anchor::kMiddle);
+        }
     }
 
     // The leaves by their fill, and what the colours mean.
