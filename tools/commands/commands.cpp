@@ -7,7 +7,12 @@ void addCommands(Program &program) {
     addInfo(program);
     addGet(program);
     addScan(program);
+    addTree(program);
+    addMap(program);
     addHash(program);
+    program.group("Check and mend");
+    addCheck(program);
+    addRepair(program);
     program.group("Move records in and out");
     addDump(program);
     addLoad(program);
