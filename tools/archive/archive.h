@@ -21,7 +21,7 @@
 //      *  entries, each with a letter before it
 //         'R' a record: 4 number, 2 length, 4 mask where the file has masks, then the record
 //         'K' a key of a file without records: 4 number, then the key's parts as they lie in a record
-//         'M' a move: 1 index counted from 0, 4 record number
+//         'M' a move: 2 the indexes, bit 0 the first, 4 record number
 //         'E' the end: 8 number of the entries before it
 //     32  SHA-256 of all bytes before
 //
@@ -42,8 +42,9 @@
 namespace tool {
 
 // Writes an archive of the file; moves its position. Throws Failure, also where somebody changed the file meanwhile.
-// Returns what will not come back, in words: an index whose order among equal keys cannot be told by any order of
-// writing, in a file without masks where other indexes cover all bytes of its key.
+// Returns what will not come back, in words: an index of a file without masks that was added later, on bytes that
+// are those of another index, and whose order among equal keys no writing and rewriting gives; an index that has other
+// records than their masks say.
 std::vector<std::string> writeArchive(const OpenFile &file, std::ostream &out);
 
 // Makes the file set `name` of an archive. Throws Failure, and leaves nothing behind, where a file has the name or the

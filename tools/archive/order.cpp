@@ -6,9 +6,10 @@
 #include "base/scan.h"
 
 #include <algorithm>
-#include <functional>
+#include <bit>
 #include <queue>
 #include <set>
+#include <utility>
 
 namespace tool {
 
@@ -17,10 +18,12 @@ namespace {
 constexpr std::uint32_t kNone = 0xffffffff;
 constexpr std::size_t kMaskBits = 32;
 constexpr unsigned kTypeBits = 0x3f;
+constexpr int kDoubleSize = 8;
+constexpr int kFloatSize = 4;
 
 // The entries of an index, in its order.
 struct Entries {
-    std::vector<std::uint32_t> numbers;  // of the records; places in the list of all of them, once there is one
+    std::vector<std::uint32_t> numbers;  // of the records
     std::vector<bool> repeats;           // has the entry the key of that before it?
     bool byNumber = true;                // do equal keys stand in the order of their records' numbers?
 };
@@ -34,6 +37,17 @@ struct Membership {
 };
 
 bool allowsDuplicates(const KeyDesc &key) { return (key.flags & ISDUPS) != 0; }
+
+// Does every other value of the byte at this offset of the part make another key?
+bool isFit(const KeyPart &part, int at) {
+    const int least = std::endian::native == std::endian::little ? 0 : 1;
+    switch (part.type & kTypeBits) {
+    case STRINGTYPE: return at == 0;
+    case DOUBLETYPE: return at % kDoubleSize == least * (kDoubleSize - 1);
+    case FLOATTYPE: return at % kFloatSize == least * (kFloatSize - 1);
+    default: return true;
+    }
+}
 
 std::string index(std::size_t i) { return "index " + std::to_string(i + 1); }
 
@@ -69,7 +83,7 @@ class Finder {
         for (std::size_t i = 0; i < added; ++i)
             if (allowsDuplicates(keys_[i]) && !astray_.contains(i)) ordered_.push_back(i);
         order_.byNumber = std::all_of(ordered_.begin(), ordered_.end(), [&](auto i) { return entries_[i].byNumber; });
-        if (!order_.byNumber) arrange();
+        if (!order_.byNumber) schedule();
         return std::move(order_);
     }
 
@@ -143,89 +157,128 @@ class Finder {
         throw Failure(file_.name() + ": " + index(i) + " leads to records that are not there");
     }
 
-    void arrange() {
+    // What is known of a record's entries. Entries among equals are settled from the last one on.
+    struct Waiting {
+        IndexSet unsettled = 0;  // no step found so far puts the entry where it is
+        IndexSet blocked = 0;    // neither settled nor the last one unsettled among its equals
+        bool written = false;
+    };
+
+    void schedule() {
         Scan scan(file_, 0);
         while (scan.next())
             numbers_.push_back(scan.number());
+        records_.resize(numbers_.size());
+        before_.resize(keys_.size());
         for (const std::size_t i : ordered_)
-            makePlaces(i);
-        // Those that cannot be put right afterwards come first.
-        std::vector<std::size_t> kept;
-        std::vector<std::size_t> moved;
-        std::stable_partition(ordered_.begin(), ordered_.end(), [this](auto i) { return !isMovable(i); });
-        for (const std::size_t i : ordered_) {
-            kept.push_back(i);
-            if (sort(kept)) continue;
-            kept.pop_back();
-            moved.push_back(i);
-        }
-        sort(kept);
-        for (const std::size_t i : moved) {
-            if (isMovable(i))
-                move(i);
+            startIndex(i);
+        findSets();
+        for (std::uint32_t place = 0; place < numbers_.size(); ++place)
+            consider(place);
+        while (written_ < numbers_.size()) {
+            if (!writing_.empty())
+                write();
+            else if (!moving_.empty())
+                move();
             else
-                order_.notes.push_back(index(i) + " does not keep its order among equal keys");
+                giveUp();
         }
-        for (const std::uint32_t place : sorted_)
-            order_.numbers.push_back(numbers_[place]);
+        std::reverse(order_.steps.begin(), order_.steps.end());
     }
 
-    void makePlaces(std::size_t i) {
-        for (std::uint32_t &number : entries_[i].numbers) {
-            const auto at = std::lower_bound(numbers_.begin(), numbers_.end(), number);
-            if (at == numbers_.end() || *at != number) leadsNowhere(i);
-            number = static_cast<std::uint32_t>(at - numbers_.begin());
-        }
-    }
-
-    bool isMovable(std::size_t i) const {
-        if (masks_) return true;
-        std::vector<KeyDesc> others;
-        for (const std::size_t other : ordered_)
-            if (other != i) others.push_back(keys_[other]);
-        return !ownBytes(keys_[i], others).empty();
-    }
-
-    // Sorts all records so that each stands behind its equals before it in these indexes, lower numbers first where
-    // there is a choice. False where there is a circle.
-    bool sort(const std::vector<std::size_t> &indexes) {
-        const std::size_t count = numbers_.size();
-        std::vector<std::uint32_t> before(count);  // how many have to come before
-        std::vector<std::vector<std::uint32_t>> next;
-        for (const std::size_t i : indexes) {
-            const Entries &entries = entries_[i];
-            std::vector<std::uint32_t> &follower = next.emplace_back(count, kNone);
-            for (std::size_t at = 1; at < entries.numbers.size(); ++at) {
-                if (!entries.repeats[at]) continue;
-                follower[entries.numbers[at - 1]] = entries.numbers[at];
-                ++before[entries.numbers[at]];
-            }
-        }
-        std::priority_queue<std::uint32_t, std::vector<std::uint32_t>, std::greater<>> ready;
-        for (std::uint32_t place = 0; place < count; ++place)
-            if (before[place] == 0) ready.push(place);
-        sorted_.clear();
-        while (!ready.empty()) {
-            const std::uint32_t place = ready.top();
-            ready.pop();
-            sorted_.push_back(place);
-            for (const auto &follower : next)
-                if (follower[place] != kNone && --before[follower[place]] == 0) ready.push(follower[place]);
-        }
-        return sorted_.size() == count;
-    }
-
-    // Those that stand at the beginning of their equals and are written in that order stay there.
-    void move(std::size_t i) {
-        std::vector<std::uint32_t> turn(numbers_.size());
-        for (std::uint32_t at = 0; at < sorted_.size(); ++at)
-            turn[sorted_[at]] = at;
+    void startIndex(std::size_t i) {
+        const auto bit = static_cast<IndexSet>(1U << i);
         const Entries &entries = entries_[i];
-        bool stays = true;
+        std::vector<std::uint32_t> &before = before_[i];
+        before.assign(numbers_.size(), kNone);
+        std::uint32_t last = kNone;
         for (std::size_t at = 0; at < entries.numbers.size(); ++at) {
-            const std::uint32_t place = entries.numbers[at];
-            stays = !entries.repeats[at] || (stays && turn[entries.numbers[at - 1]] < turn[place]);
-            if (!stays) order_.moves.push_back({static_cast<int>(i), numbers_[place]});
+            const auto found = std::lower_bound(numbers_.begin(), numbers_.end(), entries.numbers[at]);
+            if (found == numbers_.end() || *found != entries.numbers[at]) leadsNowhere(i);
+            const auto place = static_cast<std::uint32_t>(found - numbers_.begin());
+            if ((records_[place].unsettled & bit) != 0)
+                throw Failure(file_.name() + ": " + index(i) + " has a record twice");
+            records_[place].unsettled |= bit;
+            if (entries.repeats[at]) {
+                before[place] = last;
+                records_[last].blocked |= bit;
+            }
+            last = place;
+        }
+        entries_[i] = {};
+    }
+
+    void findSets() {
+        if (masks_) {
+            for (const std::size_t i : ordered_)
+                sets_.push_back(static_cast<IndexSet>(1U << i));
+            return;
+        }
+        for (const auto &[set, bytes] : movableSets(keys_, order_.fillings))
+            sets_.push_back(set);
+    }
+
+    // Enters a record among those that a step may be found for.
+    void consider(std::uint32_t place) {
+        const Waiting &record = records_[place];
+        if (record.written) return;
+        if (record.blocked == 0)
+            writing_.push(place);
+        else if (movedSet(record) != 0)
+            moving_.push(place);
+    }
+
+    // A set of indexes in which the record's entries may be moved now and are to be; 0 for none.
+    IndexSet movedSet(const Waiting &record) const {
+        for (const IndexSet set : sets_)
+            if ((set & record.blocked) == 0 && (set & record.unsettled) != 0) return set;
+        return 0;
+    }
+
+    void write() {
+        const std::uint32_t place = writing_.top();
+        writing_.pop();
+        Waiting &record = records_[place];
+        if (std::exchange(record.written, true)) return;
+        ++written_;
+        order_.steps.push_back({numbers_[place], 0});
+        settle(place, record.unsettled);
+    }
+
+    void move() {
+        const std::uint32_t place = moving_.top();
+        moving_.pop();
+        const Waiting &record = records_[place];
+        const IndexSet set = record.written ? IndexSet{0} : movedSet(record);
+        if (set == 0) return;
+        order_.steps.push_back({numbers_[place], set});
+        settle(place, static_cast<IndexSet>(set & record.unsettled));
+        consider(place);
+    }
+
+    void settle(std::uint32_t place, IndexSet set) {
+        records_[place].unsettled &= static_cast<IndexSet>(~set);
+        for (const std::size_t i : ordered_) {
+            const std::uint32_t before = (set >> i & 1) != 0 ? before_[i][place] : kNone;
+            if (before == kNone) continue;
+            records_[before].blocked &= static_cast<IndexSet>(~(1U << i));
+            consider(before);
+        }
+    }
+
+    // No order of steps does it: an index less.
+    void giveUp() {
+        const auto isOpen = [this](std::size_t i) {
+            return std::any_of(records_.begin(), records_.end(),
+                               [i](const Waiting &record) { return (record.blocked >> i & 1) != 0; });
+        };
+        const std::size_t lost = *std::find_if(ordered_.rbegin(), ordered_.rend(), isOpen);
+        order_.notes.push_back(index(lost) + " does not keep its order among equal keys");
+        const auto rest = static_cast<IndexSet>(~(1U << lost));
+        for (std::uint32_t place = 0; place < records_.size(); ++place) {
+            records_[place].unsettled &= rest;
+            records_[place].blocked &= rest;
+            consider(place);
         }
     }
 
@@ -236,8 +289,13 @@ class Finder {
     std::vector<Entries> entries_;
     std::set<std::size_t> astray_;        // indexes that do not follow the masks
     std::vector<std::size_t> ordered_;    // indexes whose order the writing decides
-    std::vector<std::uint32_t> numbers_;  // all records, ascending: places in it are what is sorted
-    std::vector<std::uint32_t> sorted_;
+    std::vector<std::uint32_t> numbers_;  // all records, ascending; the rest speaks of places in it
+    std::vector<Waiting> records_;
+    std::vector<std::vector<std::uint32_t>> before_;  // in each index: who stands before it among its equals
+    std::vector<IndexSet> sets_;                      // in which entries can be moved
+    std::priority_queue<std::uint32_t> writing_;      // records that may be written, the highest number first
+    std::priority_queue<std::uint32_t> moving_;       // that have an entry that may be moved
+    std::size_t written_ = 0;
     WritingOrder order_;
 };
 
@@ -247,20 +305,35 @@ WritingOrder findWritingOrder(const OpenFile &file, const std::vector<KeyDesc> &
     return Finder(file, keys).find();
 }
 
-// Of a text the first byte only: what stands behind a NUL does not count.
-std::vector<int> ownBytes(const KeyDesc &key, const std::vector<KeyDesc> &others) {
-    std::set<int> own;
-    for (int i = 0; i < key.nparts; ++i) {
-        const KeyPart &part = key.parts[i];
-        const int length = (part.type & kTypeBits) == STRINGTYPE ? std::min<int>(part.length, 1) : part.length;
-        for (int at = 0; at < length; ++at)
-            own.insert(part.start + at);
+// Of a text only the first byte is sure to count, what stands behind a NUL does not. Of a floating-point number the
+// least significant one makes no other number of it that could not be found again.
+std::map<IndexSet, std::vector<int>> movableSets(const std::vector<KeyDesc> &keys,
+                                                 const std::vector<Filling> &fillings) {
+    struct Byte {
+        IndexSet indexes = 0;
+        bool unique = false;
+        bool fit = true;
+    };
+    std::map<int, Byte> bytes;
+    for (std::size_t i = 0; i < keys.size(); ++i) {
+        if (fillings[i] != Filling::kWritten) continue;
+        for (int p = 0; p < keys[i].nparts; ++p) {
+            const KeyPart &part = keys[i].parts[p];
+            for (int at = 0; at < part.length; ++at) {
+                Byte &byte = bytes[part.start + at];
+                if (allowsDuplicates(keys[i]))
+                    byte.indexes |= static_cast<IndexSet>(1U << i);
+                else
+                    byte.unique = true;
+                if (!isFit(part, at)) byte.fit = false;
+            }
+        }
     }
-    for (const KeyDesc &other : others)
-        for (int i = 0; i < other.nparts; ++i)
-            for (int at = 0; at < other.parts[i].length; ++at)
-                own.erase(other.parts[i].start + at);
-    return {own.begin(), own.end()};
+    std::map<IndexSet, std::vector<int>> sets;
+    for (const bool unique : {false, true})
+        for (const auto &[offset, byte] : bytes)
+            if (byte.fit && byte.unique == unique && byte.indexes != 0) sets[byte.indexes].push_back(offset);
+    return sets;
 }
 
 }  // namespace tool

@@ -11,7 +11,10 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cmath>
+#include <cstring>
 #include <filesystem>
+#include <map>
 #include <optional>
 #include <set>
 
@@ -24,6 +27,7 @@ constexpr int kMadeData = 0x22;
 constexpr long kOutOfAllIndexes = 0xffffffff;
 constexpr unsigned kByteValues = 256;
 constexpr int kMostLength = 65535;
+constexpr unsigned kTypeBits = 0x3f;
 
 struct Head {
     unsigned kind = 0;
@@ -105,6 +109,25 @@ Head getHead(ArchiveIn &in) {
     return head;
 }
 
+template <typename Number> bool isNan(const char *bytes) {
+    Number number;
+    std::memcpy(&number, bytes, sizeof number);
+    return std::isnan(number);
+}
+
+// Such a key stands nowhere in an index, and would not be found again.
+bool holdsNan(const KeyDesc &key, const std::vector<char> &record) {
+    for (int i = 0; i < key.nparts; ++i) {
+        const KeyPart &part = key.parts[i];
+        const unsigned type = part.type & kTypeBits;
+        if (type != DOUBLETYPE && type != FLOATTYPE) continue;
+        const int size = static_cast<int>(type == DOUBLETYPE ? sizeof(double) : sizeof(float));
+        for (const char *at = record.data() + part.start; at < record.data() + part.start + part.length; at += size)
+            if (type == DOUBLETYPE ? isNan<double>(at) : isNan<float>(at)) return true;
+    }
+    return false;
+}
+
 bool exists(const std::string &path) {
     std::error_code ignored;
     return std::filesystem::exists(std::filesystem::symlink_status(path, ignored));
@@ -163,7 +186,7 @@ class Reader {
   public:
     Reader(ArchiveIn &in, const Head &head, const OpenFile &file)
         : in_(in), head_(head), file_(file), fd_(file.fd()), record_(recordRoom(file)),
-          progress_("loading " + file.name(), head.about) {}
+          progress_("loading " + file.name(), head.about), sets_(movableSets(head.keys, head.fillings)) {}
 
     std::vector<std::string> read() {
         for (std::size_t i = firstIndex(); i < head_.keys.size(); ++i)
@@ -221,7 +244,7 @@ class Reader {
     void getEntries() {
         std::uint64_t count = 0;
         for (unsigned tag = in_.get8(); tag != archive::kEnd; tag = in_.get8()) {
-            if (tag == archive::kRecord && head_.minimum != 0 && !ended_)
+            if (tag == archive::kRecord && head_.minimum != 0)
                 getRecord();
             else if (tag == archive::kKey && head_.minimum == 0 && !head_.keys.empty())
                 getKeyEntry();
@@ -258,10 +281,7 @@ class Reader {
         if (iserrno != ISERR_NOTFOUND) need(-1);
     }
 
-    // All records are there.
     void endRecords() {
-        if (ended_) return;
-        ended_ = true;
         if (head_.minimum != 0 && most_ != head_.lastRecord) in_.damaged("its last record is missing");
         setLast(head_.highest);
     }
@@ -278,25 +298,22 @@ class Reader {
     }
 
     void getMove() {
-        endRecords();
-        const unsigned index = in_.get8();
+        const auto set = static_cast<IndexSet>(in_.get16());
         const std::uint32_t number = in_.get32();
-        if (index >= head_.keys.size() || head_.fillings[index] != Filling::kWritten)
-            in_.damaged("an index that is moved in is not there");
-        if (isdata(fd_, record_.data(), static_cast<long>(number)) != 0)
+        setLast(most_);
+        if (number > most_ || isdata(fd_, record_.data(), static_cast<long>(number)) != 0)
             in_.damaged("a record that is to be moved is not there");
         if (head_.is(archive::kMasks))
-            moveByMask(index, number);
+            moveByMask(set, number);
         else
-            moveByKey(index, number);
+            moveByKey(set, number);
     }
 
-    void moveByMask(unsigned index, std::uint32_t number) {
+    void moveByMask(IndexSet set, std::uint32_t number) {
         const int length = isreclen;
         const long mask = isgetmask(fd_);
-        const long bit = 1L << index;
-        if ((mask & bit) != 0) in_.damaged("a record that is to be moved is not in the index");
-        need(rewrite(number, record_, length, mask | bit));
+        if ((mask & set) != 0) in_.damaged("a record that is to be moved is not in the index");
+        need(rewrite(number, record_, length, mask | set));
         need(rewrite(number, record_, length, mask));
     }
 
@@ -306,45 +323,33 @@ class Reader {
         return isrewrec(fd_, static_cast<long>(number), record.data());
     }
 
-    // Bytes that no other index covers do; those of unique indexes do as well, if the key that they get there is new.
-    void moveByKey(unsigned index, std::uint32_t number) {
+    void moveByKey(IndexSet set, std::uint32_t number) {
         const int length = isreclen;
-        if (moving_ != index) {
-            moving_ = index;
-            alone_ = ownBytes(head_.keys[index], others(index, false));
-            shared_ = ownBytes(head_.keys[index], others(index, true));
+        const auto found = sets_.find(set);
+        if (found == sets_.end()) in_.damaged("a record cannot be moved in these indexes");
+        for (const int offset : found->second) {
+            if (!moveByByte(offset, number, length)) continue;
+            need(rewrite(number, record_, length, 0));
+            return;
         }
-        for (const auto *offsets : {&alone_, &shared_}) {
-            for (const int offset : *offsets) {
-                if (!moveByByte(offset, number, length)) continue;
-                need(rewrite(number, record_, length, 0));
-                return;
-            }
-        }
-        if (unmoved_.insert(index).second)
-            notes_.push_back("index " + std::to_string(index + 1) + " does not keep its order among equal keys");
+        for (std::size_t i = 0; i < head_.keys.size(); ++i)
+            if ((set >> i & 1) != 0 && unmoved_.insert(i).second)
+                notes_.push_back("index " + std::to_string(i + 1) + " does not keep its order among equal keys");
     }
 
-    // Gives the record another key, with another byte there.
+    // Gives the record another key, with another byte there. A unique index may have the first ones already.
     bool moveByByte(int offset, std::uint32_t number, int length) {
         std::vector<char> changed = record_;
         char &byte = changed[static_cast<std::size_t>(offset)];
         const auto before = static_cast<unsigned char>(byte);
         for (unsigned step = 1; step < kByteValues; ++step) {
             byte = static_cast<char>(before ^ step);
+            if (std::any_of(head_.keys.begin(), head_.keys.end(), [&](auto &key) { return holdsNan(key, changed); }))
+                return false;
             if (rewrite(number, changed, length, 0) == 0) return true;
             if (iserrno != ISERR_DUPLICATE) need(-1);
         }
         return false;
-    }
-
-    std::vector<KeyDesc> others(unsigned index, bool withDuplicatesOnly) const {
-        std::vector<KeyDesc> keys;
-        for (unsigned i = 0; i < head_.keys.size(); ++i) {
-            if (i == index || head_.fillings[i] != Filling::kWritten) continue;
-            if (!withDuplicatesOnly || (head_.keys[i].flags & ISDUPS) != 0) keys.push_back(head_.keys[i]);
-        }
-        return keys;
     }
 
     // What is no record becomes free, the lowest number first in line, or in precious mode stays unused.
@@ -362,14 +367,11 @@ class Reader {
     int fd_;
     std::vector<char> record_;
     Progress progress_;
-    std::uint32_t last_ = 0;     // highest number as the file has it
-    std::uint32_t most_ = 0;     // highest number of a record so far
-    std::uint32_t records_ = 0;  // so far
-    bool ended_ = false;         // no more records may come
-    unsigned moving_ = ISMAXINDEXES;
-    std::vector<int> alone_;  // bytes of the index that is being moved in: of no other index
-    std::vector<int> shared_;
-    std::set<unsigned> unmoved_;
+    std::uint32_t last_ = 0;                     // highest number as the file has it
+    std::uint32_t most_ = 0;                     // highest number of a record so far
+    std::uint32_t records_ = 0;                  // so far
+    std::map<IndexSet, std::vector<int>> sets_;  // see movableSets
+    std::set<std::size_t> unmoved_;
     std::vector<std::string> notes_;
 };
 

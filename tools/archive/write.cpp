@@ -30,11 +30,6 @@ class Writer {
             putByNumber();
         else
             putByOrder();
-        for (const Move &move : order_.moves) {
-            begin(archive::kMove);
-            out_.put8(static_cast<std::uint64_t>(move.index));
-            out_.put32(move.number);
-        }
         out_.put8(archive::kEnd);
         out_.put64(entries_);
         out_.finish();
@@ -120,7 +115,13 @@ class Writer {
 
     void putByOrder() {
         std::vector<char> record(recordRoom(file_));
-        for (const std::uint32_t number : order_.numbers) {
+        for (const auto &[number, moved] : order_.steps) {
+            if (moved != 0) {
+                begin(archive::kMove);
+                out_.put16(moved);
+                out_.put32(number);
+                continue;
+            }
             if (isdata(file_.fd(), record.data(), static_cast<long>(number)) != 0)
                 failCall(file_.name(), "record " + std::to_string(number) + " cannot be read");
             putRecord(number, file_.variableLength() ? isreclen : file_.maximumLength(), record.data());

@@ -44,7 +44,10 @@ OpenFile::OpenFile(int fd, std::string name) : fd_(fd), name_(std::move(name)) {
     try {
         learn();
     } catch (const Failure &) {
+        const int code = iserrno, io = iserrio;
         isclose(fd_);
+        iserrno = code;
+        iserrio = io;
         throw;
     }
 }
