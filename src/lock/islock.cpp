@@ -6,16 +6,15 @@
 #include "base/ismemory.h"
 #include "base/issystem.h"
 #include "frame/isadmin.h"
+#include "lock/lock_layout.h"
+
+using namespace lockarea;
 
 namespace {
 
 constexpr const char *kModule = "islock.c";
 constexpr int kReadRefusedLine = 97;
 constexpr int kWriteRefusedLine = 113;
-
-constexpr std::int64_t kHighArea = 0x40000000;
-constexpr std::int64_t kAreaLength = 0x3fffffff;
-constexpr std::int64_t kDataLength = 0x0fffffff;
 
 enum Area : int { kOpenArea = 0, kPhaseArea = 2 };
 

@@ -13,5 +13,17 @@ void addTree(Program &program);
 void addMap(Program &program);
 void addCheck(Program &program);
 void addRepair(Program &program);
+void addLog(Program &program);
+void addRecover(Program &program);
+void addAudit(Program &program);
+void addLocks(Program &program);
+void addLocktest(Program &program);
+void addHash(Program &program);
+void addIndex(Program &program);
+void addCluster(Program &program);
+void addClone(Program &program);
+void addCopy(Program &program);
+void addErase(Program &program);
+void addRename(Program &program);
 
 }  // namespace tool

@@ -1,0 +1,33 @@
+// The examination: do locks, data and names of a file system do what the library counts on?
+#pragma once
+
+#include "locktest/side.h"
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace tool {
+
+struct Finding {
+    enum class Weight {
+        kNeeded,  // without it files are damaged, or programs hang
+        kLimit,   // without it some calls do not work; the files stay whole
+        kFact,    // good to know
+    };
+
+    std::string what;  // "an exclusive lock keeps others out"
+    Weight weight = Weight::kNeeded;
+    bool passed = false;
+    std::string detail;  // what was seen instead, or a limit's consequence
+};
+
+// Goes through all steps with both sides on one scratch file, each side in a process of its own. names: a word that
+// names of files may begin with. stepDone is called behind each step. Throws Failure where a side does not answer.
+std::vector<Finding> examine(Side &here, Side &there, const std::string &names, const std::function<void()> &stepDone);
+std::size_t examinationSteps();
+
+// Nothing that is needed is missing.
+bool isFit(const std::vector<Finding> &findings);
+
+}  // namespace tool
