@@ -88,6 +88,7 @@ void ByteWindow::fill(std::int64_t offset, std::size_t length) {
     const AppendLock lock(fd_, !locked_ ? 0 : lock_refused_ ? 1 : kLockTries);
     lock_refused_ = !lock.held();
     start_ = offset;
+    length = static_cast<std::size_t>(std::clamp<std::int64_t>(size() - offset, 0, static_cast<std::int64_t>(length)));
     bytes_.resize(length);
     std::size_t done = 0;
     while (done < length) {
