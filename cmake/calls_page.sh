@@ -5,21 +5,14 @@
 #   calls_page.sh FILE       writes it to FILE
 #   calls_page.sh --check    fails, and shows the difference, when docs/calls.md is not what would be written
 set -eu
-LC_ALL=C
-export LC_ALL
 
-cmake=$(cd "$(dirname "$0")" && pwd)
-root=$(dirname "$cmake")
+root=$(cd "$(dirname "$0")/.." && pwd)
 page=docs/calls.md
-
-make_page() {
-    awk -f "$cmake/calls_page.awk" part=messages "$root/src/base/isglobal.cpp" \
-        part=isam.h "$root/include/isam.h" part=isam_maint.h "$root/include/isam_maint.h"
-}
+. "$root/cmake/calls_read.sh"
 
 made=$(mktemp)
 trap 'rm -f "$made"' EXIT
-make_page >"$made"
+read_calls calls_page >"$made"
 
 case ${1-} in
 --check)

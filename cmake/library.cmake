@@ -8,7 +8,7 @@ function(isam_compile target)
         CXX_VISIBILITY_PRESET hidden
         VISIBILITY_INLINES_HIDDEN ON)
     target_compile_options(${target} PRIVATE -fno-exceptions -fno-rtti -fno-threadsafe-statics)
-    target_compile_definitions(${target} PRIVATE _FILE_OFFSET_BITS=64)
+    target_compile_definitions(${target} PRIVATE _FILE_OFFSET_BITS=64 ISAM_NO_NAMES)
     target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/src)
     if(CMAKE_CXX_FLAGS MATCHES "-fsanitize" AND CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
         # These two look at C++ type information, which a C program cannot link.
@@ -26,6 +26,7 @@ add_library(isam_shared SHARED $<TARGET_OBJECTS:isam_objects>)
 set_target_properties(isam_shared PROPERTIES
     OUTPUT_NAME isam
     LINKER_LANGUAGE C
+    EXPORT_NAME isam
     VERSION ${PROJECT_VERSION}
     SOVERSION ${PROJECT_VERSION_MAJOR})
 target_link_options(isam_shared PRIVATE -static-libgcc LINKER:--as-needed
@@ -36,7 +37,10 @@ if(NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize")
 endif()
 
 add_library(isam_static STATIC $<TARGET_OBJECTS:isam_objects>)
-set_target_properties(isam_static PROPERTIES OUTPUT_NAME isam)
+set_target_properties(isam_static PROPERTIES
+    OUTPUT_NAME isam
+    LINKER_LANGUAGE C
+    EXPORT_NAME isam_static)
 
 foreach(library isam_shared isam_static)
     target_include_directories(${library} PUBLIC
@@ -44,8 +48,6 @@ foreach(library isam_shared isam_static)
         $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
 endforeach()
 
-install(TARGETS isam_shared isam_static
-    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
-    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
-install(FILES ${PROJECT_SOURCE_DIR}/include/isam.h ${PROJECT_SOURCE_DIR}/include/isam_maint.h
-    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+# The names under which the installed package offers them, for a project that has the sources among its own.
+add_library(isam::isam ALIAS isam_shared)
+add_library(isam::isam_static ALIAS isam_static)

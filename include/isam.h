@@ -103,7 +103,7 @@ extern "C" {
 #define ISGREAT 6 /* first one whose key is greater */
 #define ISGTEQ 7  /* first one whose key is equal or greater */
 
-/* Read flags, added to isread's mode. */
+/* Read flags, added to isread's mode. Any other bit of 0xff00 has the lock tested. */
 #define ISLOCK 0x0100 /* lock the record and keep the lock */
 #define ISWAIT 0x0400 /* wait for a lock that another one holds */
 
@@ -217,6 +217,8 @@ typedef struct dictinfo {
 
 extern ISAM_API int iserrno;   /* 0, or why the last call failed */
 extern ISAM_API int iserrio;   /* which system call failed, see convention 1 */
+extern ISAM_API char isstat1;  /* the same as iserrno in two characters, see below */
+extern ISAM_API char isstat2;  /* the second of them */
 extern ISAM_API long isrecnum; /* record number, in and out */
 extern ISAM_API int isreclen;  /* record length in bytes, in and out */
 
@@ -224,6 +226,49 @@ extern ISAM_API const char *const is_errlist[ISERR_LAST - ISERR_FIRST + 1]; /* m
 extern ISAM_API const char *const isCheckMsg[16]; /* message of bit i of a check's result at [i] */
 extern ISAM_API const char *iscopyright;          /* a banner */
 extern ISAM_API const char *isversnumber;         /* "6.11" */
+
+/* isstat1 and isstat2 are set by every call that sets iserrno, and by no other.
+ * They follow from iserrno, but for 02. The two characters, and what they stand
+ * for:
+ *   00  success
+ *   02  success of iswrite, iswrlock, iswrcurr, isrewrite, isrewrec, isrewcurr or
+ *       isrewnxt, which put a key into an index where equal keys stood already; a
+ *       rewrite puts the keys that it changes
+ *   10  110, end of file
+ *   21  109, 112 or 127, the primary key, or a call out of sequence
+ *   22  100, duplicate
+ *   23  111, not found
+ *   90  any other number: the system's errno
+ *   9A  102, argument
+ *   9B  119, bad log record
+ *   9D  105, damage
+ *   9F  131, full
+ *   9G  128, no log
+ *   9I  108, index exists
+ *   9K  103, key description
+ *   9L  107, locked
+ *   9M  134, no more locks
+ *   9N  114, name too long
+ *   9O  101, not open
+ *   9P  120, log cannot be opened
+ *   9R  118, log cannot be read
+ *   9T  122, no transaction
+ *   9U  113, in use
+ *   9W  121, log cannot be written
+ *   9X  106, exclusive access needed
+ *   9Z  132, size of a record
+ * and of the codes that are reserved:
+ *   9a  133, audit trail exists
+ *   9b  124, no begin
+ *   9c  117, collating table
+ *   9d  115, lock device
+ *   9m  116, memory
+ *   9n  125, nfs
+ *   9p  130, dbspace
+ *   9r  126, rowid
+ *   9s  123, shared memory
+ *   9t  104, too many files
+ *   9u  129, users */
 
 /* ------------------------------------------------------- build, open, close */
 
@@ -854,6 +899,10 @@ ISAM_API int isCustCmp(KeyDesc *key, int part, const void *a, const void *b);
 
 #ifdef __cplusplus
 }
+#endif
+
+#ifndef ISAM_NO_NAMES
+#include "isam_names.h" /* customary names, as macros */
 #endif
 
 #endif /* ISAM_H */

@@ -21,7 +21,7 @@ int isopen(const char *name, int mode) { return isWrapFound(isOpen(name, mode));
 int isclose(int fd) {
     IsamFile *h = isAdmItoD(fd);
     if (h != nullptr) return isWrapRet(isClose(h));
-    iserrno = ISERR_NOTOPEN;
+    isTellFailure(ISERR_NOTOPEN);
     return -1;
 }
 
@@ -30,7 +30,7 @@ int iscleanup(void) { return isWrapRet(isCleanUp()); }
 int isgetmode(int fd, int *mode) {
     const IsamFile *h = isAdmItoD(fd);
     if (h == nullptr || mode == nullptr) {
-        iserrno = h == nullptr ? ISERR_NOTOPEN : ISERR_ARGUMENT;
+        isTellFailure(h == nullptr ? ISERR_NOTOPEN : ISERR_ARGUMENT);
         return -1;
     }
     *mode = h->mode;

@@ -43,7 +43,7 @@ int rdfilter(int fd, IsamFile *h, char *record, int mode) {
         // The filter may have worked on other files, closed this one or removed
         // itself.
         if (isAdmItoD(fd) != h) {
-            iserrno = ISERR_NOTOPEN;
+            isTellFailure(ISERR_NOTOPEN);
             return -1;
         }
         if (accepted != 0) return isWrapDone(h, 1);
@@ -94,7 +94,7 @@ int ispop(int fd, int index, long recnum) {
 int isfilter(int fd, int (*filter)(int fd, char *record, int mode)) {
     IsamFile *h = isAdmItoD(fd);
     if (h == nullptr) {
-        iserrno = ISERR_NOTOPEN;
+        isTellFailure(ISERR_NOTOPEN);
         return -1;
     }
     h->filter = filter;

@@ -6,16 +6,21 @@
 #include "frame/isadmin.h"
 #include "records/isfork.h"
 
+namespace {
+
+bool isAdopted(IsamFile *h) {
+    if (isAdopt(h)) return true;
+    iserrio = h->errio;
+    isTellFailure(h->errcode);
+    return false;
+}
+
+}  // namespace
+
 IsamFile *isWrapOpen(int fd) {
     IsamFile *h = isAdmItoD(fd);
-    if (h == nullptr) {
-        iserrno = ISERR_NOTOPEN;
-        return nullptr;
-    }
-    if (!h->inherited || isAdopt(h)) return h;
-    iserrno = h->errcode;
-    iserrio = h->errio;
-    return nullptr;
+    if (h == nullptr) isTellFailure(ISERR_NOTOPEN);
+    return h == nullptr || !h->inherited || isAdopted(h) ? h : nullptr;
 }
 
 IsamFile *isWrapInit(int fd) {
@@ -29,18 +34,18 @@ IsamFile *isWrapInit(int fd) {
 int isWrapDone(IsamFile *h, int success) {
     isrecnum = h->recnum;
     isreclen = h->reclen;
-    iserrno = h->errcode;
     iserrio = h->errio;
+    isTell(h->errcode);
     return success != 0 ? 0 : -1;
 }
 
 int isWrapRet(int success) {
-    iserrno = success != 0 ? 0 : errno;
+    isTell(success != 0 ? 0 : errno);
     return success != 0 ? 0 : -1;
 }
 
 int isWrapFind(IsamFile *h) {
-    iserrno = 0;
+    isTell(0);
     isrecnum = h->recnum;
     isreclen = h->reclen;
     return isAdmDtoI(h);
@@ -52,6 +57,6 @@ int isWrapTxn(int success) {
     // Its error would be that of whatever it did last.
     const int code = success != 0 ? 0 : errno;
     if (IsamFile *h = isAdmTxnLast()) isWrapDone(h, success);
-    iserrno = code;
+    isTell(code);
     return success != 0 ? 0 : -1;
 }

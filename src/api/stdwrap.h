@@ -4,6 +4,18 @@
 
 #include "base/isfile.h"
 
+// Both characters after a plain success; isstat2 where a key went behind equal ones.
+inline constexpr char kStatusOk = '0', kStatusEqual = '2';
+
+// Sets iserrno, and isstat1 and isstat2 to what stands for that number: every call
+// that sets iserrno sets it by one of these. The code of a failure is not 0.
+void isTellFailure(int code);
+inline void isTell(int code) {
+    if (code != 0) return isTellFailure(code);
+    iserrno = 0;
+    isstat1 = isstat2 = kStatusOk;
+}
+
 // The descriptor's handle; null, with iserrno 101, for one that is not open. An
 // inherited one becomes the process's own.
 IsamFile *isWrapOpen(int fd);

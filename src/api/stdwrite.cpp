@@ -5,32 +5,46 @@
 #include "isam_maint.h"  // isAdmItoD
 #include "records/iswrite.h"
 
+namespace {
+
+// A call that adds or replaces a record: its success tells of equal keys that it met.
+template <typename Run> int written(int fd, Run &&run) {
+    IsamFile *h = isWrapInit(fd);
+    if (h == nullptr) return -1;
+    h->metEqual = false;
+    const int result = isWrapDone(h, run(h));
+    if (result == 0 && h->metEqual) isstat2 = kStatusEqual;
+    return result;
+}
+
+}  // namespace
+
 int iswrite(int fd, char *record) {
-    return isWrapped(fd, [=](IsamFile *h) { return isWrite(h, record); });
+    return written(fd, [=](IsamFile *h) { return isWrite(h, record); });
 }
 
 int iswrlock(int fd, char *record) {
-    return isWrapped(fd, [=](IsamFile *h) { return isWrLock(h, record); });
+    return written(fd, [=](IsamFile *h) { return isWrLock(h, record); });
 }
 
 int iswrcurr(int fd, char *record) {
-    return isWrapped(fd, [=](IsamFile *h) { return isWrCurr(h, record); });
+    return written(fd, [=](IsamFile *h) { return isWrCurr(h, record); });
 }
 
 int isrewrite(int fd, char *record) {
-    return isWrapped(fd, [=](IsamFile *h) { return isRewrite(h, record); });
+    return written(fd, [=](IsamFile *h) { return isRewrite(h, record); });
 }
 
 int isrewrec(int fd, long recnum, char *record) {
-    return isWrapped(fd, [=](IsamFile *h) { return isRewRec(h, recnum, record); });
+    return written(fd, [=](IsamFile *h) { return isRewRec(h, recnum, record); });
 }
 
 int isrewcurr(int fd, char *record) {
-    return isWrapped(fd, [=](IsamFile *h) { return isRewCurr(h, record); });
+    return written(fd, [=](IsamFile *h) { return isRewCurr(h, record); });
 }
 
 int isrewnxt(int fd, char *record) {
-    return isWrapped(fd, [=](IsamFile *h) { return isRewNxt(h, record); });
+    return written(fd, [=](IsamFile *h) { return isRewNxt(h, record); });
 }
 
 int isdelete(int fd, char *record) {

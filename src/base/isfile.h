@@ -167,6 +167,9 @@ struct IsamFile {
     int openedMode;  // the bits of the mode that the descriptors were opened by
     bool allLocked;  // it holds the lock of all records
 
+    // What the caller of a write or rewrite is told beside its success.
+    bool metEqual;  // a key went behind equal ones
+
     // What the clean-up after a failure must know.
     int failedClass;            // class of the operation that failed
     long newLock;               // record that the operation has locked, 0 = none

@@ -6,6 +6,8 @@ int iserrno = 0;
 int iserrio = 0;
 long isrecnum = 0;
 int isreclen = 0;
+char isstat1 = '0';
+char isstat2 = '0';
 
 const char *iscopyright = "Indexed-sequential file handler";
 const char *isversnumber = "6.11";

@@ -2,6 +2,7 @@
 
 #include "base/isfail.h"
 #include "frame/isentry.h"
+#include "storage/isahead.h"
 #include "storage/ishead.h"
 
 int isGetLastRec(IsamFile *h, long *recnum) {
@@ -16,6 +17,7 @@ int isSetLastRec(IsamFile *h, long recnum) {
     return isChanging(h, [h, recnum] {
         if (recnum < 0 || static_cast<unsigned long>(recnum) > kMaxNumber) isFail(h, ISERR_ARGUMENT);
         h->dataFree.last = static_cast<std::uint32_t>(recnum);
+        isAheadForget(h);  // what was read ended with the old one
         isHeadWrite(h);
         return 1;
     });
@@ -26,6 +28,7 @@ int isLastRec(IsamFile *h, long *recnum) {
         if (recnum == nullptr) isFail(h, ISERR_ARGUMENT);
         if (h->dataFree.last >= kMaxNumber) isFail(h, ISERR_DISKSPACE);
         *recnum = static_cast<long>(++h->dataFree.last);
+        isAheadForget(h);
         isHeadWrite(h);
         return 1;
     });

@@ -8,6 +8,7 @@
 #include "base/isfail.h"
 #include "base/ismemory.h"
 #include "base/issystem.h"
+#include "storage/isahead.h"
 #include "storage/ishead.h"
 #include "storage/isidxio.h"
 #include "storage/node_layout.h"
@@ -185,6 +186,7 @@ void takeLast(IsamFile *h) {
     const std::int64_t records = is_size(h, ISKIND_DATA) / h->bufferLength;
     if (records > kMaxNumber) isFail(h, ISERR_CORRUPT);
     h->dataFree.last = static_cast<std::uint32_t>(records);
+    isAheadForget(h);
 }
 
 }  // namespace

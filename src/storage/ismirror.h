@@ -3,7 +3,8 @@
 //
 // What is here stands in the file as well, for as long as the header's change counter
 // is what it was: isMirrorForget when it is not, isMirrorPatch when this handle itself
-// has written.
+// has written. It reaches to the highest record number: isMirrorForget when that
+// changes by anything but a record that is written.
 #pragma once
 
 #include "base/isfile.h"

@@ -31,7 +31,7 @@ void setShare(NodeBuf *n, int end, bool on) {
 
 // Inserts before the current entry, which is the one at p, or at the end for p
 // = used; false, and no change, when there is no room.
-bool compins(const IndexPath *path, NodeBuf *n, int limit, int p, const NewEntry &entry) {
+bool compins(IsamFile *h, const IndexPath *path, NodeBuf *n, int limit, int p, const NewEntry &entry) {
     const int tail = path->dupWidth + kPointerSize, used = n->used;
     const bool first = p == node::kTreeStart, follower = p < used;
     const auto keySize = static_cast<std::size_t>(keyLength(path));
@@ -40,8 +40,12 @@ bool compins(const IndexPath *path, NodeBuf *n, int limit, int p, const NewEntry
     if (!first) isCompBefore(path, n, before, p);
     const int e = isCompKey(path, encoded, first ? nullptr : before, entry.key);
     std::uint64_t serial = entry.serial;
-    if (n->level == 0 && !entry.keepSerial && e != 0 && !first && std::memcmp(before, entry.key, keySize) != 0)
-        serial = 0;
+    if (n->level == 0 && !entry.keepSerial && !first && !isUnique(path)) {
+        if (e == 0 || std::memcmp(before, entry.key, keySize) == 0)
+            h->metEqual = true;
+        else
+            serial = 0;
+    }
 
     // The entry behind: keyless it stays so, else it is encoded against the new
     // key. Above the leaves a last key below the new one is raised to it.
@@ -132,7 +136,7 @@ void compgrow(IsamFile *h, IndexPath *path, const std::uint8_t *key, std::uint32
     else if (!isUnique(path))
         entry.serial = p == node::kTreeStart ? nextdup(path) : serialBefore(path, n, p) + 1;
 
-    while (!compins(path, n, limit, p, entry)) {
+    while (!compins(h, path, n, limit, p, entry)) {
         const int used = n->used;
         const int s = p == used ? used : comphalf(path, n, halfKey);
         NodeBuf *left = splitAt(h, path, n, s, p, halfKey);
@@ -140,9 +144,9 @@ void compgrow(IsamFile *h, IndexPath *path, const std::uint8_t *key, std::uint32
         // In the left half the new key is its last one when it goes to its
         // very end; so it is when it starts the right half all alone.
         const bool atBorder = s == p;
-        const bool fits = s == used && p == used ? compins(path, n, limit, node::kTreeStart, entry)
-                          : s >= p               ? compins(path, left, limit, p, entry)
-                                                 : compins(path, n, limit, n->position, entry);
+        const bool fits = s == used && p == used ? compins(h, path, n, limit, node::kTreeStart, entry)
+                          : s >= p               ? compins(h, path, left, limit, p, entry)
+                                                 : compins(h, path, n, limit, n->position, entry);
         if (!fits || left->used <= node::kTreeStart) isFail(h, ISERR_CORRUPT);
 
         std::memmove(separator, atBorder ? entry.key : halfKey, static_cast<std::size_t>(keyLength(path)));
@@ -154,7 +158,7 @@ void compgrow(IsamFile *h, IndexPath *path, const std::uint8_t *key, std::uint32
         } else {
             NodeBuf *root = growRoot(h, path);
             numberOldRoot(h, path, n);
-            if (!compins(path, root, limit, node::kTreeStart, {separator, entry.serial, n->number, true}))
+            if (!compins(h, path, root, limit, node::kTreeStart, {separator, entry.serial, n->number, true}))
                 isFail(h, ISERR_CORRUPT);
             isNodeWalk(path, kWalkFirst);
             n = root;

@@ -44,11 +44,12 @@ bool flatins(const IndexPath *path, NodeBuf *n, int limit, int offset, const New
     return true;
 }
 
-std::uint64_t newSerial(const IndexPath *path, const NodeBuf *n, int offset, const std::uint8_t *key) {
+std::uint64_t newSerial(IsamFile *h, const IndexPath *path, const NodeBuf *n, int offset, const std::uint8_t *key) {
     if (isUnique(path)) return 0;
     if (offset == node::kTreeStart) return nextdup(path);
     const std::uint8_t *before = n->buffer + offset - path->entrySize;
     if (std::memcmp(before, key, static_cast<std::size_t>(keyLength(path))) != 0) return 0;
+    h->metEqual = true;
     return serialBefore(path, n, offset) + 1;
 }
 
@@ -71,7 +72,7 @@ void flatgrow(IsamFile *h, IndexPath *path, const std::uint8_t *key, std::uint32
     std::uint8_t separator[ISMAXKEYLEN];
     NodeBuf *n = path->top;
     int p = insertOffset(n, where);
-    NewEntry entry = {key, newSerial(path, n, p, key), pointer};
+    NewEntry entry = {key, newSerial(h, path, n, p, key), pointer};
 
     while (!flatins(path, n, limit, p, entry)) {
         const int used = n->used;

@@ -4,6 +4,7 @@
 
 #include "base/isfail.h"
 #include "base/ismif.h"
+#include "keys/iscomp.h"
 #include "keys/iskey.h"
 #include "keys/isnode.h"
 #include "keys/isnodepool.h"
@@ -53,6 +54,21 @@ int findPlace(IsamFile *h, IndexPath *path, const std::uint8_t *key) {
     if (atVeryStart(path)) return where;
     isTreeUnique(h, path, key);
     return insertpoint(h, path, key) ? kBeforeCurrent : kAppend;
+}
+
+// Can the leaf before have an equal key, so that one at the very start of this leaf
+// goes behind it? No, unless the entry before the way to this leaf has that key.
+bool mayFollowEqual(const IndexPath *path, const std::uint8_t *key) {
+    const NodeBuf *n = path->top->parent;
+    while (n != nullptr && n->position <= node::kTreeStart)
+        n = n->parent;
+    if (n == nullptr) return false;
+    std::uint8_t before[ISMAXKEYLEN] = {};
+    if (path->compressed)
+        isCompBefore(path, n, before, n->position);
+    else
+        std::memcpy(before, n->buffer + n->position - path->entrySize, static_cast<std::size_t>(keyLength(path)));
+    return isKeyMatch(path, key, before);
 }
 
 // Makes n an empty root of that level.
@@ -107,7 +123,15 @@ void isTreeUnique(IsamFile *h, IndexPath *path, const std::uint8_t *key) {
 
 void isTreeInsert(IsamFile *h, IndexPath *path, const std::uint8_t *key, std::uint32_t record) {
     int where = kIntoEmpty;
-    if (isPathRoot(h, path)->used > node::kTreeStart) where = findPlace(h, path, key);
+    if (isPathRoot(h, path)->used > node::kTreeStart) {
+        where = findPlace(h, path, key);
+        if (!isUnique(path) && insertOffset(path->top, where) == node::kTreeStart && mayFollowEqual(path, key)) {
+            // It finds one: what the new key goes before is greater.
+            isTreeMatch(h, path, key);
+            if (isKeyMatch(path, key, nullptr)) h->metEqual = true;
+            where = insertpoint(h, path, key) ? kBeforeCurrent : kAppend;
+        }
+    }
     record &= kPointerMask;
     if (path->compressed)
         compgrow(h, path, key, record, where, nullptr);

@@ -16,7 +16,8 @@ enum InsertWhere : int { kIntoEmpty = 0, kAppend = 1, kBeforeCurrent = 4 };
 
 // Inserts key with a record number. In an index with duplicates it goes behind
 // all equal keys, with a serial one above theirs; in a unique index an equal
-// key is error 100. REQUIRES: the search length is the full key length.
+// key is error 100. The handle's metEqual becomes true where there are equal keys.
+// REQUIRES: the search length is the full key length.
 void isTreeInsert(IsamFile *h, IndexPath *path, const std::uint8_t *key, std::uint32_t record);
 
 // 100 if a unique index holds the key already.

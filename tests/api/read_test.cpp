@@ -71,7 +71,7 @@ TEST_F(Read, ReadFlagsAreRefusedWithoutRecords) {
     const int fd = build(ISINOUT, idKey(), 0);
     isrecnum = 1;
     EXPECT_OK(iswrite(fd, row(1)));
-    for (const int flags : {ISLOCK, ISWAIT, ISLOCK | ISWAIT, 0x200})
+    for (const int flags : {ISLOCK, ISWAIT, ISLOCK | ISWAIT, ISSKIPLOCK})
         EXPECT_EQ(get(fd, ISFIRST | flags), -ISERR_ARGUMENT) << flags;
     Row got;
     EXPECT_OK(isread(fd, got, ISFIRST));

@@ -148,6 +148,29 @@ TEST_F(Settings, LastRecordNumberCanBeSetAndRaised) {
     dontCheck();
 }
 
+// What has been read into memory ends with the highest number of that time.
+TEST_F(Settings, SlotsBehindANumberThatIsRaisedAreReadFromTheFile) {
+    const int fd = fill({1, 2, 3, 4, 5, 6});
+    Row got;
+    const auto readOften = [fd, &got] {
+        for (int i = 0; i < 1000; ++i)
+            EXPECT_OK(isdata(fd, got, 1 + i % 2));
+    };
+    EXPECT_OK(isprecious(fd, 1));
+    EXPECT_OK(isdelrec(fd, 6));
+    EXPECT_OK(issetlastrec(fd, 3));
+    readOften();
+    EXPECT_OK(issetlastrec(fd, 6));
+    EXPECT_OK(isdata(fd, got, 5));
+    EXPECT_EQ(got.id(), 5);
+    EXPECT_FAILS(ISERR_NOTFOUND, isdata(fd, got, 6));
+    readOften();
+    long number = 0;
+    EXPECT_OK(islastrec(fd, &number));
+    EXPECT_FAILS(EIO, isdata(fd, got, number));
+    dontCheck();
+}
+
 TEST_F(Settings, LastRecordNumberOutOfRangeIsRefused) {
     const int fd = fill({1});
     std::vector<long> numbers = {-1, LONG_MIN};

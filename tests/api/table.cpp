@@ -1,5 +1,7 @@
 #include "table.h"
 
+#include "status.h"
+
 #include <filesystem>
 #include <fstream>
 #include <ostream>
@@ -14,6 +16,9 @@ namespace {
 // A handle's notes of its locks have room for so many records.
 constexpr long kMostLocks = 32760;
 
+// Characters that nothing is told by.
+const std::string kPrimedStatus = "78";
+
 }  // namespace
 
 void PrintTo(const Globals &globals, std::ostream *out) {
@@ -23,10 +28,15 @@ void PrintTo(const Globals &globals, std::ostream *out) {
 
 void PrintTo(const Error &error, std::ostream *out) { *out << error.call << " " << error.code << " " << error.when; }
 
-Globals globals() { return {iserrno, iserrio, isrecnum, isreclen}; }
+Globals globals() {
+    EXPECT_EQ(status(), iserrno == kPrimed.error ? kPrimedStatus : statusOf(iserrno)) << "iserrno " << iserrno;
+    return {iserrno, iserrio, isrecnum, isreclen};
+}
 
 void prime() {
     iserrno = kPrimed.error;
+    isstat1 = kPrimedStatus[0];
+    isstat2 = kPrimedStatus[1];
     iserrio = kPrimed.io;
     isrecnum = kPrimed.recnum;
     isreclen = kPrimed.reclen;

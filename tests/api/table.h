@@ -41,6 +41,7 @@ struct Globals {
     }
 };
 void PrintTo(const Globals &globals, std::ostream *out);
+// As they are now; isstat1 and isstat2 must have been set wherever iserrno was.
 Globals globals();
 
 // What the globals are before each call: values that nothing sets them to.

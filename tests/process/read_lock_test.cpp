@@ -98,6 +98,37 @@ TEST_F(ReadLock, LockAndWaitAwaitsTheLockAndKeepsIt) {
     EXPECT_TRUE(fails(b, jobs::read(0, ISEQUAL | ISLOCK, item(20)), ISERR_LOCKED));
 }
 
+TEST_F(ReadLock, SkipLockTestsAndKeepsNothing) {
+    EXPECT_EQ(read(a, ISFIRST | ISSKIPLOCK), item(10, 1));
+    EXPECT_EQ(RawFile(dataPath()).held().size(), 0U);
+    EXPECT_TRUE(succeeds(b, jobs::read(0, ISEQUAL | ISLOCK, item(10))));
+}
+
+TEST_F(ReadLock, SkipLockGoesPastWhatIsLocked) {
+    lockSecond();
+    EXPECT_EQ(read(a, ISFIRST | ISSKIPLOCK), item(10, 1));
+    EXPECT_TRUE(fails(a, jobs::read(0, ISNEXT | ISSKIPLOCK), ISERR_LOCKED));
+    EXPECT_EQ(a.last().text(kItemLength), item(20, 2));
+    EXPECT_EQ(a.last().recnum, 2);
+    EXPECT_EQ(read(a, ISNEXT | ISSKIPLOCK), item(30, 3));
+    EXPECT_TRUE(fails(a, jobs::read(0, ISPREV | ISSKIPLOCK), ISERR_LOCKED));
+    EXPECT_EQ(read(a, ISPREV | ISSKIPLOCK), item(10, 1));
+    EXPECT_EQ(RawFile(dataPath()).held().size(), 1U);
+}
+
+TEST_F(ReadLock, SkipLockChangesNothingBesideTheOtherFlags) {
+    lockSecond();
+    EXPECT_EQ(read(a, ISFIRST | ISSKIPLOCK | ISLOCK), item(10, 1));
+    EXPECT_TRUE(held(a, 1));
+    EXPECT_TRUE(fails(a, jobs::read(0, ISNEXT | ISSKIPLOCK | ISLOCK), ISERR_LOCKED));
+    EXPECT_FALSE(held(a, 2));
+    ASSERT_TRUE(waits(a, jobs::read(0, ISCURR | ISSKIPLOCK | ISLCKW)));
+    EXPECT_TRUE(succeeds(b, jobs::release(0)));
+    EXPECT_TRUE(finishes(a));
+    EXPECT_EQ(a.last().text(kItemLength), item(20, 2));
+    EXPECT_TRUE(held(a, 2));
+}
+
 TEST_F(ReadLock, WaitingReaderHoldsNoPhaseLock) {
     lockSecond();
     ASSERT_TRUE(waits(a, jobs::read(0, ISEQUAL | ISLOCK | ISWAIT, item(20))));

@@ -12,10 +12,9 @@ namespace {
 class ScriptTree {
   public:
     ScriptTree() {
-        const ProgramOutput copied =
-            runProgram("cd '" ISAM_SOURCE_DIR "' && cp -r --parents include cmake/calls_page.sh cmake/calls_page.awk "
-                       "src/base/isglobal.cpp '" +
-                       dir_.path() + "'");
+        const ProgramOutput copied = runProgram("cd '" ISAM_SOURCE_DIR "' && cp -r --parents include cmake "
+                                                "src/base/isglobal.cpp '" +
+                                                dir_.path() + "'");
         EXPECT_EQ(copied.status, 0) << copied.text;
         const ProgramOutput made = run("");
         EXPECT_EQ(made.status, 0) << made.text;

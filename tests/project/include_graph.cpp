@@ -18,7 +18,7 @@ std::set<std::string> includesOf(const fs::path &file, const fs::path &root) {
         std::smatch match;
         if (!std::regex_search(line, match, kInclude)) continue;
         const std::string name = match[1];
-        if (name == "isam.h" || name == "isam_maint.h" || fs::exists(root / "src" / name))
+        if (fs::exists(root / "include" / name) || fs::exists(root / "src" / name))
             found.insert(name);
         else if (fs::exists(file.parent_path() / name))
             found.insert(fs::relative(file.parent_path() / name, root / "src").lexically_normal().string());
@@ -57,7 +57,7 @@ IncludeGraph readIncludeGraph(const std::string &source_dir) {
         if (extension == ".h" || extension == ".cpp")
             graph[fs::relative(entry.path(), root / "src").string()] = includesOf(entry.path(), root);
     }
-    for (const char *name : {"isam.h", "isam_maint.h"})
+    for (const char *name : {"isam.h", "isam_names.h", "isam_maint.h"})
         graph[name] = includesOf(root / "include" / name, root);
     return graph;
 }

@@ -28,6 +28,12 @@ std::set<std::string> dynamicEntries(const std::string &kind) {
 
 TEST(SharedObject, ExportsTheListedSymbolsAlone) { expectSame(listedSymbols(), exportedSymbols()); }
 
+TEST(SharedObject, EverySymbolHasTheVersionThatItCameWith) {
+    EXPECT_GT(exportedList().size(), 100U);
+    for (const ExportedSymbol &symbol : exportedList())
+        EXPECT_EQ(symbol.version, "@@ISAM_1.0") << symbol.name;
+}
+
 TEST(SharedObject, SymbolListIsWhatTheHeadersDeclare) {
     std::set<std::string> declared = declaredSymbols("isam.h");
     EXPECT_GT(declared.size(), 80U);

@@ -6,15 +6,25 @@
 #include <gtest/gtest.h>
 #include <sstream>
 
-std::map<std::string, char> exportedKinds() {
-    // Columns: value, kind, name. The sanitizers add symbols of their own, with reserved names.
-    const ProgramOutput output = runProgram("nm -D --defined-only '" ISAM_SHARED_LIBRARY "'");
+std::vector<ExportedSymbol> exportedList() {
+    // Columns: value, kind, name@@version; a version itself is of the kind A.
+    const ProgramOutput output = runProgram("nm -D --defined-only --with-symbol-versions '" ISAM_SHARED_LIBRARY "'");
     EXPECT_EQ(output.status, 0) << output.text;
-    std::map<std::string, char> kinds;
+    std::vector<ExportedSymbol> symbols;
     std::istringstream in(output.text);
     std::string value, kind, name;
-    while (in >> value >> kind >> name)
-        if (name.rfind("__", 0) != 0) kinds[name] = kind.front();
+    while (in >> value >> kind >> name) {
+        const std::size_t end = name.find('@');
+        if (kind != "A")
+            symbols.push_back({name.substr(0, end), kind.front(), end == std::string::npos ? "" : name.substr(end)});
+    }
+    return symbols;
+}
+
+std::map<std::string, char> exportedKinds() {
+    std::map<std::string, char> kinds;
+    for (const ExportedSymbol &symbol : exportedList())
+        kinds[symbol.name] = symbol.kind;
     return kinds;
 }
 

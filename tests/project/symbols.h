@@ -5,8 +5,16 @@
 #include <map>
 #include <set>
 #include <string>
+#include <vector>
 
-// What the shared object exports, with the letter that nm gives to each name: T for a function.
+// What the shared object exports: the letter that nm gives to it is T for a function, the version begins with "@@".
+struct ExportedSymbol {
+    std::string name;
+    char kind;
+    std::string version;
+};
+
+std::vector<ExportedSymbol> exportedList();
 std::map<std::string, char> exportedKinds();
 std::set<std::string> exportedSymbols();
 

@@ -47,7 +47,9 @@ std::string lastError() {
 }
 
 void failCall(const std::string &subject, const std::string &what) {
-    throw Failure(subject + ": " + what + ": " + lastError());
+    const bool held = iserrno == ISERR_FILEINUSE || iserrno == ISERR_LOCKED;
+    throw Failure(subject + ": " + what + ": " + lastError() +
+                  (held ? "; 'isam locks " + subject + "' tells by whom" : ""));
 }
 
 void failSystem(const std::string &subject, const std::string &what) {

@@ -14,7 +14,8 @@ class Failure : public std::runtime_error {
 // Why the last call of the library failed, in words: "no such record", "reading the index file: Input/output error".
 std::string lastError();
 
-// Throws "SUBJECT: WHAT: " and the last call's reason.
+// Throws "SUBJECT: WHAT: " and the last call's reason; where somebody else holds the subject, a file, also how to find
+// out who.
 [[noreturn]] void failCall(const std::string &subject, const std::string &what);
 
 // Throws "SUBJECT: WHAT: " and the system's reason in errno.

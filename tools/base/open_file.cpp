@@ -44,7 +44,10 @@ OpenFile::OpenFile(int fd, std::string name) : fd_(fd), name_(std::move(name)) {
     try {
         learn();
     } catch (const Failure &) {
+        const int code = iserrno, io = iserrio;
         isclose(fd_);
+        iserrno = code;
+        iserrio = io;
         throw;
     }
 }
@@ -80,10 +83,14 @@ void OpenFile::learn() {
     minimum_ = variable_ ? isreclen : maximum_;
 }
 
-bool OpenFile::hasMasks() const {
+bool OpenFile::hasMode(int bit) const {
     int mode = 0;
-    return isgetmode(fd_, &mode) == 0 && (mode & ISMASK) != 0;
+    return isgetmode(fd_, &mode) == 0 && (mode & bit) != 0;
 }
+
+bool OpenFile::hasMasks() const { return hasMode(ISMASK); }
+
+bool OpenFile::compressesTails() const { return hasMode(ISCOMPRESS); }
 
 long OpenFile::recordCount() const {
     DictInfo info;
@@ -91,13 +98,19 @@ long OpenFile::recordCount() const {
     return info.recordCount;
 }
 
-std::vector<KeyDesc> OpenFile::indexes() const {
+// Record-number order counts as an index where it takes the place of a primary key, but has no description.
+bool OpenFile::hasPrimaryKey() const {
     DictInfo info;
     if (isisaminfo(fd_, &info) != 0) failCall(name_, "cannot be read");
-    std::vector<KeyDesc> descriptions(info.keyCount & ~kVariableBit);
-    for (std::size_t i = 0; i < descriptions.size(); ++i) {
-        if (isindexinfo(fd_, &descriptions[i], static_cast<int>(i) + 1) != 0) failCall(name_, "cannot be read");
-    }
+    return indexes().size() == (info.keyCount & ~kVariableBit);
+}
+
+std::vector<KeyDesc> OpenFile::indexes() const {
+    std::vector<KeyDesc> descriptions;
+    KeyDesc description;
+    while (isindexinfo(fd_, &description, static_cast<int>(descriptions.size()) + 1) == 0)
+        descriptions.push_back(description);
+    if (iserrno != ISERR_ARGUMENT) failCall(name_, "cannot be read");
     return descriptions;
 }
 

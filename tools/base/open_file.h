@@ -38,17 +38,21 @@ class OpenFile {
 
     bool variableLength() const { return variable_; }
     bool hasMasks() const;
+    bool compressesTails() const;
     bool hasRecords() const { return maximumLength() != 0; }
     // Bytes of a record without its tail, and with the longest.
     int minimumLength() const { return minimum_; }
     int maximumLength() const { return maximum_; }
     long recordCount() const;
-    // The descriptions of all indexes, the first one first; without parts: record-number order.
+    // Without one, record-number order comes first; indexes may have been added.
+    bool hasPrimaryKey() const;
+    // The descriptions of all indexes, number 1 first.
     std::vector<KeyDesc> indexes() const;
 
   private:
     static OpenFile open(const std::string &name, int mode);
     void learn();
+    bool hasMode(int bit) const;
 
     int fd_ = -1;
     std::string name_;

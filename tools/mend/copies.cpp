@@ -1,0 +1,93 @@
+#include "mend/copies.h"
+
+#include "base/failure.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <fcntl.h>
+#include <filesystem>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace tool {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::vector<std::string> filesOf(const FileView &view) {
+    std::vector<std::string> files;
+    if (view.hasIndex()) files.push_back(view.indexPath());
+    if (view.hasData()) files.push_back(view.dataPath());
+    return files;
+}
+
+void sync(const std::string &path) {
+    const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) failSystem(path, "cannot be opened");
+    const bool done = fsync(fd) == 0;
+    const int code = errno;
+    close(fd);
+    errno = code;
+    if (!done) failSystem(path, "cannot be written to the disk");
+}
+
+}  // namespace
+
+std::vector<std::string> namesOfCopies(const FileView &view) {
+    const std::vector<std::string> files = filesOf(view);
+    for (int number = 1;; ++number) {
+        const std::string suffix = ".before-repair" + (number == 1 ? "" : "-" + std::to_string(number));
+        std::vector<std::string> names;
+        bool taken = false;
+        for (const std::string &file : files) {
+            names.push_back(file + suffix);
+            taken = taken || fs::exists(fs::symlink_status(names.back()));
+        }
+        if (!taken) return names;
+    }
+}
+
+std::vector<std::string> keepCopies(const FileView &view) {
+    const std::vector<std::string> names = namesOfCopies(view);
+    const std::vector<std::string> files = filesOf(view);
+    for (std::size_t i = 0; i < files.size(); ++i) {
+        std::error_code error;
+        fs::copy_file(files[i], names[i], error);
+        if (error) {
+            for (std::size_t made = 0; made <= i; ++made)
+                std::remove(names[made].c_str());
+            throw Failure(names[i] + ": the copy cannot be made: " + error.message());
+        }
+        sync(names[i]);
+    }
+    return names;
+}
+
+void putInPlace(const std::string &from, const FileView &old, bool with_data) {
+    // The index file comes last: until then the library refuses the pair, or its checks tell.
+    for (const bool data : {true, false}) {
+        if (data && !with_data) continue;
+        const std::string made = from + (data ? ".dat" : ".idx");
+        const std::string target = data ? old.dataPath() : old.indexPath();
+        const std::string &model = fs::exists(target) ? target : old.hasData() ? old.dataPath() : old.indexPath();
+        struct stat status;
+        if (stat(model.c_str(), &status) == 0) {
+            // Only the superuser may give files away; for anybody else they stay his own.
+            if (chown(made.c_str(), status.st_uid, status.st_gid) != 0 && errno != EPERM)
+                failSystem(made, "cannot be given to the owner of " + model);
+            if (chmod(made.c_str(), status.st_mode & 07777) != 0) failSystem(made, "cannot be given its permissions");
+        }
+        sync(made);
+        if (std::rename(made.c_str(), target.c_str()) != 0) failSystem(target, "cannot be replaced");
+    }
+    const fs::path directory = fs::path(old.place()).parent_path();
+    sync(directory.empty() ? "." : directory.string());
+}
+
+void removeSet(const std::string &place) {
+    std::remove((place + ".idx").c_str());
+    std::remove((place + ".dat").c_str());
+}
+
+}  // namespace tool

@@ -1,0 +1,244 @@
+#include "records/guess.h"
+
+#include "records/charset.h"
+#include "records/codec.h"
+
+#include <algorithm>
+#include <array>
+#include <functional>
+#include <optional>
+
+namespace tool {
+
+namespace {
+
+constexpr int kLongestPacked = 8;
+constexpr int kShortestDigits = 2;
+constexpr int kShortestText = 2;
+constexpr double kMost = 0.9;  // of the records
+constexpr double kSmallest = 1e-6;
+constexpr double kGreatest = 1e12;
+
+bool isDigit(char c) { return c >= '0' && c <= '9'; }
+bool isFill(char c) { return c == ' ' || c == '\0'; }
+bool isTextByte(char c) {
+    const auto byte = static_cast<unsigned char>(c);
+    return (byte >= 0x20 && byte != 0x7f && byte < 0x80) || byte >= 0xa0;
+}
+
+// Looks at the same bytes of all records of the sample.
+class Sample {
+  public:
+    explicit Sample(const std::vector<std::string> &records) : records_(records) {}
+
+    bool all(int at, const std::function<bool(char)> &holds) const {
+        return std::all_of(records_.begin(), records_.end(),
+                           [&](const std::string &record) { return holds(record[static_cast<std::size_t>(at)]); });
+    }
+    double share(int at, const std::function<bool(char)> &holds) const {
+        const auto count = std::count_if(records_.begin(), records_.end(), [&](const std::string &record) {
+            return holds(record[static_cast<std::size_t>(at)]);
+        });
+        return static_cast<double>(count) / static_cast<double>(records_.size());
+    }
+    // From `at` on, how many bytes before `end` are such in all records.
+    int run(int at, int end, const std::function<bool(char)> &holds) const {
+        int length = 0;
+        while (at + length < end && all(at + length, holds))
+            ++length;
+        return length;
+    }
+    // Are they values of the field in all records, and do they show `holds` of each?
+    bool show(const Field &field, const std::function<bool(const Value &)> &holds) const {
+        const std::unique_ptr<Codec> codec = makeCodec(field);
+        return std::all_of(records_.begin(), records_.end(), [&](const std::string &record) {
+            const std::string_view bytes = std::string_view(record).substr(static_cast<std::size_t>(field.start),
+                                                                           static_cast<std::size_t>(field.length));
+            const Value value = codec->show(bytes);
+            return value.kind != Value::kBytes && holds(value);
+        });
+    }
+    // Does one of them say more than nothing?
+    bool anySays(const Field &field) const {
+        return !show(field,
+                     [](const Value &value) { return value.text.find_first_not_of("0.-") == std::string::npos; });
+    }
+
+  private:
+    const std::vector<std::string> &records_;
+};
+
+Field fieldAt(const char *name, int start, int length, FieldType type) {
+    Field field;
+    field.name = std::string(name) + "_" + std::to_string(start);
+    field.start = start;
+    field.length = length;
+    field.type = type;
+    return field;
+}
+
+bool isAnything(const Value & /*value*/) { return true; }
+
+class Guesser {
+  public:
+    explicit Guesser(const std::vector<std::string> &records) : sample_(records) {}
+
+    // Fields for bytes start..end-1, one after the other.
+    void guess(int start, int end, std::vector<Guess> &guesses) const {
+        while (start < end) {
+            const int fill = sample_.run(start, end, isFill);
+            if (fill > 0 && (start + fill == end || !beginsNumber(start, end))) {
+                start += fill;
+                continue;
+            }
+            const Guess found = next(start, end);
+            start += found.field.length;
+            guesses.push_back(found);
+        }
+    }
+
+  private:
+    // Leading NULs belong to a number that follows them.
+    bool beginsNumber(int start, int end) const {
+        return sample_.all(start, [](char c) { return c == '\0'; }) && (packed(start, end) || integer(start, end));
+    }
+
+    Guess next(int start, int end) const {
+        for (const auto look : {&Guesser::date, &Guesser::packed, &Guesser::digits, &Guesser::text, &Guesser::string,
+                                &Guesser::floating, &Guesser::integer}) {
+            if (std::optional<Guess> found = (this->*look)(start, end)) return *std::move(found);
+        }
+        return {fieldAt("bytes", start, 1, FieldType::kHex), "guess: no text and no number"};
+    }
+
+    std::optional<Guess> date(int start, int end) const {
+        for (const char *form : {"YYYYMMDD", "YYYY-MM-DD", "DD.MM.YYYY"}) {
+            Field field = fieldAt("date", start, static_cast<int>(std::string_view(form).size()), FieldType::kDate);
+            field.date = form;
+            const auto plausible = [](const Value &value) {
+                return value.text.empty() || value.text.starts_with("0000") || value.text.starts_with("18") ||
+                       value.text.starts_with("19") || value.text.starts_with("20");
+            };
+            if (start + field.length <= end && sample_.show(field, plausible) && sample_.anySays(field) &&
+                !isBlank(field))
+                return Guess{field, "likely: dates of the calendar in all records"};
+        }
+        return std::nullopt;
+    }
+    bool isBlank(const Field &field) const {
+        return sample_.show(field, [](const Value &value) { return value.text.empty(); });
+    }
+
+    std::optional<Guess> packed(int start, int end) const {
+        for (int length = 2; length <= kLongestPacked && start + length <= end; ++length) {
+            for (const Sign sign : {Sign::kUsual, Sign::kUnsigned}) {
+                Field field = fieldAt("packed", start, length, FieldType::kPacked);
+                field.sign = sign;
+                if (sample_.show(field, isAnything) && sample_.anySays(field))
+                    return Guess{field, "likely: decimal digits and a sign in all records; the scale is not known"};
+            }
+        }
+        return std::nullopt;
+    }
+
+    std::optional<Guess> digits(int start, int end) const {
+        const int length = sample_.run(start, end, isDigit);
+        if (length >= kShortestDigits) {
+            Field field = fieldAt("digits", start, std::min(length, 31), FieldType::kZoned);
+            field.sign = Sign::kUnsigned;
+            return Guess{field, "guess: digits in all records; a number, or text"};
+        }
+        return std::nullopt;
+    }
+
+    // Text ends where the next begins: behind a blank in most records comes none in most.
+    std::optional<Guess> text(int start, int end) const {
+        const int run = sample_.run(start, end, isTextByte);
+        if (run == 0) return std::nullopt;
+        int length = 1;
+        while (length < run && !begins(start + length)) {
+            if (sample_.run(start + length, end, isDigit) >= kShortestDigits || date(start + length, end)) break;
+            ++length;
+        }
+        Field field = fieldAt("text", start, length, FieldType::kChar);
+        if (!sample_.show(field, isAnything)) field.charset = "ISO-8859-1";
+        const bool padded = sample_.share(start + length - 1, [](char c) { return c == ' '; }) > 0;
+        const bool sure = length >= kShortestText && padded && field.charset.empty();
+        return Guess{field, sure ? "likely: text filled with blanks" : "guess: text"};
+    }
+    bool begins(int at) const {
+        return sample_.share(at - 1, [](char c) { return c == ' '; }) >= kMost &&
+               sample_.share(at, [](char c) { return c != ' '; }) >= kMost;
+    }
+
+    std::optional<Guess> string(int start, int end) const {
+        const int run = sample_.run(start, end, [](char c) { return c == '\0' || isTextByte(c); });
+        for (int length = run; length >= kShortestText; --length) {
+            const Field field = fieldAt("text", start, length, FieldType::kString);
+            if (sample_.show(field, isAnything) && sample_.share(start, isTextByte) >= kMost)
+                return Guess{field, "likely: text filled with NULs"};
+        }
+        return std::nullopt;
+    }
+
+    std::optional<Guess> floating(int start, int end) const {
+        const Field field = fieldAt("number", start, 8, FieldType::kDouble);
+        const auto plausible = [](const Value &value) {
+            const double size = value.kind == Value::kNumber ? std::abs(std::stod(value.text)) : kGreatest;
+            return size == 0 || (size >= kSmallest && size < kGreatest);
+        };
+        if (start + field.length > end || !sample_.show(field, plausible) || !sample_.anySays(field))
+            return std::nullopt;
+        return Guess{field, "likely: doubles of a plausible size"};
+    }
+
+    std::optional<Guess> integer(int start, int end) const {
+        const auto is_high = [](char c) {
+            return c == '\0' || c == '\xff';
+        };
+        struct Form {
+            int length;
+            FieldType type;
+        };
+        for (const Form form : {Form{4, FieldType::kLong}, Form{2, FieldType::kInt}}) {
+            if (start + form.length > end || !sample_.all(start, is_high)) continue;
+            const Field field = fieldAt("number", start, form.length, form.type);
+            const bool only_text = sample_.run(start + 1, start + form.length, isTextByte) == form.length - 1;
+            if (!only_text && sample_.anySays(field))
+                return Guess{field, "guess: small integers, most significant byte first"};
+        }
+        return std::nullopt;
+    }
+
+    Sample sample_;
+};
+
+std::optional<Guess> guessRest(const Layout &layout, const std::vector<std::string> &records) {
+    const auto start = static_cast<std::size_t>(layout.minimum);
+    const auto is_text = [start](const std::string &record) {
+        const std::string_view tail = std::string_view(record).substr(start);
+        return isUtf8(tail) && std::none_of(tail.begin(), tail.end(), [](char c) {
+                   return static_cast<unsigned char>(c) < ' ' && c != '\n' && c != '\r' && c != '\t';
+               });
+    };
+    if (!std::all_of(records.begin(), records.end(), is_text)) return std::nullopt;
+    return Guess{fieldAt("text", layout.minimum, kRest, FieldType::kChar), "likely: text in all records"};
+}
+
+}  // namespace
+
+std::vector<Guess> guessFields(const Layout &layout, const std::vector<std::string> &records) {
+    std::vector<Guess> guesses;
+    if (records.empty()) return guesses;
+    const Guesser guesser(records);
+    for (const Field &gap : gapsOf(layout)) {
+        if (!gap.takesRest()) {
+            guesser.guess(gap.start, gap.start + gap.length, guesses);
+        } else if (const std::optional<Guess> rest = guessRest(layout, records)) {
+            guesses.push_back(*rest);
+        }
+    }
+    return guesses;
+}
+
+}  // namespace tool
