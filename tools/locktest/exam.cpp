@@ -9,7 +9,7 @@ namespace tool {
 
 namespace {
 
-using Weight = Finding::Weight;
+using Weight = LockFinding::Weight;
 
 // Ranges as the library locks them.
 std::string range(std::int64_t start, std::int64_t length) {
@@ -47,8 +47,8 @@ class Exam {
     };
     static const std::array<Step, 22> kSteps;
 
-    Finding take(const Step &step) {
-        Finding finding = {step.what, step.weight, true, ""};
+    LockFinding take(const Step &step) {
+        LockFinding finding = {step.what, step.weight, true, ""};
         note_.clear();
         try {
             (this->*step.run)();
@@ -382,9 +382,10 @@ void Exam::facts() {
 
 }  // namespace
 
-std::vector<Finding> examine(Side &here, Side &there, const std::string &names, const std::function<void()> &stepDone) {
+std::vector<LockFinding> examine(Side &here, Side &there, const std::string &names,
+                                 const std::function<void()> &stepDone) {
     Exam exam(here, there, names);
-    std::vector<Finding> findings;
+    std::vector<LockFinding> findings;
     for (const Exam::Step &step : Exam::kSteps) {
         findings.push_back(exam.take(step));
         stepDone();
@@ -394,9 +395,9 @@ std::vector<Finding> examine(Side &here, Side &there, const std::string &names, 
 
 std::size_t examinationSteps() { return Exam::kSteps.size(); }
 
-bool isFit(const std::vector<Finding> &findings) {
-    return std::all_of(findings.begin(), findings.end(), [](const Finding &finding) {
-        return finding.passed || finding.weight != Finding::Weight::kNeeded;
+bool isFit(const std::vector<LockFinding> &findings) {
+    return std::all_of(findings.begin(), findings.end(), [](const LockFinding &finding) {
+        return finding.passed || finding.weight != LockFinding::Weight::kNeeded;
     });
 }
 
