@@ -105,6 +105,8 @@ TEST_F(LayoutText, FaultsNameTheirLine) {
     EXPECT_EQ(faultOf("record 8\n\nfield a 0\n"), "L: line 3: the field's length is missing");
     EXPECT_EQ(faultOf("record 8\nfield a=b 0 1 char\n"),
               "L: line 2: 'a=b' is no name: letters of ASCII, digits, '_', '-' and '.', a letter first");
+    EXPECT_EQ(faultOf("record 8\nfield _0 0 1 char\n"),
+              "L: line 2: '_0' is no name: letters of ASCII, digits, '_', '-' and '.', a letter first");
     EXPECT_EQ(faultOf("record 8\nfield nullkeys 0 1 char\n"),
               "L: line 2: 'nullkeys' is a word of index lines, and no name");
     EXPECT_EQ(faultOf("record 8\nfield a 0 1 char\nfield a 1 1 char\n"), "L: line 3: there is a field a already");

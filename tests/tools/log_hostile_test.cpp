@@ -7,7 +7,7 @@
 #include "log/log_story.h"
 #include "log/log_summary.h"
 #include "log/log_text.h"
-#include "index/data_slots.h"
+#include "log/stored_tail.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -142,6 +142,7 @@ TEST(StoredTail, IsExpandedWithinItsBounds) {
     EXPECT_EQ(tool::expandTail(bytesOf(std::string("\0\0\3abc", 6)), 3), bytesOf("abc"));
     EXPECT_EQ(tool::expandTail(bytesOf(std::string("\x02\x85\x43\xc1\0ab", 7)), 11),
               bytesOf("ab     " + std::string(3, '\0') + "0"));
+    EXPECT_EQ(tool::expandTail({}, 9), std::nullopt);
     EXPECT_EQ(tool::expandTail(bytesOf(std::string("\0\0\3ab", 5)), 9), std::nullopt);
     EXPECT_EQ(tool::expandTail(bytesOf(std::string("\0\0\3abc", 6)), 2), std::nullopt);
     EXPECT_EQ(tool::expandTail(bytesOf("\x02\x85"), 99), std::nullopt);

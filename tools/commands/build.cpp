@@ -3,8 +3,9 @@
 #include "commands/commands.h"
 #include "layout/layout.h"
 
-#include <cstdio>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 
 namespace tool {
 
@@ -48,19 +49,38 @@ void addIndexes(const OpenFile &file, const Layout &layout) {
     }
 }
 
-// The layout stays with the file, so that the other commands find it.
-void keepLayout(const Options &options) {
-    const std::string kept = layoutPath(options.file);
-    std::error_code error;
-    if (std::filesystem::exists(kept, error)) return;
-    if (!std::filesystem::copy_file(options.layout, kept, error))
-        throw Failure(kept + ": cannot be made: " + error.message());
+std::string contents(const std::string &path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
+
+// The layout stays with the file, so that the other commands find it.
+class KeptLayout {
+  public:
+    // Throws Failure where another layout has the place.
+    explicit KeptLayout(const Options &options) : from_(options.layout), to_(layoutPath(options.file)) {
+        std::error_code ignored;
+        there_ = from_.empty() || std::filesystem::exists(to_, ignored);
+        if (!from_.empty() && there_ && contents(from_) != contents(to_))
+            throw Failure(to_ + ": is there already, and is not " + from_);
+    }
+    void keep() const {
+        std::error_code error;
+        if (!there_ && !std::filesystem::copy_file(from_, to_, error))
+            throw Failure(to_ + ": cannot be made: " + error.message());
+    }
+
+  private:
+    std::string from_;
+    std::string to_;
+    bool there_;
+};
 
 int run(const Options &options) {
     const std::string path = options.layout.empty() ? layoutPath(options.file) : options.layout;
     const Layout layout = readLayout(path);
     check(layout, path);
+    const KeptLayout kept(options);
     OpenFile file = make(options, layout);
     try {
         addIndexes(file, layout);
@@ -70,7 +90,7 @@ int run(const Options &options) {
         throw;
     }
     file.close();
-    if (!options.layout.empty()) keepLayout(options);
+    kept.keep();
     return kClean;
 }
 

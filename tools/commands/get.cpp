@@ -65,7 +65,9 @@ void addGet(Program &program) {
         "get", "Show the record that has a key",
         "Looks for KEY in the first index, or in the one of --index, and shows the record field by field. A key of "
         "several parts is written with commas between, as a line of CSV; the last parts may be left out. Fields may be "
-        "named, name=Meyer, which finds the index too. With --index 0 the key is a record number.\n\n"
+        "named, name=Meyer, which finds the index too. With --index 0 the key is a record number. A key that begins "
+        "with "
+        "a minus stands behind --.\n\n"
         "Without --all only the first of several records is shown. The exit status is 1 where there is none.",
         {{"isam get planets 4", "The planet with the key 4."},
          {"isam get planets name=Mars --json", "By the index that begins with the field name; JSON, for programs."},

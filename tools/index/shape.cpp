@@ -42,7 +42,7 @@ int findNodeSize(const FileView &view, Shape &shape) {
 }
 
 void readHeader(const FileView &view, Shape &shape) {
-    Header &h = shape.header;
+    IndexHeader &h = shape.header;
     h.nodeSize = findNodeSize(view, shape);
     h.serialWidth = header::kBuiltSerialWidth;
     std::vector<std::uint8_t> node;
@@ -182,7 +182,7 @@ void readAudit(const FileView &view, Shape &shape) {
         shape.problems.push_back(nodeName("the audit settings in node", number) + " cannot be read");
         return;
     }
-    shape.audit = Audit{std::string(name, length), ld_int(&node[audit::kStateOffset]) == 1};
+    shape.audit = AuditSettings{std::string(name, length), ld_int(&node[audit::kStateOffset]) == 1};
 }
 
 }  // namespace

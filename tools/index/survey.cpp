@@ -93,7 +93,7 @@ class Surveyor {
             return false;
         }
         std::vector<std::uint32_t> children;
-        Entry entry;
+        KeyEntry entry;
         std::size_t entries = 0;
         bool whole = true;
         const bool leaf = reader.level() == 0;
@@ -240,7 +240,7 @@ double Tree::saved() const {
 
 bool Survey::damaged() const {
     return std::any_of(findings.begin(), findings.end(),
-                       [](const Finding &finding) { return finding.severity == Severity::kDamage; });
+                       [](const NodeFinding &finding) { return finding.severity == Severity::kDamage; });
 }
 
 std::uint64_t Survey::count(NodeKind kind) const {

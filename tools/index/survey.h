@@ -56,7 +56,7 @@ struct Tree {
 
 enum class Severity { kNote, kDamage };
 
-struct Finding {
+struct NodeFinding {
     Severity severity;
     std::string text;
 };
@@ -73,7 +73,7 @@ struct Survey {
     bool nodeListWhole = true;
     bool recordListWhole = true;
     bool treesWhole = true;
-    std::vector<Finding> findings;
+    std::vector<NodeFinding> findings;
 
     bool damaged() const;
     std::uint64_t count(NodeKind kind) const;

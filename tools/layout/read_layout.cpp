@@ -104,9 +104,10 @@ void readRecord(Words &words, Layout &layout) {
     }
 }
 
+// Names that begin with '_' are for bytes that no field covers.
 bool isNameByte(char c, bool first) {
-    if ((c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_') return true;
-    return !first && ((c >= '0' && c <= '9') || c == '-' || c == '.');
+    if ((c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z')) return true;
+    return !first && ((c >= '0' && c <= '9') || c == '_' || c == '-' || c == '.');
 }
 
 std::string fieldName(Words &words, const Layout &layout) {

@@ -1,6 +1,6 @@
 #include "log/audit_trail.h"
 
-#include "index/data_slots.h"
+#include "log/stored_tail.h"
 #include "txn/audit_layout.h"
 #include "txn/isaudit.h"
 

@@ -24,7 +24,7 @@ class HexCodec : public Codec {
         std::string bytes;
         if (!fromHex(value.text, bytes)) throw ValueFault("is to be pairs of hexadecimal digits");
         if (!field().takesRest() && bytes.size() != length())
-            throw ValueFault("has " + std::to_string(bytes.size()) + " bytes, the field " + std::to_string(length()));
+            throw ValueFault("has " + countOfBytes(bytes.size()) + ", the field " + std::to_string(length()));
         return bytes;
     }
 };
@@ -59,7 +59,7 @@ Value Codec::show(std::string_view bytes) const {
 std::string Codec::store(const Value &value) const {
     if (value.kind != Value::kBytes) return encode(value);
     if (!field_.takesRest() && value.text.size() != length())
-        throw ValueFault("has " + std::to_string(value.text.size()) + " bytes, the field " + std::to_string(length()));
+        throw ValueFault("has " + countOfBytes(value.text.size()) + ", the field " + std::to_string(length()));
     return value.text;
 }
 

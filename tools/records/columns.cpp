@@ -39,8 +39,7 @@ void Columns::store(std::string &bytes, std::size_t at, const Value &value) cons
     }
     const auto most = static_cast<std::size_t>(maximum_) - start;
     if (stored.size() > most)
-        throw ValueFault("has " + std::to_string(stored.size()) + " bytes, the longest record leaves " +
-                         std::to_string(most));
+        throw ValueFault("has " + countOfBytes(stored.size()) + ", the longest record leaves " + std::to_string(most));
     bytes.replace(start, std::string::npos, stored);
 }
 

@@ -15,11 +15,17 @@ namespace {
 constexpr char kEscape = '\\';
 constexpr char kHexEscape = 'x';
 constexpr std::size_t kMostCells = 70000;
+// Programs of other systems put it before the text to tell that it is UTF-8.
+constexpr std::string_view kMark = "\xef\xbb\xbf";
+
+std::string countOfCells(std::size_t count) { return std::to_string(count) + (count == 1 ? " cell" : " cells"); }
 
 class CsvCells {
   public:
     CsvCells() {
         if (csv_init(&parser_, CSV_STRICT | CSV_STRICT_FINI) != 0) throw Failure("no memory for CSV");
+        // Blanks are part of a cell.
+        csv_set_space_func(&parser_, [](unsigned char /*byte*/) { return 0; });
     }
     ~CsvCells() { csv_free(&parser_); }
     CsvCells(const CsvCells &) = delete;
@@ -60,8 +66,7 @@ class CsvSource : public RowSource {
         row.number.reset();
         row.mask.reset();
         if (cells.size() != places_.size())
-            throw RowFault("has " + std::to_string(cells.size()) + " cells, the header " +
-                           std::to_string(places_.size()));
+            throw RowFault("has " + countOfCells(cells.size()) + ", the header " + std::to_string(places_.size()));
         for (std::size_t i = 0; i < cells.size(); ++i)
             putCell(row, places_[i], cells[i]);
         return true;
@@ -91,6 +96,7 @@ class CsvSource : public RowSource {
                 if (cells_.rows.empty()) return false;
                 break;
             }
+            if (lines_.number() == 1 && text.starts_with(kMark)) text.erase(0, kMark.size());
             if (!cells_.feed(text)) fail(lines_.number(), "a quote stands where none can be");
             if (cells_.tooLong()) fail(at, "too long for a record");
         }
@@ -99,13 +105,10 @@ class CsvSource : public RowSource {
         return true;
     }
 
-    // Programs of other systems put a mark before the text that tells that it is UTF-8.
     void readHeader() {
-        static const std::string kMark = "\xef\xbb\xbf";
         std::vector<std::string> names;
         long line = 0;
         if (!nextCells(names, line)) throw Failure(lines_.name() + ": has no header line with the fields' names");
-        if (names.front().starts_with(kMark)) names.front().erase(0, kMark.size());
         std::set<std::string> seen;
         for (const std::string &name : names) {
             if (!seen.insert(name).second) fail(line, "the header has '" + name + "' twice");

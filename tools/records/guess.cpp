@@ -4,7 +4,7 @@
 #include "records/codec.h"
 
 #include <algorithm>
-#include <array>
+#include <cmath>
 #include <functional>
 #include <optional>
 
@@ -13,6 +13,7 @@ namespace tool {
 namespace {
 
 constexpr int kLongestPacked = 8;
+constexpr int kLongestZoned = 31;
 constexpr int kShortestDigits = 2;
 constexpr int kShortestText = 2;
 constexpr double kMost = 0.9;  // of the records
@@ -142,13 +143,24 @@ class Guesser {
     }
 
     std::optional<Guess> digits(int start, int end) const {
-        const int length = sample_.run(start, end, isDigit);
-        if (length >= kShortestDigits) {
-            Field field = fieldAt("digits", start, std::min(length, 31), FieldType::kZoned);
-            field.sign = Sign::kUnsigned;
-            return Guess{field, "guess: digits in all records; a number, or text"};
+        const int length = std::min(sample_.run(start, end, isDigit), kLongestZoned);
+        for (const Sign sign : {Sign::kUsual, Sign::kLetters}) {
+            Field field = fieldAt("zoned", start, length + 1, FieldType::kZoned);
+            field.sign = sign;
+            const auto negative = [](const Value &value) {
+                return value.text.starts_with('-');
+            };
+            const auto positive = [](const Value &value) {
+                return !value.text.starts_with('-');
+            };
+            if (length == 0 || start + field.length > end || !sample_.show(field, isAnything)) continue;
+            if (!sample_.show(field, negative) && !sample_.show(field, positive))
+                return Guess{field, "likely: digits in all records, with signs in the last one"};
         }
-        return std::nullopt;
+        if (length < kShortestDigits) return std::nullopt;
+        Field field = fieldAt("digits", start, length, FieldType::kZoned);
+        field.sign = Sign::kUnsigned;
+        return Guess{field, "guess: digits in all records; a number, or text"};
     }
 
     // Text ends where the next begins: behind a blank in most records comes none in most.

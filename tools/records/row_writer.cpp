@@ -41,6 +41,17 @@ class Shown {
         return values;
     }
 
+    // Do its values stand at the right, as numbers do?
+    std::vector<bool> right() const {
+        std::vector<bool> right(names().size() - places_.size(), true);
+        for (const std::size_t place : places_) {
+            const FieldType type = columns_[place].field().type;
+            right.push_back(type != FieldType::kChar && type != FieldType::kString && type != FieldType::kDate &&
+                            type != FieldType::kHex);
+        }
+        return right;
+    }
+
     // Is it a gap, of which nothing need be said?
     std::vector<bool> gaps() const {
         std::vector<bool> gaps(names().size() - places_.size(), false);
@@ -120,15 +131,13 @@ std::string padded(const std::string &text, std::size_t width, bool right) {
 class TableWriter : public RowWriter {
   public:
     TableWriter(const Columns &columns, const RowOptions &options, std::FILE *out)
-        : shown_(columns, options), out_(out), right_(shown_.names().size(), true) {
+        : shown_(columns, options), out_(out), right_(shown_.right()) {
         addRow(shown_.names());
     }
     void write(const Record &record) override {
         std::vector<std::string> cells;
-        for (const Value &value : shown_.values(record)) {
-            if (value.kind != Value::kNumber) right_[cells.size()] = false;
+        for (const Value &value : shown_.values(record))
             cells.push_back(shownValue(value));
-        }
         addRow(std::move(cells));
     }
     void end() override { flush(); }
@@ -159,7 +168,7 @@ class TableWriter : public RowWriter {
 
     Shown shown_;
     std::FILE *out_;
-    std::vector<bool> right_;  // of numbers alone
+    std::vector<bool> right_;
     std::vector<std::size_t> widths_;
     std::vector<std::vector<std::string>> rows_;
 };

@@ -40,7 +40,7 @@ class TextCodec : public Codec {
             throw ValueFault(field().charset.empty() ? std::string("is no UTF-8")
                                                      : "is not to be written in " + field().charset);
         if (!field().takesRest() && bytes->size() > length())
-            throw ValueFault("has " + std::to_string(bytes->size()) + " bytes, the field " + std::to_string(length()));
+            throw ValueFault("has " + countOfBytes(bytes->size()) + ", the field " + std::to_string(length()));
         if (endsAtNul() && bytes->find('\0') != std::string::npos) throw ValueFault("has a NUL in it");
         return *bytes;
     }

@@ -16,6 +16,8 @@ int digitOf(char c) {
 
 }  // namespace
 
+std::string countOfBytes(std::size_t count) { return std::to_string(count) + (count == 1 ? " byte" : " bytes"); }
+
 std::string toHex(std::string_view bytes) {
     static const char *const kDigits = "0123456789abcdef";
     std::string digits;

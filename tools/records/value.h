@@ -25,6 +25,9 @@ class ValueFault : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+// "1 byte", "2 bytes".
+std::string countOfBytes(std::size_t count);
+
 // Bytes as hexadecimal digits, and back; false where they are none, or half a byte is left.
 std::string toHex(std::string_view bytes);
 bool fromHex(std::string_view digits, std::string &bytes);
