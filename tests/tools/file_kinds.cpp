@@ -45,9 +45,9 @@ std::string recordBytes(int id, std::size_t length, unsigned &state) {
 
 }  // namespace
 
-const std::vector<Kind> &fileKinds() {
+const std::vector<FileKind> &fileKinds() {
     static const std::string kFixed = "record 64\n";
-    static const std::vector<Kind> kinds = {
+    static const std::vector<FileKind> kinds = {
         {"fixed", kFixed + kFields + "index unique id\n"},
         {"several indexes",
          kFixed + kFields + "index unique id\nindex duplicates name/desc tag\nindex duplicates stock\n"},
@@ -76,7 +76,7 @@ const std::vector<Kind> &fileKinds() {
     return kinds;
 }
 
-void makeFile(const Kind &kind, const std::string &name) {
+void makeFile(const FileKind &kind, const std::string &name) {
     const tool::Layout layout = tool::parseLayout(kind.layout, kind.name);
     int mode = ISINOUT | ISLOCKEXCL;
     if (layout.variable) mode |= ISVARLEN;

@@ -8,17 +8,17 @@
 
 namespace tool_tests {
 
-struct Kind {
+struct FileKind {
     const char *name;
     std::string layout;  // with fields of many types
     bool masks = false;
     bool keys_alone = false;
 };
 
-const std::vector<Kind> &fileKinds();
+const std::vector<FileKind> &fileKinds();
 
 // Builds a file of the kind by the library's own calls and fills it.
-void makeFile(const Kind &kind, const std::string &name);
+void makeFile(const FileKind &kind, const std::string &name);
 
 // What an index gives, or record-number order: for each record its bytes, then its mask and its number.
 struct Seen {

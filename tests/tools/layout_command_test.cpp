@@ -61,7 +61,7 @@ TEST_F(LayoutCommand, ProposesTypesByTheData) {
 }
 
 TEST_F(LayoutCommand, ProposalsFitEveryKindOfFile) {
-    for (const tool_tests::Kind &kind : tool_tests::fileKinds()) {
+    for (const tool_tests::FileKind &kind : tool_tests::fileKinds()) {
         tool_tests::makeFile(kind, "f");
         ASSERT_EQ(isam("layout f --output f.layout").status, 0) << kind.name;
         const Ran dumped = isam("dump f --output rows");

@@ -9,8 +9,8 @@
 
 namespace {
 
+using tool_tests::FileKind;
 using tool_tests::fileKinds;
-using tool_tests::Kind;
 using tool_tests::Ran;
 using tool_tests::Seen;
 using tool_tests::seenBy;
@@ -18,7 +18,7 @@ using tool_tests::ToolTest;
 
 class RoundTrip : public ToolTest {
   protected:
-    void build(const Kind &kind, const std::string &name) {
+    void build(const FileKind &kind, const std::string &name) {
         put("layout.txt", kind.layout);
         const Ran ran = isam("build " + name + " --layout layout.txt");
         ASSERT_EQ(ran.status, 0) << kind.name << ": " << ran.err;
@@ -57,7 +57,7 @@ class RoundTrip : public ToolTest {
 };
 
 TEST_F(RoundTrip, RowsBringBackEveryRecordWithOrWithoutALayout) {
-    for (const Kind &kind : fileKinds()) {
+    for (const FileKind &kind : fileKinds()) {
         tool_tests::makeFile(kind, "old");
         put("names.txt", kind.layout);
         for (const std::string options :
@@ -75,7 +75,7 @@ TEST_F(RoundTrip, RowsBringBackEveryRecordWithOrWithoutALayout) {
 }
 
 TEST_F(RoundTrip, NumbersComeBackWhereTheyAreAskedFor) {
-    for (const Kind &kind : fileKinds()) {
+    for (const FileKind &kind : fileKinds()) {
         if (kind.keys_alone) continue;
         tool_tests::makeFile(kind, "old");
         {
@@ -100,7 +100,7 @@ TEST_F(RoundTrip, NumbersComeBackWhereTheyAreAskedFor) {
 }
 
 TEST_F(RoundTrip, TheOrderOfAnIndexLeavesNoRecordOut) {
-    for (const Kind &kind : fileKinds()) {
+    for (const FileKind &kind : fileKinds()) {
         tool_tests::makeFile(kind, "old");
         const auto count = static_cast<long>(seenBy("old", kind.keys_alone ? 1 : 0).size());
         for (int index = 1; index <= tool_tests::indexCount("old"); ++index) {
@@ -112,7 +112,7 @@ TEST_F(RoundTrip, TheOrderOfAnIndexLeavesNoRecordOut) {
 }
 
 TEST_F(RoundTrip, ArchivesBringBackEverything) {
-    for (const Kind &kind : fileKinds()) {
+    for (const FileKind &kind : fileKinds()) {
         tool_tests::makeFile(kind, "old");
         expectOk("dump old --format binary --output archive", kind.name);
         expectOk("load new archive --format binary", kind.name);
@@ -133,7 +133,7 @@ TEST_F(RoundTrip, AnArchiveTakesNoOptionsOfRows) {
 }
 
 TEST_F(RoundTrip, ABuiltFileIsAsItsLayoutSays) {
-    for (const Kind &kind : fileKinds()) {
+    for (const FileKind &kind : fileKinds()) {
         build(kind, "new");
         tool::Layout layout = tool::parseLayout(kind.layout, kind.name);
         tool::Layout made = tool::layoutOf(tool::OpenFile::forReading("new"));

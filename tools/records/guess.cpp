@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 #include <functional>
 #include <optional>
 
@@ -196,7 +197,8 @@ class Guesser {
     std::optional<Guess> floating(int start, int end) const {
         const Field field = fieldAt("number", start, 8, FieldType::kDouble);
         const auto plausible = [](const Value &value) {
-            const double size = value.kind == Value::kNumber ? std::abs(std::stod(value.text)) : kGreatest;
+            const double size =
+                value.kind == Value::kNumber ? std::abs(std::strtod(value.text.c_str(), nullptr)) : kGreatest;
             return size == 0 || (size >= kSmallest && size < kGreatest);
         };
         if (start + field.length > end || !sample_.show(field, plausible) || !sample_.anySays(field))
