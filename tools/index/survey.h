@@ -21,8 +21,8 @@ enum class NodeKind : std::uint8_t {
     kFree,        // in the list of free nodes
     kRecordList,  // holds free record numbers
     kTail,        // holds pieces of records' tails
+    kRuined,      // of a tree, and no node of it
 };
-constexpr int kNodeKinds = 9;
 
 struct NodeUse {
     NodeKind kind = NodeKind::kLost;

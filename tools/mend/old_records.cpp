@@ -130,9 +130,8 @@ void forOldKeys(const FileView &view, const Shape &shape,
     const Tree &tree = survey.trees[0];
     for (std::uint64_t number = 2; number <= survey.nodes.size(); ++number) {
         const NodeKind kind = survey.nodes[static_cast<std::size_t>(number - 1)].kind;
-        if ((kind != NodeKind::kLost && kind != NodeKind::kLeaf && kind != NodeKind::kInner) ||
-            !shape.readNode(view, number, node))
-            continue;
+        const bool may_be_leaf = kind == NodeKind::kLost || kind == NodeKind::kLeaf || kind == NodeKind::kRuined;
+        if (!may_be_leaf || !shape.readNode(view, number, node)) continue;
         const bool reached = std::any_of(tree.levels.begin(), tree.levels.end(), [number](const auto &level) {
             return std::any_of(level.begin(), level.end(), [number](const TreeNode &n) { return n.number == number; });
         });
