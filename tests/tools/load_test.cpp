@@ -15,7 +15,7 @@ const char *const kGoods = "record 44..400\n"
                            "field since 32 8 date YYYYMMDD\n"
                            "field remark 44 * char\n"
                            "index unique number\n"
-                           "index unique name nullkeys\n";
+                           "index unique name/null=20 nullkeys\n";
 
 class Load : public ToolTest {
   protected:
@@ -61,14 +61,11 @@ TEST_F(Load, ReadsStandardInputAndJsonByItsName) {
 }
 
 TEST_F(Load, MarkedValuesAreBytes) {
-    EXPECT_EQ(
-        load("number,name,price\n1,\\\\x41,\\x0000000f\n2,\\xff4120202020202020202020202020202020202020,1\n").status,
-        0);
-    EXPECT_EQ(rows(), "1,\\\\x41,\\x0000000f,,,,\n2,\\xff4120202020202020202020202020202020202020,1.00,,,,\n");
-    EXPECT_EQ(
-        isam("get goods 2 --json").out,
-        "{\"number\": 2, \"name\": {\"hex\": \"ff4120202020202020202020202020202020202020\"}, \"price\": \"1.00\", "
-        "\"since\": \"\", \"remark\": \"\"}\n");
+    const std::string name = "ff41" + std::string(36, '3');
+    EXPECT_EQ(load("number,name,price\n1,\\\\x41,\\x0000000f\n2,\\x" + name + ",1\n").status, 0);
+    EXPECT_EQ(rows(), "1,\\\\x41,\\x0000000f,,,,\n2,\\x" + name + ",1.00,,,,\n");
+    EXPECT_EQ(isam("get goods 2 --json").out, "{\"number\": 2, \"name\": {\"hex\": \"" + name +
+                                                  "\"}, \"price\": \"1.00\", \"since\": \"\", \"remark\": \"\"}\n");
 }
 
 TEST_F(Load, FaultsOfCsvNameLineAndField) {
@@ -99,7 +96,7 @@ TEST_F(Load, FaultsOfJsonNameLineAndField) {
     const auto refused = [this](const std::string &line, const std::string &fault) {
         expectRefused(line + "\n", "line 1: " + fault, "--format jsonl");
     };
-    refused("{\"number\": 1", "is no JSON from byte 13 on");
+    refused("{\"number\": 1", "is no JSON from byte 14 on");
     refused("{\"number\": 1} {}", "is no JSON from byte 15 on");
     refused("[1]", "is to be an object");
     refused("12", "is to be an object");

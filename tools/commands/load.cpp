@@ -76,12 +76,12 @@ int loadRows(const Options &options) {
     const bool alone = options.alone || options.load.numbers;
     RecordFile opened(alone ? OpenFile::alone(options.file.file) : OpenFile::forChanging(options.file.file),
                       options.file);
+    Loader loader(opened.file, opened.layout, opened.columns, options.load);
     const Input input(options);
     Progress progress("loading " + options.file.file, input.size());
     LineReader lines(input.file(), input.name(), progress);
     const auto make = formatOf(options) == "csv" ? makeCsvSource : makeJsonSource;
     const std::unique_ptr<RowSource> source = make(opened.columns, lines);
-    Loader loader(opened.file, opened.layout, opened.columns, options.load);
     long refused = 0;
     const auto counts = [&loader, &refused] {
         LoadCounts all = loader.counts();

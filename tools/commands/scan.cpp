@@ -114,8 +114,8 @@ int run(const Options &options) {
         range = std::make_unique<NumberRange>(options);
     else
         range = std::make_unique<KeyRange>(options, words, walk.key(), index);
-    const std::unique_ptr<RowWriter> writer = writerFor(options, opened);
     range->begin(walk, options.reverse);
+    const std::unique_ptr<RowWriter> writer = writerFor(options, opened);
     long left = options.limit;
     for (Record record; left != 0 && (options.reverse ? walk.previous(record) : walk.next(record)) &&
                         range->has(record, options.reverse);

@@ -4,8 +4,8 @@
 #include "records/codec.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
-#include <cstdlib>
 #include <functional>
 #include <optional>
 
@@ -18,6 +18,7 @@ constexpr int kLongestZoned = 31;
 constexpr int kShortestDigits = 2;
 constexpr int kShortestText = 2;
 constexpr double kMost = 0.9;  // of the records
+constexpr double kHalf = 0.5;
 constexpr double kSmallest = 1e-6;
 constexpr double kGreatest = 1e12;
 
@@ -93,9 +94,12 @@ class Guesser {
                 start += fill;
                 continue;
             }
-            const Guess found = next(start, end);
-            start += found.field.length;
-            guesses.push_back(found);
+            if (const std::optional<Guess> found = next(start, end)) {
+                start += found->field.length;
+                guesses.push_back(*found);
+            } else {
+                addByte(start++, guesses);
+            }
         }
     }
 
@@ -105,12 +109,21 @@ class Guesser {
         return sample_.all(start, [](char c) { return c == '\0'; }) && (packed(start, end) || integer(start, end));
     }
 
-    Guess next(int start, int end) const {
+    // Bytes of which nothing can be said make one field as long as they follow one another.
+    static void addByte(int at, std::vector<Guess> &guesses) {
+        if (!guesses.empty() && guesses.back().field.type == FieldType::kHex &&
+            guesses.back().field.start + guesses.back().field.length == at)
+            ++guesses.back().field.length;
+        else
+            guesses.push_back({fieldAt("bytes", at, 1, FieldType::kHex), "guess: no text and no number"});
+    }
+
+    std::optional<Guess> next(int start, int end) const {
         for (const auto look : {&Guesser::date, &Guesser::packed, &Guesser::digits, &Guesser::text, &Guesser::string,
                                 &Guesser::floating, &Guesser::integer}) {
-            if (std::optional<Guess> found = (this->*look)(start, end)) return *std::move(found);
+            if (std::optional<Guess> found = (this->*look)(start, end)) return found;
         }
-        return {fieldAt("bytes", start, 1, FieldType::kHex), "guess: no text and no number"};
+        return std::nullopt;
     }
 
     std::optional<Guess> date(int start, int end) const {
@@ -188,7 +201,7 @@ class Guesser {
         const int run = sample_.run(start, end, [](char c) { return c == '\0' || isTextByte(c); });
         for (int length = run; length >= kShortestText; --length) {
             const Field field = fieldAt("text", start, length, FieldType::kString);
-            if (sample_.show(field, isAnything) && sample_.share(start, isTextByte) >= kMost)
+            if (sample_.show(field, isAnything) && sample_.share(start, isTextByte) >= kHalf)
                 return Guess{field, "likely: text filled with NULs"};
         }
         return std::nullopt;
@@ -197,8 +210,9 @@ class Guesser {
     std::optional<Guess> floating(int start, int end) const {
         const Field field = fieldAt("number", start, 8, FieldType::kDouble);
         const auto plausible = [](const Value &value) {
-            const double size =
-                value.kind == Value::kNumber ? std::abs(std::strtod(value.text.c_str(), nullptr)) : kGreatest;
+            double number = kGreatest;
+            std::from_chars(value.text.data(), value.text.data() + value.text.size(), number);
+            const double size = std::abs(number);
             return size == 0 || (size >= kSmallest && size < kGreatest);
         };
         if (start + field.length > end || !sample_.show(field, plausible) || !sample_.anySays(field))

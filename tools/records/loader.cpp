@@ -98,8 +98,9 @@ void Loader::checkTail(const std::string &record) const {
 void Loader::rewrite(std::string &record, const InputRow &row, const std::string &present) {
     if (row.mask) issetmask(file_.fd(), *row.mask);
     const long mask = isgetmask(file_.fd());
+    const long own = isrecnum;
     if (isrewrite(file_.fd(), staged(record)) != 0) {
-        refuse(iserrno, record);
+        refuse(iserrno, record, own);
         return;
     }
     const long number = isrecnum;
@@ -122,7 +123,7 @@ bool Loader::writeOnce(std::string &record, const InputRow &row) {
         isrecnum = *row.number;
     }
     if (iswrite(file_.fd(), staged(record)) == 0) return true;
-    refuse(iserrno, record);
+    refuse(iserrno, record, 0);
     return false;
 }
 
@@ -175,28 +176,29 @@ void Loader::writeUnder(long number, std::string &record, const InputRow &row) {
     }
 }
 
-// Which unique index has the key already.
-std::string Loader::duplicateIn(const std::string &record) {
+// Which unique index has the key already, of another record than number `own`.
+std::string Loader::duplicateIn(const std::string &record, long own) {
+    std::string which = "a unique index";
     for (std::size_t i = 0; i < layout_.indexes.size(); ++i) {
         KeyDesc key = layout_.indexes[i];
         if ((key.flags & ISDUPS) != 0 || isNullKey(key, keyImage(key, record.data()))) continue;
-        const bool present = isstart(file_.fd(), &key, 0, staged(record), ISEQUAL) == 0;
-        if (!present) continue;
-        isindex(file_.fd(), 1, 0);
-        return "index " + std::to_string(i + 1) + " has its key already";
+        if (isstart(file_.fd(), &key, 0, staged(record), ISEQUAL) != 0 || isrecnum == own) continue;
+        which = "index " + std::to_string(i + 1);
+        break;
     }
-    return "a unique index has its key already";
+    isindex(file_.fd(), 1, 0);
+    return which + " has its key already";
 }
 
 // Why a record is not written: a fault of its row, or of the file.
-void Loader::refuse(int code, const std::string &record) {
+void Loader::refuse(int code, const std::string &record, long own) {
     if (code == ISERR_LOCKED) throw RowFault("somebody else has locked the record");
     if (code == ISERR_DUPLICATE) {
         if (options_.skip_duplicates) {
             ++counts_.skipped;
             return;
         }
-        throw RowFault(duplicateIn(record));
+        throw RowFault(duplicateIn(record, own));
     }
     iserrno = code;
     failCall(file_.name(), "cannot be changed");

@@ -45,8 +45,8 @@ class Loader {
     void rewrite(std::string &record, const InputRow &row, const std::string &present);
     bool writeOnce(std::string &record, const InputRow &row);
     void writeUnder(long number, std::string &record, const InputRow &row);
-    void refuse(int code, const std::string &record);
-    std::string duplicateIn(const std::string &record);
+    void refuse(int code, const std::string &record, long own);
+    std::string duplicateIn(const std::string &record, long own);
     void checkTail(const std::string &record) const;
     char *staged(const std::string &record);
 
