@@ -14,6 +14,7 @@ namespace tool {
 namespace {
 
 constexpr int kLongestPacked = 8;
+constexpr int kLongLength = 4;
 constexpr int kLongestZoned = 31;
 constexpr int kShortestDigits = 2;
 constexpr int kShortestText = 2;
@@ -21,6 +22,8 @@ constexpr double kMost = 0.9;  // of the records
 constexpr double kHalf = 0.5;
 constexpr double kSmallest = 1e-6;
 constexpr double kGreatest = 1e12;
+
+const char *const kNulText = "likely: text filled with NULs";
 
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
 bool isFill(char c) { return c == ' ' || c == '\0'; }
@@ -89,11 +92,8 @@ class Guesser {
     // Fields for bytes start..end-1, one after the other.
     void guess(int start, int end, std::vector<Guess> &guesses) const {
         while (start < end) {
-            const int fill = sample_.run(start, end, isFill);
-            if (fill > 0 && (start + fill == end || !beginsNumber(start, end))) {
-                start += fill;
-                continue;
-            }
+            start += leadingFill(start, end);
+            if (start == end) return;
             if (const std::optional<Guess> found = next(start, end)) {
                 start += found->field.length;
                 guesses.push_back(*found);
@@ -104,9 +104,14 @@ class Guesser {
     }
 
   private:
-    // Leading NULs belong to a number that follows them.
-    bool beginsNumber(int start, int end) const {
-        return sample_.all(start, [](char c) { return c == '\0'; }) && (packed(start, end) || integer(start, end));
+    // Bytes that are fill in all records; but NULs may be the first ones of a number.
+    int leadingFill(int start, int end) const {
+        const int fill = sample_.run(start, end, isFill);
+        for (int length = 0; length < fill; ++length) {
+            const int at = start + length;
+            if (packed(at, end) || floating(at, end) || integer(at, end)) return length;
+        }
+        return fill;
     }
 
     // Bytes of which nothing can be said make one field as long as they follow one another.
@@ -144,12 +149,16 @@ class Guesser {
         return sample_.show(field, [](const Value &value) { return value.text.empty(); });
     }
 
+    bool isAllText(const Field &field) const {
+        return sample_.run(field.start, field.start + field.length, isTextByte) == field.length;
+    }
+
     std::optional<Guess> packed(int start, int end) const {
         for (int length = 2; length <= kLongestPacked && start + length <= end; ++length) {
             for (const Sign sign : {Sign::kUsual, Sign::kUnsigned}) {
                 Field field = fieldAt("packed", start, length, FieldType::kPacked);
                 field.sign = sign;
-                if (sample_.show(field, isAnything) && sample_.anySays(field))
+                if (sample_.show(field, isAnything) && sample_.anySays(field) && !isAllText(field))
                     return Guess{field, "likely: decimal digits and a sign in all records; the scale is not known"};
             }
         }
@@ -177,12 +186,12 @@ class Guesser {
         return Guess{field, "guess: digits in all records; a number, or text"};
     }
 
-    // Text ends where the next begins: behind a blank in most records comes none in most.
+    // Text ends where the next begins: behind blanks in most records comes none in most.
     std::optional<Guess> text(int start, int end) const {
         const int run = sample_.run(start, end, isTextByte);
-        if (run == 0) return std::nullopt;
+        if (run == 0 || endsAtNul(start + run, end)) return std::nullopt;
         int length = 1;
-        while (length < run && !begins(start + length)) {
+        while (length < run && !begins(start, start + length)) {
             if (sample_.run(start + length, end, isDigit) >= kShortestDigits || date(start + length, end)) break;
             ++length;
         }
@@ -192,17 +201,34 @@ class Guesser {
         const bool sure = length >= kShortestText && padded && field.charset.empty();
         return Guess{field, sure ? "likely: text filled with blanks" : "guess: text"};
     }
-    bool begins(int at) const {
-        return sample_.share(at - 1, [](char c) { return c == ' '; }) >= kMost &&
-               sample_.share(at, [](char c) { return c != ' '; }) >= kMost;
+    // Some have a NUL there, some go on.
+    bool endsAtNul(int at, int end) const {
+        const double nuls = at < end ? sample_.share(at, [](char c) { return c == '\0'; }) : 0;
+        return nuls > 0 && nuls < 1;
+    }
+    bool begins(int start, int at) const {
+        const auto is_blank = [](char c) {
+            return c == ' ';
+        };
+        if (at - start < kShortestText || sample_.share(at, is_blank) > 1 - kMost) return false;
+        return sample_.share(at - 1, is_blank) >= kMost && sample_.share(at - 2, is_blank) >= kMost;
     }
 
+    // The NULs behind it may be the first ones of a number.
     std::optional<Guess> string(int start, int end) const {
+        if (sample_.share(start, isTextByte) < kHalf) return std::nullopt;
         const int run = sample_.run(start, end, [](char c) { return c == '\0' || isTextByte(c); });
         for (int length = run; length >= kShortestText; --length) {
             const Field field = fieldAt("text", start, length, FieldType::kString);
-            if (sample_.show(field, isAnything) && sample_.share(start, isTextByte) >= kHalf)
-                return Guess{field, "likely: text filled with NULs"};
+            if (!sample_.show(field, isAnything)) continue;
+            int shorter = length;
+            while (shorter > kShortestText && length - shorter < kLongLength &&
+                   sample_.all(start + shorter - 1, isFill)) {
+                --shorter;
+                if (!integer(start + shorter, end)) continue;
+                return Guess{fieldAt("text", start, shorter, FieldType::kString), kNulText};
+            }
+            return Guess{field, kNulText};
         }
         return std::nullopt;
     }
@@ -220,6 +246,14 @@ class Guesser {
         return Guess{field, "likely: doubles of a plausible size"};
     }
 
+    // A number's last byte is not the same fill everywhere, and what follows does not look like more of it.
+    bool endsWell(int at, int end) const {
+        const auto is_plain = [](char c) {
+            return c == '\0' || c == '\xff' || (c >= ' ' && c <= '~');
+        };
+        return !sample_.all(at - 1, isFill) && (at == end || sample_.all(at, is_plain));
+    }
+
     std::optional<Guess> integer(int start, int end) const {
         const auto is_high = [](char c) {
             return c == '\0' || c == '\xff';
@@ -228,11 +262,11 @@ class Guesser {
             int length;
             FieldType type;
         };
-        for (const Form form : {Form{4, FieldType::kLong}, Form{2, FieldType::kInt}}) {
+        for (const Form form : {Form{kLongLength, FieldType::kLong}, Form{2, FieldType::kInt}}) {
             if (start + form.length > end || !sample_.all(start, is_high)) continue;
             const Field field = fieldAt("number", start, form.length, form.type);
             const bool only_text = sample_.run(start + 1, start + form.length, isTextByte) == form.length - 1;
-            if (!only_text && sample_.anySays(field))
+            if (!only_text && sample_.anySays(field) && endsWell(start + form.length, end))
                 return Guess{field, "guess: small integers, most significant byte first"};
         }
         return std::nullopt;
