@@ -29,7 +29,7 @@ set_target_properties(isam_shared PROPERTIES
     EXPORT_NAME isam
     VERSION ${PROJECT_VERSION}
     SOVERSION ${PROJECT_VERSION_MAJOR})
-target_link_options(isam_shared PRIVATE -static-libgcc LINKER:--as-needed
+target_link_options(isam_shared PRIVATE -static-libgcc LINKER:--as-needed LINKER:-z,relro,-z,now
     LINKER:--version-script=${PROJECT_SOURCE_DIR}/cmake/exports.map)
 set_target_properties(isam_shared PROPERTIES LINK_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/exports.map)
 if(NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize")

@@ -9,6 +9,8 @@
 #include "tools/tool_run.h"
 
 #include <sstream>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace {
 
@@ -265,6 +267,46 @@ TEST_F(Archive, IsTheSameForAFileOpenedTwiceAndForOneOpenAlone) {
     tool::writeArchive(OpenFile::alone("file"), alone);
     const OpenFile beside = OpenFile::forChanging("file");
     EXPECT_EQ(dump("file"), alone.str());
+}
+
+// Another process writes a record when the archive is written.
+class ChangingBuffer : public std::stringbuf {
+  public:
+    explicit ChangingBuffer(std::string name) : name_(std::move(name)) {}
+
+  protected:
+    std::streamsize xsputn(const char *bytes, std::streamsize count) override {
+        const pid_t child = fork();
+        if (child == 0) {
+            iscleanup();
+            char record[31] = "                              ";
+            const int fd = isopen(name_.c_str(), ISINOUT | ISLOCKMANUAL);
+            _exit(fd >= 0 && iswrite(fd, record) == 0 ? 0 : 1);
+        }
+        int status = -1;
+        EXPECT_EQ(waitpid(child, &status, 0), child);
+        EXPECT_EQ(status, 0);
+        return std::stringbuf::xsputn(bytes, count);
+    }
+
+  private:
+    std::string name_;
+};
+
+TEST_F(Archive, IsNoneWhereSomebodyChangesTheFileMeanwhile) {
+    makeSample("file", {"file", 30, 0, 0, true, {keyOf(ISDUPS, {{4, 6, CHARTYPE}})}}, 1, 10);
+    ChangingBuffer buffer("file");
+    std::ostream out(&buffer);
+    const OpenFile file = OpenFile::forReading("file");
+    const auto failure = [&file, &out]() -> std::string {
+        try {
+            tool::writeArchive(file, out);
+        } catch (const Failure &reason) {
+            return reason.what();
+        }
+        return "none";
+    };
+    EXPECT_EQ(failure(), "file: somebody changed it meanwhile");
 }
 
 TEST_F(Archive, IsNotLoadedOverAFile) {

@@ -14,7 +14,7 @@ namespace {
 
 using namespace tool_tests;
 using Json = nlohmann::json;
-using tool::Finding;
+using tool::LockFinding;
 
 class Locktest : public ToolTest {
   protected:
@@ -24,15 +24,15 @@ class Locktest : public ToolTest {
         return true;
     }
     // What the examination finds where locks behave so.
-    std::vector<Finding> findings(const tool::LockCall &lock) const {
+    std::vector<LockFinding> findings(const tool::LockCall &lock) const {
         tool::Actor actor(path("."), "scratch", lock);
         tool::HereSide here(actor);
         tool::ChildSide there(path("."), "scratch", lock);
         return examine(here, there, "name", [] {});
     }
-    static std::vector<std::string> failed(const std::vector<Finding> &findings) {
+    static std::vector<std::string> failed(const std::vector<LockFinding> &findings) {
         std::vector<std::string> out;
-        for (const Finding &finding : findings)
+        for (const LockFinding &finding : findings)
             if (!finding.passed) out.push_back(finding.what);
         return out;
     }

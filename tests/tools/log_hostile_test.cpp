@@ -136,7 +136,7 @@ TEST_F(HostileTrail, IsReadWithEveryByteFlippedAndCutOffAnywhere) {
     }
 }
 
-tool::Bytes bytesOf(const std::string &text) { return {text.begin(), text.end()}; }
+tool::ByteString bytesOf(const std::string &text) { return {text.begin(), text.end()}; }
 
 TEST(StoredTail, IsExpandedWithinItsBounds) {
     EXPECT_EQ(tool::expandTail(bytesOf(std::string("\0\0\3abc", 6)), 3), bytesOf("abc"));

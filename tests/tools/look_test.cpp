@@ -220,6 +220,16 @@ TEST_F(Look, MapShowsFreeAndLostNodes) {
     EXPECT_NE(lost.out.find("       17  lost\n"), std::string::npos) << lost.out;
 }
 
+TEST_F(Look, MapShowsNodesThatShouldBeATreesAndAreNot) {
+    tool_tests::buildSample("fixed", 600);
+    std::string bytes = get("fixed.idx");
+    bytes.replace(3 * 1024, 1024, 1024, '\0');  // the second index's root
+    put("fixed.idx", bytes);
+    const Ran ran = isam("map fixed");
+    EXPECT_EQ(ran.status, 1);
+    EXPECT_NE(ran.out.find("        9  lost\n        1  index 2, ruined\n"), std::string::npos) << ran.out;
+}
+
 // Every byte of an index file, one after the other, is something else: the reader ends, and what it has found adds up.
 class HostileIndex : public ToolTest {
   protected:

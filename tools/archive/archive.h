@@ -41,7 +41,7 @@
 
 namespace tool {
 
-// Writes an archive of the file; moves its position. Throws Failure, also where somebody changed the file meanwhile.
+// Writes an archive of the file. Throws Failure, also where somebody changed the file meanwhile.
 // Returns what will not come back, in words: an index of a file without masks that was added later, on bytes that
 // are those of another index, and whose order among equal keys no writing and rewriting gives; an index that has other
 // records than their masks say.

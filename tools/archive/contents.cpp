@@ -1,7 +1,6 @@
 #include "archive/contents.h"
 
-#include "archive/settings.h"
-#include "base/failure.h"
+#include "archive/unchanged.h"
 #include "base/key_image.h"
 #include "base/progress.h"
 #include "base/scan.h"
@@ -79,10 +78,7 @@ Digest hashFile(const OpenFile &file, const std::vector<KeyDesc> &keys, const Di
     return hash.finish();
 }
 
-}  // namespace
-
-Contents hashContents(const OpenFile &file) {
-    const std::uint32_t before = changeCounter(file);
+Contents readContents(const OpenFile &file) {
     const std::vector<KeyDesc> keys = file.indexes();
     Contents contents;
     Digest sum = {};
@@ -95,7 +91,6 @@ Contents hashContents(const OpenFile &file) {
             progress.step();
         }
     }
-    if (changeCounter(file) != before) throw Failure(file.name() + ": somebody changed it meanwhile");
     Sha256 records;
     add(records, std::string_view("isam records 1\0", 15));
     add(records, contents.count, kCountSize);
@@ -104,5 +99,9 @@ Contents hashContents(const OpenFile &file) {
     contents.file = hashFile(file, keys, contents.records);
     return contents;
 }
+
+}  // namespace
+
+Contents hashContents(const OpenFile &file) { return readUnchanged(file, readContents); }
 
 }  // namespace tool

@@ -29,7 +29,7 @@ struct Contents {
     Digest file = {};
 };
 
-// Reads the whole file; moves its position. Throws Failure.
+// Reads the whole file. Throws Failure, also where somebody changed it meanwhile.
 Contents hashContents(const OpenFile &file);
 
 }  // namespace tool

@@ -161,6 +161,7 @@ class Finder {
     struct Waiting {
         IndexSet unsettled = 0;  // no step found so far puts the entry where it is
         IndexSet blocked = 0;    // neither settled nor the last one unsettled among its equals
+        IndexSet behind = 0;     // a higher number stands before the entry among its equals: it may have been moved
         bool written = false;
     };
 
@@ -192,6 +193,7 @@ class Finder {
         std::vector<std::uint32_t> &before = before_[i];
         before.assign(numbers_.size(), kNone);
         std::uint32_t last = kNone;
+        std::uint32_t highest = 0;
         for (std::size_t at = 0; at < entries.numbers.size(); ++at) {
             const auto found = std::lower_bound(numbers_.begin(), numbers_.end(), entries.numbers[at]);
             if (found == numbers_.end() || *found != entries.numbers[at]) leadsNowhere(i);
@@ -202,7 +204,9 @@ class Finder {
             if (entries.repeats[at]) {
                 before[place] = last;
                 records_[last].blocked |= bit;
+                if (highest > place) records_[place].behind |= bit;
             }
+            highest = entries.repeats[at] ? std::max(highest, place) : place;
             last = place;
         }
         entries_[i] = {};
@@ -224,15 +228,20 @@ class Finder {
         if (record.written) return;
         if (record.blocked == 0)
             writing_.push(place);
-        else if (movedSet(record) != 0)
-            moving_.push(place);
+        else if (const IndexSet set = movedSet(record); set != 0)
+            moving_.emplace((set & record.unsettled & record.behind) != 0, place);
     }
 
-    // A set of indexes in which the record's entries may be moved now and are to be; 0 for none.
+    // A set of indexes in which the record's entries may be moved now and are to be, if there is a choice one in which
+    // they are likely to have been; 0 for none.
     IndexSet movedSet(const Waiting &record) const {
-        for (const IndexSet set : sets_)
-            if ((set & record.blocked) == 0 && (set & record.unsettled) != 0) return set;
-        return 0;
+        IndexSet found = 0;
+        for (const IndexSet set : sets_) {
+            if ((set & record.blocked) != 0 || (set & record.unsettled) == 0) continue;
+            if ((set & record.unsettled & record.behind) != 0) return set;
+            found = set;
+        }
+        return found;
     }
 
     void write() {
@@ -246,7 +255,7 @@ class Finder {
     }
 
     void move() {
-        const std::uint32_t place = moving_.top();
+        const auto [likely, place] = moving_.top();
         moving_.pop();
         const Waiting &record = records_[place];
         const IndexSet set = record.written ? IndexSet{0} : movedSet(record);
@@ -294,7 +303,8 @@ class Finder {
     std::vector<std::vector<std::uint32_t>> before_;  // in each index: who stands before it among its equals
     std::vector<IndexSet> sets_;                      // in which entries can be moved
     std::priority_queue<std::uint32_t> writing_;      // records that may be written, the highest number first
-    std::priority_queue<std::uint32_t> moving_;       // that have an entry that may be moved
+    // That have an entry that may be moved; first those that are likely to have been.
+    std::priority_queue<std::pair<bool, std::uint32_t>> moving_;
     std::size_t written_ = 0;
     WritingOrder order_;
 };

@@ -139,7 +139,7 @@ class NewFile {
     NewFile(const std::string &name, const Head &head) : name_(name) {
         for (const char *extension : {".idx", ".dat"})
             if (exists(name + extension)) throw Failure(name + ": a file of that name exists: " + name + extension);
-        unsigned mode = ISINOUT | ISLOCKEXCL | ISNOLOG;
+        unsigned mode = ISINOUT | ISLOCKEXCL | ISNOLOG | ISMAPPED;
         if (head.is(archive::kVariable)) mode |= ISVARLEN;
         if (head.is(archive::kCompressed)) mode |= ISVARLEN | ISCOMPRESS;
         if (head.is(archive::kMasks)) mode |= ISMASK;

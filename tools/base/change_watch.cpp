@@ -1,6 +1,7 @@
 #include "base/change_watch.h"
 
 #include <array>
+#include <csignal>
 #include <cstddef>
 #include <poll.h>
 #include <sys/inotify.h>
@@ -22,14 +23,13 @@ ChangeWatch::ChangeWatch(const std::string &path) : events_(inotify_init1(IN_NON
     sigemptyset(&signals);
     sigaddset(&signals, SIGINT);
     sigaddset(&signals, SIGTERM);
-    sigprocmask(SIG_BLOCK, &signals, &before_);
+    sigprocmask(SIG_BLOCK, &signals, nullptr);
     ends_ = signalfd(-1, &signals, SFD_NONBLOCK | SFD_CLOEXEC);
 }
 
 ChangeWatch::~ChangeWatch() {
     if (events_ >= 0) close(events_);
     if (ends_ >= 0) close(ends_);
-    sigprocmask(SIG_SETMASK, &before_, nullptr);
 }
 
 bool ChangeWatch::wait() {

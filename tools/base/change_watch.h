@@ -1,14 +1,14 @@
 // Waits for a file to grow, until the user ends it with Ctrl-C or SIGTERM.
 #pragma once
 
-#include <csignal>
 #include <string>
 
 namespace tool {
 
 class ChangeWatch {
   public:
-    // From now on SIGINT and SIGTERM end the waiting and nothing else.
+    // From now on SIGINT and SIGTERM end the waiting and nothing else, to the end of the program: 'timeout' sends its
+    // signal twice.
     explicit ChangeWatch(const std::string &path);
     ~ChangeWatch();
     ChangeWatch(const ChangeWatch &) = delete;
@@ -20,7 +20,6 @@ class ChangeWatch {
   private:
     int events_;
     int ends_ = -1;
-    sigset_t before_;
 };
 
 }  // namespace tool

@@ -2,19 +2,22 @@
 
 #include "base/failure.h"
 
+#include <array>
 #include <charconv>
+#include <cstdio>
 #include <ctime>
-#include <iomanip>
-#include <sstream>
 
 namespace tool {
 
 namespace {
 
-std::string formatted(const std::tm &broken, const char *format) {
-    std::ostringstream text;
-    text << std::put_time(&broken, format);
-    return text.str();
+constexpr int kTmYears = 1900;
+
+std::string formatted(const std::tm &broken, const char *between, const char *end) {
+    std::array<char, 128> text;
+    std::snprintf(text.data(), text.size(), "%04d-%02d-%02d%s%02d:%02d:%02d%s", broken.tm_year + kTmYears,
+                  broken.tm_mon + 1, broken.tm_mday, between, broken.tm_hour, broken.tm_min, broken.tm_sec, end);
+    return text.data();
 }
 
 // Seconds of "15m"; -1 where the text is none such.
@@ -39,14 +42,14 @@ std::string localTime(std::int64_t seconds) {
     const auto time = static_cast<std::time_t>(seconds);
     std::tm broken{};
     localtime_r(&time, &broken);
-    return formatted(broken, "%Y-%m-%d %H:%M:%S");
+    return formatted(broken, " ", "");
 }
 
 std::string universalTime(std::int64_t seconds) {
     const auto time = static_cast<std::time_t>(seconds);
     std::tm broken{};
     gmtime_r(&time, &broken);
-    return formatted(broken, "%Y-%m-%dT%H:%M:%SZ");
+    return formatted(broken, "T", "Z");
 }
 
 std::int64_t parseTime(const std::string &text) {

@@ -225,7 +225,7 @@ void addOptions(CLI::App *command, Options &options) {
     command->add_flag("-l,--long", options.contents, "show: all bytes of the records");
     command
         ->add_option("--type", options.kinds,
-                     "show: entries of these types alone: added,deleted,rewritten,before,after")
+                     "show: entries of these types alone: added, deleted, rewritten, before, after")
         ->delimiter(',')
         ->type_name("TYPE,...")
         ->allow_extra_args(false);

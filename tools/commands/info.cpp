@@ -19,7 +19,7 @@ struct Options {
     bool json = false;
 };
 
-std::string kindInWords(const Header &header) {
+std::string kindInWords(const IndexHeader &header) {
     if (header.recordLength == 0) return "keys without records";
     if (!header.variable()) return "records of " + counted(static_cast<unsigned>(header.recordLength), "byte", "bytes");
     return "records of " + std::to_string(header.recordLength) + " to " + std::to_string(header.maximum) + " bytes" +
@@ -80,7 +80,7 @@ void printTree(std::size_t number, const Tree &tree, int node_size) {
 }
 
 void printFile(const FileView &view, const Shape &shape, const Survey &survey) {
-    const Header &header = shape.header;
+    const IndexHeader &header = shape.header;
     printLine("file", view.place());
     if (shape.headerRead) {
         printLine("kind", kindInWords(header) + (shape.noPrimaryKey ? ", no primary key" : ""));
@@ -113,7 +113,7 @@ void printFile(const FileView &view, const Shape &shape, const Survey &survey) {
 
 std::vector<std::string> damages(const Shape &shape, const Survey &survey) {
     std::vector<std::string> all = shape.problems;
-    for (const Finding &finding : survey.findings)
+    for (const NodeFinding &finding : survey.findings)
         if (finding.severity == Severity::kDamage) all.push_back(finding.text);
     return all;
 }
@@ -142,7 +142,7 @@ Json treeJson(const Tree &tree, int node_size) {
 }
 
 Json fileJson(const FileView &view, const Shape &shape, const Survey &survey) {
-    const Header &header = shape.header;
+    const IndexHeader &header = shape.header;
     Json file = {{"file", view.place()}};
     if (view.hasIndex()) file["indexFileBytes"] = view.indexSize();
     if (view.hasData()) file["dataFileBytes"] = view.dataSize();

@@ -2,7 +2,7 @@
 #include "base/failure.h"
 #include "base/hex_text.h"
 #include "base/json.h"
-#include "base/linked_base.h"
+#include "index/file_view.h"
 #include "commands/commands.h"
 #include "locks/lock_table.h"
 #include "locks/lock_words.h"
@@ -32,7 +32,7 @@ struct Found {
 
 std::vector<Found> find(const std::string &base) {
     std::vector<Found> found;
-    const std::string place = linkedBase(base);
+    const std::string place = linkedPlace(base);
     for (const bool index : {true, false}) {
         const std::string path = place + (index ? ".idx" : ".dat");
         // A file of keys alone has no data file.

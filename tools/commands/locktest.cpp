@@ -29,17 +29,17 @@ constexpr const char *kOrders = "orders";
 constexpr const char *kEnd = "end ";
 constexpr int kPatience = 60;  // seconds between two orders
 
-const char *weightWord(Finding::Weight weight) {
+const char *weightWord(LockFinding::Weight weight) {
     switch (weight) {
-    case Finding::Weight::kNeeded: return "needed";
-    case Finding::Weight::kLimit: return "limit";
+    case LockFinding::Weight::kNeeded: return "needed";
+    case LockFinding::Weight::kLimit: return "limit";
     default: return "fact";
     }
 }
 
-Json jsonOf(const std::vector<Finding> &findings) {
+Json jsonOf(const std::vector<LockFinding> &findings) {
     Json tests = Json::array();
-    for (const Finding &finding : findings) {
+    for (const LockFinding &finding : findings) {
         tests.push_back({{"test", finding.what},
                          {"weight", weightWord(finding.weight)},
                          {"passed", finding.passed},
@@ -48,15 +48,15 @@ Json jsonOf(const std::vector<Finding> &findings) {
     return tests;
 }
 
-std::vector<Finding> findingsOf(const Json &tests) {
-    std::vector<Finding> findings;
+std::vector<LockFinding> findingsOf(const Json &tests) {
+    std::vector<LockFinding> findings;
     for (const Json &test : tests) {
-        Finding finding;
+        LockFinding finding;
         finding.what = test.at("test").get<std::string>();
         const std::string weight = test.at("weight").get<std::string>();
-        finding.weight = weight == "needed"  ? Finding::Weight::kNeeded
-                         : weight == "limit" ? Finding::Weight::kLimit
-                                             : Finding::Weight::kFact;
+        finding.weight = weight == "needed"  ? LockFinding::Weight::kNeeded
+                         : weight == "limit" ? LockFinding::Weight::kLimit
+                                             : LockFinding::Weight::kFact;
         finding.passed = test.at("passed").get<bool>();
         finding.detail = test.at("detail").get<std::string>();
         findings.push_back(finding);
@@ -64,19 +64,19 @@ std::vector<Finding> findingsOf(const Json &tests) {
     return findings;
 }
 
-const char *mark(const Finding &finding) {
+const char *mark(const LockFinding &finding) {
     switch (finding.weight) {
-    case Finding::Weight::kNeeded: return finding.passed ? "ok" : "FAILED";
-    case Finding::Weight::kLimit: return finding.passed ? "ok" : "limit";
+    case LockFinding::Weight::kNeeded: return finding.passed ? "ok" : "FAILED";
+    case LockFinding::Weight::kLimit: return finding.passed ? "ok" : "limit";
     default: return "note";
     }
 }
 
-void printText(const Options &options, const FileSystem &system, const std::vector<Finding> &findings) {
+void printText(const Options &options, const FileSystem &system, const std::vector<LockFinding> &findings) {
     const bool machines = options.wait || options.join;
     std::printf("%s: %s%s, %s\n", options.directory.c_str(), system.name.c_str(), system.network ? " (network)" : "",
                 machines ? "two machines" : "two processes of this machine");
-    for (const Finding &finding : findings) {
+    for (const LockFinding &finding : findings) {
         std::printf("  %-6s  %s%s%s\n", mark(finding), finding.what.c_str(), finding.detail.empty() ? "" : ": ",
                     finding.detail.c_str());
     }
@@ -92,7 +92,7 @@ void printText(const Options &options, const FileSystem &system, const std::vect
     }
 }
 
-int report(const Options &options, const std::vector<Finding> &findings) {
+int report(const Options &options, const std::vector<LockFinding> &findings) {
     const FileSystem system = fileSystemOf(options.directory);
     if (options.json) {
         print({{"directory", options.directory},
@@ -119,7 +119,7 @@ class Scratch {
     std::string path_;
 };
 
-std::vector<Finding> examineWithProgress(Side &here, Side &there, const std::string &names) {
+std::vector<LockFinding> examineWithProgress(Side &here, Side &there, const std::string &names) {
     Progress progress("testing locks", examinationSteps());
     return examine(here, there, names, [&progress] { progress.step(); });
 }
@@ -127,7 +127,7 @@ std::vector<Finding> examineWithProgress(Side &here, Side &there, const std::str
 int examineHere(const Options &options) {
     const std::string scratch = std::string(kStem) + "." + std::to_string(getpid());
     const Scratch removed(options.directory + "/" + scratch);
-    std::vector<Finding> findings;
+    std::vector<LockFinding> findings;
     {
         Actor actor(options.directory, scratch, systemLock);
         HereSide here(actor);
@@ -158,7 +158,7 @@ int lead(const Options &options) {
     Actor actor(options.directory, std::string(kStem) + ".data", systemLock);
     HereSide here(actor);
     FarSide there(orders, answers);
-    const std::vector<Finding> findings = examineWithProgress(here, there, std::string(kStem) + ".name");
+    const std::vector<LockFinding> findings = examineWithProgress(here, there, std::string(kStem) + ".name");
     there.perform(kEnd + jsonOf(findings).dump());
     return report(options, findings);
 }
@@ -168,7 +168,7 @@ int follow(const Options &options) {
     MessageFile answers(pathOf(options, "join"), orders.read(options.seconds));
     answers.make(false);
     answers.write("here");
-    std::vector<Finding> findings;
+    std::vector<LockFinding> findings;
     std::string order = orders.read(kPatience);
     Actor actor(options.directory, std::string(kStem) + ".data", systemLock);
     for (; !order.starts_with(kEnd); order = orders.read(kPatience))

@@ -142,9 +142,8 @@ void addOptions(CLI::App *command, Options &options) {
         ->type_name("NAME");
     command
         ->add_option("--type", options.types,
-                     "records of these types alone: build,open,close,erase,rename,"
-                     "addindex,delindex,setunique,uniqueid,write,rewrite,delete,begin,"
-                     "commit,rollback")
+                     "records of these types alone: build, open, close, erase, rename, addindex, delindex, setunique, "
+                     "uniqueid, write, rewrite, delete, begin, commit, rollback")
         ->delimiter(',')
         ->type_name("TYPE,...")
         ->allow_extra_args(false);

@@ -43,7 +43,9 @@ void printText(const Options &options, const Survey &survey, int node_size) {
 
 Json kindJson(const MapKind &kind) {
     Json json = {{"kind", kindInWords(kind.kind)}};
-    if (kind.kind == NodeKind::kLeaf || kind.kind == NodeKind::kInner) json["index"] = kind.index + 1;
+    const bool of_tree =
+        kind.kind == NodeKind::kLeaf || kind.kind == NodeKind::kInner || kind.kind == NodeKind::kRuined;
+    if (of_tree) json["index"] = kind.index + 1;
     if (kind.shared) json["usedTwice"] = true;
     return json;
 }

@@ -28,7 +28,7 @@ std::optional<ConstBytes> piece(const std::vector<std::uint8_t> &node, int slot)
 
 }  // namespace
 
-DataSlots::DataSlots(const FileView &view, const Header &header)
+DataSlots::DataSlots(const FileView &view, const IndexHeader &header)
     : view_(view), record_length_(header.recordLength), length_(static_cast<std::size_t>(header.slotLength())),
       count_(view.dataSize() / length_), bytes_behind_(view.dataSize() % length_) {}
 
@@ -46,7 +46,7 @@ ConstBytes DataSlots::read(std::uint64_t number) {
     return ConstBytes(chunk_).subspan(static_cast<std::size_t>(number - first_) * length_, length_);
 }
 
-std::uint32_t slotMask(ConstBytes slot, const Header &header) {
+std::uint32_t slotMask(ConstBytes slot, const IndexHeader &header) {
     return header.masks() ? ld_long(slot.last(4).data()) : 0;
 }
 
@@ -65,35 +65,6 @@ std::optional<std::vector<std::uint8_t>> readTail(const FileView &view, const Sh
     }
     if (tail.size() != length) return std::nullopt;
     return tail;
-}
-
-std::optional<std::vector<std::uint8_t>> expandTail(ConstBytes stored, std::size_t most) {
-    constexpr std::uint8_t kFills[] = {0, 0x00, 0x20, 0x30};
-    std::vector<std::uint8_t> out;
-    if (stored.empty()) return out;
-    if (stored[0] == 0) {
-        if (stored.size() < 3 || stored.size() != 3U + ld_int(&stored[1]) || stored.size() - 3 > most)
-            return std::nullopt;
-        out.assign(stored.begin() + 3, stored.end());
-        return out;
-    }
-    const auto end = std::find(stored.begin(), stored.end(), 0);
-    if (end == stored.end()) return std::nullopt;
-    auto body = end + 1;
-    for (auto control = stored.begin(); control != end; ++control) {
-        const unsigned code = *control >> 6U;
-        const unsigned count = *control & 63U;
-        if (out.size() + count > most) return std::nullopt;
-        if (code != 0) {
-            out.insert(out.end(), count, kFills[code]);
-            continue;
-        }
-        if (stored.end() - body < static_cast<std::ptrdiff_t>(count)) return std::nullopt;
-        out.insert(out.end(), body, body + count);
-        body += count;
-    }
-    if (body != stored.end()) return std::nullopt;
-    return out;
 }
 
 std::vector<std::uint8_t> keyOfRecord(const KeyDesc &key, ConstBytes record) {

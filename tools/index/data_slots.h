@@ -13,11 +13,11 @@ constexpr std::uint8_t kSlotDeleted = 0x00;
 
 class DataSlots {
   public:
-    DataSlots(const FileView &view, const Header &header);
+    DataSlots(const FileView &view, const IndexHeader &header);
 
     // Whole slots in the file.
     std::uint64_t count() const { return count_; }
-    // Bytes behind the last of them.
+    // ByteSpan behind the last of them.
     std::uint64_t bytesBehind() const { return bytes_behind_; }
     // The bytes of slot number 1.., good until the next call; empty where the file has none.
     ConstBytes read(std::uint64_t number);
@@ -36,14 +36,11 @@ class DataSlots {
 };
 
 // The mask that a slot carries, 0 in files without masks.
-std::uint32_t slotMask(ConstBytes slot, const Header &header);
+std::uint32_t slotMask(ConstBytes slot, const IndexHeader &header);
 
 // A record's tail as it is stored, followed from piece to piece; empty where that does not make the length that the
 // slot gives. A slot without tail gives an empty tail.
 std::optional<std::vector<std::uint8_t>> readTail(const FileView &view, const Shape &shape, ConstBytes slot);
-
-// A tail as it was before it was compressed; empty where it cannot have been, or is longer than most.
-std::optional<std::vector<std::uint8_t>> expandTail(ConstBytes stored, std::size_t most);
 
 // The key that a record gives in an index.
 std::vector<std::uint8_t> keyOfRecord(const KeyDesc &key, ConstBytes record);

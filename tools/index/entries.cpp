@@ -56,7 +56,7 @@ bool EntryReader::readKey() {
     return true;
 }
 
-bool EntryReader::next(Entry &entry) {
+bool EntryReader::next(KeyEntry &entry) {
     if (problem_ != nullptr || at_ >= used_) return false;
     if (!repeats_ && !readKey()) return false;
     if (at_ + serial_width_ + kPointerSize > used_) return fail("an entry runs over its end");

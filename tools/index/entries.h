@@ -7,7 +7,7 @@
 
 namespace tool {
 
-struct Entry {
+struct KeyEntry {
     const std::uint8_t *key = nullptr;  // keyLength bytes, good until the next entry
     std::uint64_t serial = 0;
     std::uint32_t pointer = 0;
@@ -21,7 +21,7 @@ class EntryReader {
     int level() const { return level_; }
     int used() const { return used_; }
     // False behind the last entry, and where one cannot be read.
-    bool next(Entry &entry);
+    bool next(KeyEntry &entry);
     // What is wrong with the node, null as long as nothing is.
     const char *problem() const { return problem_; }
 
@@ -42,10 +42,10 @@ class EntryReader {
     std::array<std::uint8_t, ISMAXKEYLEN> key_{};
 };
 
-// Bytes that an entry takes where nothing is left out.
+// ByteSpan that an entry takes where nothing is left out.
 inline int wholeEntry(const KeyDesc &key, int serial_width) { return key.keyLength + serial_width + 4; }
 
-// Bytes of a node that entries may take.
+// ByteSpan of a node that entries may take.
 inline int entryRoom(int node_size) { return node_size - 5 - 2; }
 
 }  // namespace tool

@@ -1,6 +1,7 @@
 #include "index/file_view.h"
 
 #include "base/failure.h"
+#include "lock/lock_layout.h"
 
 #include <cerrno>
 #include <fcntl.h>
@@ -12,17 +13,15 @@ namespace tool {
 
 namespace {
 
-// Byte ranges of the index file that stand for the set, beyond any contents.
 constexpr off_t kPhaseStart = 0;
-constexpr off_t kOpenStart = 0x40000000;
-constexpr off_t kLockLength = 0x3fffffff;
+constexpr off_t kOpenStart = lockarea::kHighArea;
 
 std::uint64_t sizeOf(int fd) {
     struct stat status;
     return fd >= 0 && fstat(fd, &status) == 0 ? static_cast<std::uint64_t>(status.st_size) : 0;
 }
 
-bool readAll(int fd, std::uint64_t offset, Bytes bytes) {
+bool readAll(int fd, std::uint64_t offset, ByteSpan bytes) {
     while (!bytes.empty()) {
         const ssize_t got = pread(fd, bytes.data(), bytes.size(), static_cast<off_t>(offset));
         if (got < 0 && errno == EINTR) continue;
@@ -38,7 +37,7 @@ struct flock range(off_t start, bool exclusive) {
     lock.l_type = exclusive ? F_WRLCK : F_RDLCK;
     lock.l_whence = SEEK_SET;
     lock.l_start = start;
-    lock.l_len = kLockLength;
+    lock.l_len = lockarea::kAreaLength;
     return lock;
 }
 
@@ -102,11 +101,11 @@ void FileView::lock(Access access) const {
     }
 }
 
-bool FileView::readIndex(std::uint64_t offset, Bytes bytes) const {
+bool FileView::readIndex(std::uint64_t offset, ByteSpan bytes) const {
     return offset <= index_size_ && bytes.size() <= index_size_ - offset && readAll(index_fd_, offset, bytes);
 }
 
-bool FileView::readData(std::uint64_t offset, Bytes bytes) const {
+bool FileView::readData(std::uint64_t offset, ByteSpan bytes) const {
     return offset <= data_size_ && bytes.size() <= data_size_ - offset && readAll(data_fd_, offset, bytes);
 }
 

@@ -12,7 +12,7 @@
 
 namespace tool {
 
-using Bytes = std::span<std::uint8_t>;
+using ByteSpan = std::span<std::uint8_t>;
 using ConstBytes = std::span<const std::uint8_t>;
 
 class FileView {
@@ -37,8 +37,8 @@ class FileView {
     std::uint64_t dataSize() const { return data_size_; }
 
     // Fills the bytes from that offset on; false where the file ends before, or cannot be read.
-    bool readIndex(std::uint64_t offset, Bytes bytes) const;
-    bool readData(std::uint64_t offset, Bytes bytes) const;
+    bool readIndex(std::uint64_t offset, ByteSpan bytes) const;
+    bool readData(std::uint64_t offset, ByteSpan bytes) const;
 
   private:
     void lock(Access access) const;

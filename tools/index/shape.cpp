@@ -17,12 +17,16 @@ constexpr int kMostSerialWidth = 8;
 
 std::string nodeName(const char *what, std::uint32_t number) { return what + (" " + std::to_string(number)); }
 
-bool isGenuine(ConstBytes node) {
+bool hasFront(ConstBytes node) {
     static constexpr std::uint8_t kFront[] = {0xfe, 0x53, 0x02, 0x02, 0x04, 0x04};
-    const auto trailer = node.last(header::kTrailerBack);
-    return std::equal(std::begin(kFront), std::end(kFront), node.begin()) &&
-           std::memcmp(trailer.data(), "kjsk", trailer.size()) == 0;
+    return std::equal(std::begin(kFront), std::end(kFront), node.begin());
 }
+
+bool hasTrailer(ConstBytes node) { return std::memcmp(node.last(header::kTrailerBack).data(), "kjsk", 4) == 0; }
+
+bool isGenuine(ConstBytes node) { return hasFront(node) && hasTrailer(node); }
+
+bool hasMarks(ConstBytes node) { return hasFront(node) || hasTrailer(node); }
 
 // The node size is needed to find everything else. A header that has been hit there is recognised by its trailer.
 int findNodeSize(const FileView &view, Shape &shape) {
@@ -42,7 +46,7 @@ int findNodeSize(const FileView &view, Shape &shape) {
 }
 
 void readHeader(const FileView &view, Shape &shape) {
-    Header &h = shape.header;
+    IndexHeader &h = shape.header;
     h.nodeSize = findNodeSize(view, shape);
     h.serialWidth = header::kBuiltSerialWidth;
     std::vector<std::uint8_t> node;
@@ -82,8 +86,10 @@ void readHeader(const FileView &view, Shape &shape) {
     insist(h.flags <= 7 && (!h.compressed() || h.variable()), "flags " + std::to_string(h.flags));
     if (width >= 0 && width <= kMostSerialWidth) h.serialWidth = width;
     shape.headerRead = shape.problems.size() == before && (h.genuine || h.descriptionNode > 1);
-    if (!shape.headerRead && shape.problems.size() == before)
-        shape.problems.push_back("node 1 of the index file is no header");
+    if (shape.headerRead) return;
+    // A list of all that is wrong with bytes that were none tells nothing.
+    if (!hasMarks(node)) shape.problems.clear();
+    if (shape.problems.empty()) shape.problems.emplace_back("node 1 of the index file is no header");
 }
 
 // One entry of a description node; empty where it cannot be one.
@@ -182,7 +188,7 @@ void readAudit(const FileView &view, Shape &shape) {
         shape.problems.push_back(nodeName("the audit settings in node", number) + " cannot be read");
         return;
     }
-    shape.audit = Audit{std::string(name, length), ld_int(&node[audit::kStateOffset]) == 1};
+    shape.audit = AuditSettings{std::string(name, length), ld_int(&node[audit::kStateOffset]) == 1};
 }
 
 }  // namespace

@@ -12,7 +12,7 @@
 
 namespace tool {
 
-struct Header {
+struct IndexHeader {
     int nodeSize = 0;
     int indexCount = 0;
     int serialWidth = 0;  // bytes of a duplicate's serial
@@ -35,29 +35,29 @@ struct Header {
     bool precious() const { return (flags & 2U) != 0; }
     bool compressed() const { return (flags & 4U) != 0; }
     bool variable() const { return maximum != 0; }
-    // Bytes of a slot of the data file.
+    // ByteSpan of a slot of the data file.
     int slotLength() const { return recordLength + 1 + (variable() ? 6 : 0) + (masks() ? 4 : 0); }
 };
 
-struct Audit {
+struct AuditSettings {
     std::string name;
     bool on = false;
 };
 
 struct Shape {
-    Header header;
+    IndexHeader header;
     bool noPrimaryKey = false;
     std::vector<KeyDesc> indexes;  // with keyLength and rootNode
     std::vector<std::uint32_t> descriptionNodes;
-    std::optional<Audit> audit;
+    std::optional<AuditSettings> audit;
     std::vector<std::string> problems;  // the library would not open the set, or misread it
     bool headerRead = false;            // there is a header, its numbers make sense
     bool indexesRead = false;           // and so are the key descriptions, all of them
 
     std::uint64_t nodesInFile(const FileView &view) const;
-    // Bytes of a node; false where the file has none of that number.
+    // ByteSpan of a node; false where the file has none of that number.
     bool readNode(const FileView &view, std::uint64_t number, std::vector<std::uint8_t> &node) const;
-    // Bytes of a serial in the index's entries.
+    // ByteSpan of a serial in the index's entries.
     int serialWidthOf(const KeyDesc &key) const { return (key.flags & ISDUPS) != 0 ? header.serialWidth : 0; }
 };
 

@@ -11,6 +11,10 @@ namespace {
 
 constexpr std::size_t kMostFindings = 100;
 
+bool isOfTree(NodeKind kind) {
+    return kind == NodeKind::kInner || kind == NodeKind::kLeaf || kind == NodeKind::kRuined;
+}
+
 std::string numbered(const char *what, std::uint64_t number) { return what + (" " + std::to_string(number)); }
 
 class Surveyor {
@@ -54,9 +58,8 @@ class Surveyor {
         NodeUse &node = use(number);
         if (node.kind != NodeKind::kLost) {
             node.shared = true;
-            const std::string other = node.kind == NodeKind::kInner || node.kind == NodeKind::kLeaf
-                                          ? numbered("index", node.index + 1U)
-                                          : std::string(kindInWords(node.kind));
+            const std::string other =
+                isOfTree(node.kind) ? numbered("index", node.index + 1U) : std::string(kindInWords(node.kind));
             found(Severity::kDamage, owner + " leads to " + numbered("node", number) + ", which is in use: " + other);
             return false;
         }
@@ -67,7 +70,7 @@ class Surveyor {
 
     bool claimRoot(std::size_t i) {
         const auto index = static_cast<std::uint8_t>(i);
-        return claim(shape_.indexes[i].rootNode, {NodeKind::kLeaf, index}, numbered("index", i + 1));
+        return claim(shape_.indexes[i].rootNode, {NodeKind::kRuined, index}, numbered("index", i + 1));
     }
 
     void walkTree(std::size_t i, bool has_root) {
@@ -78,6 +81,7 @@ class Surveyor {
         survey_.treesWhole = survey_.treesWhole && tree.whole;
     }
 
+    // Until it has been seen to be a node of the tree, it counts as ruined.
     // level: -1 for the root, which says itself what it is.
     bool walkNode(Tree &tree, std::size_t i, std::uint32_t number, int level) {
         const std::string name = numbered("index", i + 1) + ": " + numbered("node", number);
@@ -93,7 +97,7 @@ class Surveyor {
             return false;
         }
         std::vector<std::uint32_t> children;
-        Entry entry;
+        KeyEntry entry;
         std::size_t entries = 0;
         bool whole = true;
         const bool leaf = reader.level() == 0;
@@ -119,7 +123,7 @@ class Surveyor {
         use(number).kind = leaf ? NodeKind::kLeaf : NodeKind::kInner;
         note(tree, number, reader, entries);
         for (const std::uint32_t child : children) {
-            if (!claim(child, {NodeKind::kInner, static_cast<std::uint8_t>(i)}, name) ||
+            if (!claim(child, {NodeKind::kRuined, static_cast<std::uint8_t>(i)}, name) ||
                 !walkNode(tree, i, child, reader.level() - 1))
                 whole = false;
         }
@@ -240,7 +244,7 @@ double Tree::saved() const {
 
 bool Survey::damaged() const {
     return std::any_of(findings.begin(), findings.end(),
-                       [](const Finding &finding) { return finding.severity == Severity::kDamage; });
+                       [](const NodeFinding &finding) { return finding.severity == Severity::kDamage; });
 }
 
 std::uint64_t Survey::count(NodeKind kind) const {
@@ -262,6 +266,7 @@ const char *kindInWords(NodeKind kind) {
     case NodeKind::kFree: return "free";
     case NodeKind::kRecordList: return "free record numbers";
     case NodeKind::kTail: return "tails";
+    case NodeKind::kRuined: return "ruined";
     case NodeKind::kLost: break;
     }
     return "lost";

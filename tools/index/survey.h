@@ -21,8 +21,8 @@ enum class NodeKind : std::uint8_t {
     kFree,        // in the list of free nodes
     kRecordList,  // holds free record numbers
     kTail,        // holds pieces of records' tails
+    kRuined,      // of a tree, and no node of it
 };
-constexpr int kNodeKinds = 9;
 
 struct NodeUse {
     NodeKind kind = NodeKind::kLost;
@@ -56,7 +56,7 @@ struct Tree {
 
 enum class Severity { kNote, kDamage };
 
-struct Finding {
+struct NodeFinding {
     Severity severity;
     std::string text;
 };
@@ -73,7 +73,7 @@ struct Survey {
     bool nodeListWhole = true;
     bool recordListWhole = true;
     bool treesWhole = true;
-    std::vector<Finding> findings;
+    std::vector<NodeFinding> findings;
 
     bool damaged() const;
     std::uint64_t count(NodeKind kind) const;

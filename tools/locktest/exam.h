@@ -9,7 +9,7 @@
 
 namespace tool {
 
-struct Finding {
+struct LockFinding {
     enum class Weight {
         kNeeded,  // without it files are damaged, or programs hang
         kLimit,   // without it some calls do not work; the files stay whole
@@ -24,10 +24,11 @@ struct Finding {
 
 // Goes through all steps with both sides on one scratch file, each side in a process of its own. names: a word that
 // names of files may begin with. stepDone is called behind each step. Throws Failure where a side does not answer.
-std::vector<Finding> examine(Side &here, Side &there, const std::string &names, const std::function<void()> &stepDone);
+std::vector<LockFinding> examine(Side &here, Side &there, const std::string &names,
+                                 const std::function<void()> &stepDone);
 std::size_t examinationSteps();
 
 // Nothing that is needed is missing.
-bool isFit(const std::vector<Finding> &findings);
+bool isFit(const std::vector<LockFinding> &findings);
 
 }  // namespace tool

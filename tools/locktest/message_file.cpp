@@ -15,7 +15,10 @@ namespace tool {
 
 namespace {
 
-constexpr timespec kBetweenLooks = {0, 10'000'000};
+// Most answers come at once.
+constexpr timespec kFirstLooks = {0, 1'000'000};
+constexpr timespec kLaterLooks = {0, 20'000'000};
+constexpr int kFirst = 50;
 constexpr std::size_t kLongest = 256 * 1024;
 
 // Tells a message that is there from one of which only a part has come yet.
@@ -27,12 +30,12 @@ std::uint32_t checksum(const std::string &text) {
 }
 
 // Sleeps for a moment; true when the user wants to end.
-bool interrupted() {
+bool interrupted(const timespec &moment) {
     sigset_t ends;
     sigemptyset(&ends);
     sigaddset(&ends, SIGINT);
     sigaddset(&ends, SIGTERM);
-    return sigtimedwait(&ends, nullptr, &kBetweenLooks) > 0;
+    return sigtimedwait(&ends, nullptr, &moment) > 0;
 }
 
 }  // namespace
@@ -82,8 +85,8 @@ bool MessageFile::tryRead(std::string &message) const {
 std::string MessageFile::read(int seconds) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
     std::string message;
-    while (!tryRead(message)) {
-        if (interrupted()) throw Failure("ended by a signal");
+    for (int looks = 0; !tryRead(message); ++looks) {
+        if (interrupted(looks < kFirst ? kFirstLooks : kLaterLooks)) throw Failure("ended by a signal");
         if (std::chrono::steady_clock::now() > end)
             throw Failure("the other side has not answered for " + std::to_string(seconds) + " seconds");
     }

@@ -23,7 +23,7 @@ std::string columns(const std::string &time, const std::string &process, const s
 }
 
 // Bytes that are no printable ASCII become points.
-std::string beginning(const Bytes &record) {
+std::string beginning(const ByteString &record) {
     std::string text;
     for (std::size_t i = 0; i < std::min(record.size(), kBytesInLine); ++i)
         text += record[i] >= 0x20 && record[i] < 0x7f ? static_cast<char>(record[i]) : '.';

@@ -27,7 +27,7 @@ struct AuditEntry {
     unsigned user = 0;      // low 16 bits
     std::int64_t number = 0;
     bool bare = false;  // a variable-length record without tail: the trail has no bytes of it
-    Bytes record;       // its tail, where that was stored compressed, as it was before
+    ByteString record;  // its tail, where that was stored compressed, as it was before
     bool sound = true;  // a compressed tail is one
 };
 

@@ -15,24 +15,25 @@ namespace tool {
 namespace {
 
 constexpr std::size_t kPiece = std::size_t{1} << 20U;
-constexpr int kLockTries = 100;
+constexpr int kLockTries = 50;
 constexpr timespec kBetweenTries = {0, 10'000'000};
 
 // A shared lock of byte 0 for as long as a piece is read. Who appends to a log holds that byte exclusively and cuts off
 // again what it could not write whole, and so does who takes a record back: under the lock the log ends where a record
-// ends. The piece is short, so that writers wait for a moment only; and the reader waits for a second only, since a
-// writer may have been stopped with the lock in hand, or the file system may have no locks. It reads all the same then,
-// and a record that it sees half is read again or called cut off, as it would be for a writer that died.
+// ends. The piece is short, so that writers wait for a moment only; and the reader waits for half a second, once, since
+// a writer may have been stopped with the lock in hand, or the file system may have no locks. It reads all the same
+// then, and a record that it sees half is read again or called cut off, as it would be for a writer that died.
 class AppendLock {
   public:
-    AppendLock(int fd, bool wanted) : fd_(wanted ? fd : -1) {
-        for (int i = 0; fd_ >= 0 && i < kLockTries; ++i) {
+    AppendLock(int fd, int tries) : fd_(fd) {
+        for (int i = 0; i < tries; ++i) {
             if (ask(F_RDLCK)) return;
             if (errno != EAGAIN && errno != EACCES) break;
             nanosleep(&kBetweenTries, nullptr);
         }
         fd_ = -1;
     }
+    bool held() const { return fd_ >= 0; }
     ~AppendLock() {
         if (fd_ >= 0) ask(F_UNLCK);
     }
@@ -84,8 +85,10 @@ const std::uint8_t *ByteWindow::at(std::int64_t offset, std::size_t length, std:
 }
 
 void ByteWindow::fill(std::int64_t offset, std::size_t length) {
-    const AppendLock lock(fd_, locked_);
+    const AppendLock lock(fd_, !locked_ ? 0 : lock_refused_ ? 1 : kLockTries);
+    lock_refused_ = !lock.held();
     start_ = offset;
+    length = static_cast<std::size_t>(std::clamp<std::int64_t>(size() - offset, 0, static_cast<std::int64_t>(length)));
     bytes_.resize(length);
     std::size_t done = 0;
     while (done < length) {

@@ -30,6 +30,7 @@ class ByteWindow {
     std::string path_;
     int fd_;
     bool locked_;
+    bool lock_refused_ = false;  // the last time
     std::int64_t start_ = 0;
     std::vector<std::uint8_t> bytes_;
 };

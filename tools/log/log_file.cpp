@@ -41,7 +41,7 @@ LogFile::Found LogFile::next(LogRecord &record) {
                                          std::to_string(trailer) + " at its end");
     }
     record = parseLogRecord({p, length}, offset_);
-    seen_.push_back({offset_, Bytes(p, p + length)});
+    seen_.push_back({offset_, ByteString(p, p + length)});
     if (seen_.size() > kRemembered) seen_.pop_front();
     offset_ += static_cast<std::int64_t>(length);
     return Found::kRecord;

@@ -38,7 +38,7 @@ class LogFile {
   private:
     struct Seen {
         std::int64_t offset;
-        Bytes bytes;
+        ByteString bytes;
     };
 
     Found stop(Found how, const std::string &what);

@@ -53,7 +53,7 @@ class Body {
         const auto bytes = take(4);
         return bytes.empty() ? 0 : ld_long(bytes.data());
     }
-    Bytes image(int length) {
+    ByteString image(int length) {
         const auto bytes = take(static_cast<std::size_t>(length));
         return {bytes.begin(), bytes.end()};
     }

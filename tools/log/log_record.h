@@ -35,7 +35,7 @@ const char *logTypeWord(LogType type);
 // The type that a user means by its word, or by its two letters in the log; kUnknown for no such.
 LogType logTypeOf(const std::string &word);
 
-using Bytes = std::vector<std::uint8_t>;
+using ByteString = std::vector<std::uint8_t>;
 
 struct LogRecord {
     std::int64_t offset = 0;  // in the log
@@ -58,8 +58,8 @@ struct LogRecord {
     std::string name;
     std::string newName;      // of a rename
     std::int64_t number = 0;  // of the record, or the unique id
-    Bytes before;
-    Bytes after;
+    ByteString before;
+    ByteString after;
 
     bool isEnd() const { return type == LogType::kCommit || type == LogType::kRollBack; }
     // Changes a record of a file.

@@ -67,7 +67,7 @@ std::string fileInWords(const LogRecord &record, const LogStory::Place &place) {
     return "(descriptor " + std::to_string(record.fd) + ", opened before the log)";
 }
 
-std::string image(const char *what, const Bytes &bytes) {
+std::string image(const char *what, const ByteString &bytes) {
     const std::string heading = *what != 0 ? std::string(12, ' ') + what + "\n" : "";
     return heading + hexDump(bytes, std::string(12, ' '));
 }
@@ -81,7 +81,7 @@ Json keyJson(const KeyDesc &key) {
     return {{"flags", key.flags}, {"parts", parts}};
 }
 
-void addImage(Json &json, const char *length, const char *name, const Bytes &bytes, bool contents) {
+void addImage(Json &json, const char *length, const char *name, const ByteString &bytes, bool contents) {
     json[length] = bytes.size();
     if (contents) json[name] = hexText(bytes);
 }

@@ -2,7 +2,7 @@
 
 #include "base/failure.h"
 #include "base/hex_text.h"
-#include "base/linked_base.h"
+#include "index/file_view.h"
 #include "base/progress.h"
 #include "log/log_file.h"
 #include "log/log_summary.h"
@@ -20,7 +20,7 @@ std::string normal(const std::string &name) { return std::filesystem::path(name)
 
 bool isThere(const std::string &name) {
     std::error_code ignored;
-    return std::filesystem::exists(linkedBase(name) + ".idx", ignored);
+    return std::filesystem::exists(linkedPlace(name) + ".idx", ignored);
 }
 
 std::string counted(std::uint64_t count, const char *what) { return std::to_string(count) + " " + what; }
@@ -139,7 +139,7 @@ void RecoveryPlan::change(const LogRecord &record, File &file) {
 void RecoveryPlan::compare(const LogRecord &record, File &file) {
     const std::string which = "record " + std::to_string(record.number);
     const OpenFile &open = *file.open;
-    Bytes bytes(static_cast<std::size_t>(std::max(open.maximumLength(), 1)));
+    ByteString bytes(static_cast<std::size_t>(std::max(open.maximumLength(), 1)));
     const bool there = isdata(open.fd(), reinterpret_cast<char *>(bytes.data()), record.number) == 0;
     if (!there && iserrno != ISERR_NOTFOUND && iserrno != ISERR_ARGUMENT) {
         return object(record, file.name, which + " cannot be read: " + lastError());

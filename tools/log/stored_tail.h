@@ -13,6 +13,6 @@
 namespace tool {
 
 // Nothing where the bytes are no such tail, or make more than `most` bytes.
-std::optional<Bytes> expandTail(std::span<const std::uint8_t> stored, std::size_t most);
+std::optional<ByteString> expandTail(std::span<const std::uint8_t> stored, std::size_t most);
 
 }  // namespace tool

@@ -25,7 +25,7 @@ void ignoreSteps(std::uint64_t) {}
 
 // Calls visit(index, entry) for the entries of all leaves that can be read.
 void forLeafEntries(const FileView &view, const Shape &shape,
-                    const std::function<bool(std::size_t, const Entry &)> &visit) {
+                    const std::function<bool(std::size_t, const KeyEntry &)> &visit) {
     const Survey survey = surveyNodes(view, shape, ignoreSteps);
     std::vector<std::uint8_t> node;
     for (std::size_t i = 0; i < survey.trees.size(); ++i) {
@@ -34,7 +34,7 @@ void forLeafEntries(const FileView &view, const Shape &shape,
         for (const TreeNode &leaf : tree.levels[0]) {
             if (!shape.readNode(view, leaf.number, node)) continue;
             EntryReader reader(node, tree.key, tree.serialWidth);
-            Entry entry;
+            KeyEntry entry;
             while (reader.next(entry))
                 if (!visit(i, entry)) return;
         }
@@ -123,7 +123,7 @@ class ShapeFinder {
         // Numbers that a wrong header forbids must not hide the leaves.
         probe.header.lastRecord = 0x7fffffff;
         std::size_t seen = 0;
-        forLeafEntries(view_, probe, [&](std::size_t index, const Entry &entry) {
+        forLeafEntries(view_, probe, [&](std::size_t index, const KeyEntry &entry) {
             // Spread over the whole of the index.
             if (entry.pointer != 0 && seen++ % 7 == 0) {
                 const auto length = static_cast<std::size_t>(shape.indexes[index].keyLength);
@@ -147,7 +147,7 @@ class ShapeFinder {
         double result = static_cast<double>(sound) / static_cast<double>(seen);
         // A length that is wrong hits a status byte once in a while, not always; damaged indexes speak against none.
         if (believed && present != 0 && seen >= kEnoughSlots && result >= kNearlyAll) return 1;
-        // Bytes that are always zero look like deleted records.
+        // ByteSpan that are always zero look like deleted records.
         if (present == 0) result *= kLeastScore;
         std::uint64_t asked = 0, agreed = 0;
         for (const Sample &sample : samples_) {
@@ -164,17 +164,17 @@ class ShapeFinder {
     }
 
     struct Candidate {
-        Header header;
+        IndexHeader header;
         std::string said;
         bool longestKnown = true;
     };
 
     std::vector<Candidate> candidates(const Shape &shape) const {
         std::vector<Candidate> all;
-        const Header &header = shape.header;
+        const IndexHeader &header = shape.header;
         if (read_.headerRead || header.genuine) all.push_back({header, "", true});
         if (layout_) {
-            Header stated = header;
+            IndexHeader stated = header;
             stated.recordLength = layout_->minimum;
             stated.maximum = layout_->variable ? layout_->maximum : 0;
             stated.flags = (header.flags & 2U) | (layout_->masks ? 1U : 0) | (layout_->compressed ? 4U : 0);
@@ -192,7 +192,7 @@ class ShapeFinder {
         for (const KeyDesc &key : shape.indexes)
             for (int i = 0; i < key.nparts; ++i)
                 least = std::max(least, key.parts[i].start + key.parts[i].length);
-        Header header = shape.header;
+        IndexHeader header = shape.header;
         header.flags = (header.flags & 6U) | (masks ? 1U : 0);
         if (!variable) header.flags &= 3U;
         // What is not known of the longest record is found out when the tails have been read.
@@ -232,7 +232,7 @@ class ShapeFinder {
                           layoutPath(view_.name()) + " and repair it again");
         best.shape.header = chosen->header;
         best.longestKnown = chosen->longestKnown;
-        Header &header = best.shape.header;
+        IndexHeader &header = best.shape.header;
         // The flags stand at the header's end. Where that has been hit, nothing there says how tails are stored.
         if (chosen == all.data() && header.variable() && !header.genuine) {
             best.longestKnown = layout_.has_value();
@@ -264,7 +264,7 @@ std::vector<bool> confirmRecords(const FileView &view, const Shape &shape, const
     DataSlots slots(view, shape.header);
     Shape probe = shape;
     probe.header.lastRecord = 0x7fffffff;
-    forLeafEntries(view, probe, [&](std::size_t index, const Entry &entry) {
+    forLeafEntries(view, probe, [&](std::size_t index, const KeyEntry &entry) {
         const auto at = std::lower_bound(numbers.begin(), numbers.end(), entry.pointer);
         if (at == numbers.end() || *at != entry.pointer) return true;
         const ConstBytes slot = slots.read(entry.pointer);

@@ -62,7 +62,7 @@ class Checker {
             complain(Severity::kDamage, "data file", "it is missing");
         Progress progress("reading " + name_, checked_.shape.nodesInFile(view));
         checked_.survey = surveyNodes(view, checked_.shape, [&progress](std::uint64_t nodes) { progress.step(nodes); });
-        for (const Finding &finding : checked_.survey.findings)
+        for (const NodeFinding &finding : checked_.survey.findings)
             complain(finding.severity, "index file", finding.text);
     }
 

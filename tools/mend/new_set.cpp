@@ -40,7 +40,7 @@ class Rejects {
 };
 
 OpenFile build(const Shape &shape, const std::string &place) {
-    const Header &header = shape.header;
+    const IndexHeader &header = shape.header;
     KeyDesc first = {};
     std::size_t added = 0;
     if (!shape.noPrimaryKey) first = shape.indexes.at(added++);
@@ -134,7 +134,7 @@ class NewSet {
     }
 
     void keepSettings(const OpenFile &file) {
-        const Header &header = shape_.header;
+        const IndexHeader &header = shape_.header;
         const auto insist = [this](int result, const char *what) {
             if (result != 0) failCall(place_, what);
         };
@@ -163,7 +163,7 @@ class NewSet {
                 longest =
                     std::max<std::size_t>(longest, static_cast<std::size_t>(key.parts[i].start + key.parts[i].length));
         std::vector<char> record(longest);
-        forOldKeys(view_, shape_, [&](const KeyDesc &key, const Entry &entry) {
+        forOldKeys(view_, shape_, [&](const KeyDesc &key, const KeyEntry &entry) {
             std::size_t from = 0;
             for (int i = 0; i < key.nparts; ++i) {
                 const auto length = static_cast<std::size_t>(key.parts[i].length);
@@ -193,7 +193,7 @@ class NewSet {
 Saved countSaved(const FileView &view, BestShape &best) {
     Saved saved;
     if (best.shape.header.recordLength == 0) {
-        forOldKeys(view, best.shape, [&saved](const KeyDesc &, const Entry &) { ++saved.records; });
+        forOldKeys(view, best.shape, [&saved](const KeyDesc &, const KeyEntry &) { ++saved.records; });
         return saved;
     }
     OldRecords old(view, best.shape, best.longestKnown);

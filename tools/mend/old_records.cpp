@@ -2,6 +2,7 @@
 
 #include "base/failure.h"
 #include "index/survey.h"
+#include "log/stored_tail.h"
 #include "mend/best_shape.h"
 
 #include <algorithm>
@@ -12,7 +13,7 @@ namespace {
 
 bool isStatus(std::uint8_t status) { return status == kSlotPresent || status == kSlotDeleted; }
 
-std::size_t storedTail(ConstBytes slot, const Header &header) {
+std::size_t storedTail(ConstBytes slot, const IndexHeader &header) {
     const auto at = static_cast<std::size_t>(header.recordLength) + 1;
     return static_cast<std::size_t>(slot[at] << 8U | slot[at + 1]);
 }
@@ -26,7 +27,7 @@ OldRecords::OldRecords(const FileView &view, const Shape &shape, bool longest_kn
     if (data_.bytesBehind() >= record_length) {
         cut_.resize(static_cast<std::size_t>(shape.header.slotLength()));
         const auto there = static_cast<std::size_t>(data_.bytesBehind());
-        if (!view.readData(view.dataSize() - there, Bytes(cut_).first(there)))
+        if (!view.readData(view.dataSize() - there, ByteSpan(cut_).first(there)))
             failSystem(view.name(), "cannot be read");
         ++slots_;
         // Without a status it is not known to be one.
@@ -109,12 +110,12 @@ bool OldRecords::next(OldRecord &record) {
 }
 
 void forOldKeys(const FileView &view, const Shape &shape,
-                const std::function<void(const KeyDesc &, const Entry &)> &visit) {
+                const std::function<void(const KeyDesc &, const KeyEntry &)> &visit) {
     const Survey survey = surveyNodes(view, shape, [](std::uint64_t) {});
     std::vector<std::uint8_t> node;
     const auto visitNode = [&](const Tree &tree) {
         EntryReader reader(node, tree.key, tree.serialWidth);
-        Entry entry;
+        KeyEntry entry;
         while (reader.next(entry))
             visit(tree.key, entry);
     };
@@ -129,9 +130,8 @@ void forOldKeys(const FileView &view, const Shape &shape,
     const Tree &tree = survey.trees[0];
     for (std::uint64_t number = 2; number <= survey.nodes.size(); ++number) {
         const NodeKind kind = survey.nodes[static_cast<std::size_t>(number - 1)].kind;
-        if ((kind != NodeKind::kLost && kind != NodeKind::kLeaf && kind != NodeKind::kInner) ||
-            !shape.readNode(view, number, node))
-            continue;
+        const bool may_be_leaf = kind == NodeKind::kLost || kind == NodeKind::kLeaf || kind == NodeKind::kRuined;
+        if (!may_be_leaf || !shape.readNode(view, number, node)) continue;
         const bool reached = std::any_of(tree.levels.begin(), tree.levels.end(), [number](const auto &level) {
             return std::any_of(level.begin(), level.end(), [number](const TreeNode &n) { return n.number == number; });
         });

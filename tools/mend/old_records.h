@@ -25,7 +25,7 @@ class OldRecords {
     // Slots, one that is cut off included.
     std::uint64_t slots() const { return slots_; }
     // The shape's header, the longest record's length and compression found out where they were not known.
-    const Header &header() const { return shape_.header; }
+    const IndexHeader &header() const { return shape_.header; }
     bool next(OldRecord &record);
 
     std::uint64_t tailsLost() const { return tails_lost_; }
@@ -54,6 +54,6 @@ class OldRecords {
 // Calls visit for the entries of all leaves of a file without records: those of the trees and those of nodes that
 // nobody has, where they can only be leaves.
 void forOldKeys(const FileView &view, const Shape &shape,
-                const std::function<void(const KeyDesc &, const Entry &)> &visit);
+                const std::function<void(const KeyDesc &, const KeyEntry &)> &visit);
 
 }  // namespace tool

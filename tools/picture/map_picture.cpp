@@ -48,15 +48,17 @@ const char *colourOf(const MapKind &kind) {
     case NodeKind::kTail: return "#f3dfa2";
     case NodeKind::kLeaf: return kIndexes[kind.index % kIndexes.size()].leaf;
     case NodeKind::kInner: return kIndexes[kind.index % kIndexes.size()].inner;
+    case NodeKind::kRuined: return "#e5383b";
     case NodeKind::kLost: break;
     }
-    return "#e5383b";
+    return "#f72585";
 }
 
 // What must not vanish where a cell stands for several nodes comes first.
 int rank(const MapKind &kind) {
     if (kind.shared) return 0;
     switch (kind.kind) {
+    case NodeKind::kRuined:
     case NodeKind::kLost: return 1;
     case NodeKind::kHeader: return 2;
     case NodeKind::kDescription: return 3;
@@ -176,21 +178,22 @@ int legendPlace(const MapKind &kind) {
     case NodeKind::kTail: return 600;
     case NodeKind::kRecordList: return 601;
     case NodeKind::kFree: return 602;
-    case NodeKind::kLost: break;
+    case NodeKind::kLost: return 603;
+    case NodeKind::kRuined: break;
     }
-    return 603;
+    return 604 + kind.index;
 }
 
 }  // namespace
 
 MapKind mapKind(const NodeUse &use) {
-    const bool of_tree = use.kind == NodeKind::kLeaf || use.kind == NodeKind::kInner;
+    const bool of_tree = use.kind == NodeKind::kLeaf || use.kind == NodeKind::kInner || use.kind == NodeKind::kRuined;
     return {use.kind, of_tree ? use.index : std::uint8_t{0}, use.shared};
 }
 
 std::string mapKindInWords(const MapKind &kind) {
     std::string text = kindInWords(kind.kind);
-    if (kind.kind == NodeKind::kLeaf || kind.kind == NodeKind::kInner)
+    if (kind.kind == NodeKind::kLeaf || kind.kind == NodeKind::kInner || kind.kind == NodeKind::kRuined)
         text = "index " + std::to_string(kind.index + 1) + ", " + text;
     return kind.shared ? text + ", and in use twice" : text;
 }

@@ -100,7 +100,7 @@ class TreeDrawer {
         std::vector<std::uint8_t> bytes;
         if (!shape_.readNode(view_, node.number, bytes)) return "";
         EntryReader reader(bytes, tree_.key, tree_.serialWidth);
-        Entry entry;
+        KeyEntry entry;
         std::string key;
         while (reader.next(entry)) {
             if (last) continue;

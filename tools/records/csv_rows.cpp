@@ -7,6 +7,7 @@
 
 #include <deque>
 #include <set>
+#include <utility>
 
 namespace tool {
 
