@@ -189,4 +189,22 @@ TEST_F(Query, AnIndexThatIsThereTwiceIsNotConfused) {
               "isam scan: twice: another index is described as index 1 is; keys are looked for in that one alone\n");
 }
 
+// The byte before a compressed key counts what it leaves out.
+TEST_F(Query, DamageThatStopsTheLibraryIsNoOutput) {
+    put("f.layout", "record 16\nfield id 0 4 long\nfield name 4 12 char\n"
+                    "index unique id\nindex duplicates name compress leading blanks\n");
+    ASSERT_EQ(isam("build f").status, 0);
+    put("input", "id,name\n1,nail\n2,nut\n");
+    ASSERT_EQ(isam("load f input").status, 0);
+    std::string index = get("f.idx");
+    ASSERT_NE(index.find("nail"), std::string::npos);
+    index[index.find("nail") - 1] = '\xff';
+    put("f.idx", index);
+    const Ran ran = isam("scan f --index 2 --format csv");
+    EXPECT_EQ(ran.status, 2);
+    EXPECT_EQ(ran.out, "");
+    EXPECT_EQ(ran.err, "isam scan: fatal isam error iscomp(70)\n");
+    EXPECT_EQ(isam("dump f").out, "id,name\n1,nail\n2,nut\n");
+}
+
 }  // namespace

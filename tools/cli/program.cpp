@@ -4,6 +4,7 @@
 #include "base/open_file.h"
 
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <isam.h>
 #include <utility>
@@ -31,6 +32,15 @@ const CLI::App *chosen(const CLI::App *app) {
 std::string fullName(const CLI::App *command) {
     const CLI::App *parent = command->get_parent();
     return parent == nullptr ? command->get_name() : fullName(parent) + " " + command->get_name();
+}
+
+std::string running;  // the command that is at work
+
+// The library ends the process where it can do nothing else, as over some damage. Its message is no output.
+void stop(char *message) {
+    std::fflush(stdout);
+    std::fprintf(stderr, "%s: %s\n", running.c_str(), message);
+    std::_Exit(kCannot);
 }
 
 }  // namespace
@@ -83,6 +93,8 @@ int Program::main(int argc, char **argv) {
         return root_.exit(error) == 0 ? kClean : kCannot;
     }
     const CLI::App *command = chosen(&root_);
+    running = fullName(command);
+    isfatal(stop);
     int status = kCannot;
     try {
         status = runs_.at(command)();
