@@ -133,9 +133,11 @@ TEST(Names, MembersAreThoseOfTheStructs) {
     key.k_part[1].kp_type = 8;
     key.k_len = 9;
     key.k_rootnode = 10;
-    const std::vector<long> members = {key.flags,         key.nparts,         key.parts[0].start,  key.parts[0].length,
-                                       key.parts[0].type, key.parts[1].start, key.parts[1].length, key.parts[1].type,
-                                       key.keyLength,     long{key.rootNode}};
+    const std::vector<long> members = {key.flags,           key.nparts,
+                                       key.parts[0].start,  key.parts[0].length,
+                                       key.parts[0].type,   key.parts[1].start,
+                                       key.parts[1].length, key.parts[1].type,
+                                       key.keyLength,       static_cast<long>(key.rootNode)};
     EXPECT_EQ(members, (std::vector<long>{1, 2, 3, 4, 5, 6, 7, 8, 9, 10}));
 
     DictInfo info = {};
