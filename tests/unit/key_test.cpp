@@ -73,7 +73,16 @@ TEST(KeyOrder, NativePartsOfSeveralUnitsAreDecidedByTheUnitThatDiffersFirst) {
         return bytes;
     };
     EXPECT_EQ(order(path, pair(5, -1), pair(5, 1)), -1);
+    EXPECT_EQ(order(path, pair(5, 1), pair(5, -1)), 1);
     EXPECT_EQ(order(path, pair(256, 0), pair(1, 9)), 1);
+}
+
+// Beside a native number no part is compared by bytes alone.
+TEST(KeyOrder, EachIntegerBesideANativeNumberHasItsOwnSign) {
+    const IndexPath path = pathOf(keyOf({{0, 4, INTTYPE}, {4, 2, MINTTYPE}}));
+    EXPECT_EQ(order(path, {0, 1, 0xff, 0xff, 0, 0}, {0, 1, 0x00, 0x01, 0, 0}), -1);
+    EXPECT_EQ(order(path, {0, 1, 0x00, 0x02, 0, 0}, {0, 1, 0x00, 0x01, 0, 0}), 1);
+    EXPECT_EQ(order(path, {0xff, 1, 0, 0, 0, 0}, {0, 1, 0, 0, 0, 0}), -1);
 }
 
 TEST(KeyOrder, NativeNumbersOrderByValue) {
