@@ -71,18 +71,21 @@ std::uint32_t realNumber(const LogRecord *record, IsamFile *h, std::uint32_t num
 }
 
 // Before a change is undone in the running process: from here on the handle is
-// not logged, and a lock check is the application's business, not ours. A record
-// that has just come back has lost our lock, and nobody else can have meant it.
+// not logged, and a lock check is the application's business, not ours.
 struct Undoing {
     IsamFile *h;
     unsigned lockCheck;
 };
-Undoing startUndo(const LogRecord *record, IsamFile *h, std::uint32_t number) {
+Undoing startUndo(IsamFile *h) {
     const Undoing undoing = {h, h->state & static_cast<unsigned>(ISSTATE_LOCKCHECK)};
     if (!isProcess.recover) h->mode |= ISNOLOG;
     h->state &= static_cast<std::uint16_t>(~ISSTATE_LOCKCHECK);
-    h->comesBack = isUndoing(record) && isBack(record->moves, h, number);
     return undoing;
+}
+// A record that has just come back has lost our lock, and nobody else can have meant it.
+Undoing startUndo(const LogRecord *record, IsamFile *h, std::uint32_t number) {
+    h->comesBack = isUndoing(record) && isBack(record->moves, h, number);
+    return startUndo(h);
 }
 int endUndo(const Undoing &undoing, int done) {
     undoing.h->comesBack = false;
@@ -211,7 +214,7 @@ int txninsert(LogRecord *record) {
     const char *image = isTakeData(record, length);
     if (!isLogSound(record) || h == nullptr) return 0;
     if (!takesImage(h, length)) return badRecord();
-    const Undoing undoing = startUndo(record, h, recnum);
+    const Undoing undoing = startUndo(h);
     const int done = isWrite(h, image);
     if (done && isUndoing(record)) isNoteMove(record->moves, h, recnum, static_cast<std::uint32_t>(h->recnum));
     return endUndo(undoing, done);

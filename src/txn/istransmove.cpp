@@ -1,5 +1,7 @@
 #include "txn/istransmove.h"
 
+#include <cstring>
+
 #include "base/ismemory.h"
 
 namespace {
@@ -22,7 +24,6 @@ std::uint32_t isMovedTo(const TxnMoves *moves, IsamFile *h, std::uint32_t number
 bool isBack(const TxnMoves *moves, IsamFile *h, std::uint32_t number) { return find(moves, h, number) >= 0; }
 
 void isNoteMove(TxnMoves *moves, IsamFile *h, std::uint32_t from, std::uint32_t to) {
-    isEndMove(moves, h, from);
     if (moves->count == moves->room) {
         const auto size = sizeof(TxnMove) * static_cast<std::size_t>(moves->room);
         moves->list = static_cast<TxnMove *>(is_realloc(moves->list, size, size + sizeof(TxnMove) * kGrowth));
@@ -33,7 +34,10 @@ void isNoteMove(TxnMoves *moves, IsamFile *h, std::uint32_t from, std::uint32_t 
 
 void isEndMove(TxnMoves *moves, IsamFile *h, std::uint32_t from) {
     const int i = find(moves, h, from);
-    if (i >= 0) moves->list[i] = moves->list[--moves->count];
+    if (i < 0) return;
+    // The order stays: the newest entry of a number is the one that counts.
+    --moves->count;
+    std::memmove(moves->list + i, moves->list + i + 1, sizeof(TxnMove) * static_cast<std::size_t>(moves->count - i));
 }
 
 void isFreeMoves(TxnMoves *moves) { moves->list = static_cast<TxnMove *>(is_free(moves->list)); }
