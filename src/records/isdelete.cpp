@@ -32,10 +32,11 @@ void deleteKeys(IsamFile *h, long recnum) {
 void remove(IsamFile *h, long recnum) {
     isFetchForChange(h, recnum);
     const StoredTail tail = hasTails(h) ? isVLfetch(h) : StoredTail{};
-    isAudInit(h);
-    deleteKeys(h, recnum);
     const bool logged = isLGtest(h);
     const OldImage before = logged ? isOldImage(h) : OldImage{};
+    if (logged) isLGfits(h, logtype::kDelete, before.length);
+    isAudInit(h);
+    deleteKeys(h, recnum);
     isAuditRecord(h, audit::kDeleted, recnum, h->recordBuffer, tail);
     if (hasTails(h)) isVLdel(h);
     isPutFree(h, ISKIND_DATA, static_cast<std::uint32_t>(recnum));

@@ -54,15 +54,12 @@ StoredTail foresee(IsamFile *h, const char *record) {
         isVLfits(h);
         tail = isVLfetch(h);
     }
-    isAudInit(h);
     return tail;
 }
 
 void logRewrite(IsamFile *h, long recnum, OldImage before, const char *record) {
-    const int length = isImageLength(h);
-    isLGfits(h, logtype::kUpdate, before.length + length);
     isLGlock(h, recnum);
-    isNeedLogged(h, isLGupdate(logtype::kUpdate, h, recnum, before.bytes, before.length, record, length));
+    isNeedLogged(h, isLGupdate(logtype::kUpdate, h, recnum, before.bytes, before.length, record, isImageLength(h)));
 }
 
 void rewriteKeys(IsamFile *h, long recnum, const char *record) {
@@ -84,6 +81,8 @@ void rewrite(IsamFile *h, long recnum, const char *record) {
     const StoredTail oldTail = foresee(h, record);
     const bool logged = isLGtest(h);
     const OldImage before = logged ? isOldImage(h) : OldImage{};
+    if (logged) isLGfits(h, logtype::kUpdate, before.length + isImageLength(h));
+    isAudInit(h);
     isAuditRecord(h, audit::kBefore, recnum, h->recordBuffer, oldTail);
     rewriteKeys(h, recnum, record);
     StoredTail tail = {};

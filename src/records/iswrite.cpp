@@ -24,15 +24,15 @@ void foresee(IsamFile *h, long recnum) {
         isVLfits(h);
         isVLforget(h);
     }
-    if (!isLGtest(h)) return;
-    isLGfits(h, logtype::kInsert, isImageLength(h));
-    isLGlock(h, recnum);
+    const bool logged = isLGtest(h);
+    if (logged) isLGfits(h, logtype::kInsert, isImageLength(h));
+    if ((h->state & ISSTATE_LOCKNEW) != 0) isLockNew(h, recnum);
+    if (logged) isLGlock(h, recnum);
 }
 
 void insert(IsamFile *h, const char *record) {
     const std::uint32_t number = isGetFree(h, ISKIND_DATA);
     const long recnum = static_cast<long>(number);
-    if ((h->state & ISSTATE_LOCKNEW) != 0) isLockNew(h, recnum);
     isInsertKeys(h, record, number);
     foresee(h, recnum);
 

@@ -136,6 +136,23 @@ TEST_F(AuditFailure, DuplicateIsReportedFirst) {
     expectRefused(base(), ISERR_DUPLICATE, [=] { return isrewrec(fd, 2, row(1)); });
 }
 
+// Of replacing and deleting, the log is told before the trail.
+TEST_F(AuditFailure, RecordTooBigForTheLogIsReportedFirst) {
+    constexpr int kLongest = 65535;
+    const int fd = build(ISINOUT, idKey(), kLongest);
+    std::string record(kLongest, 'x');
+    stlong(1, record.data());
+    EXPECT_OK(iswrite(fd, record.data()));
+    startAudit(fd, path("none/trail"));
+    startLog();
+    expectRefused(base(), ISERR_LOGWRITE, [&] { return isrewrite(fd, record.data()); });
+    expectRefused(base(), ISERR_LOGWRITE, [&] { return isrewrec(fd, 1, record.data()); });
+    expectRefused(base(), ISERR_LOGWRITE, [&] { return isdelete(fd, record.data()); });
+    expectRefused(base(), ISERR_LOGWRITE, [&] { return isdelrec(fd, 1); });
+    EXPECT_OK(islogclose());
+    expectUnchanged(base(), {"missing directory", ENOENT, 0x23}, [&] { return isdelrec(fd, 1); });
+}
+
 TEST_F(AuditFailure, ReadsDoNotNeedTheTrail) {
     const int fd = fill({1, 2});
     startAudit(fd, path("none/trail"));

@@ -54,6 +54,24 @@ TEST_F(ChangeUnderLock, EveryDeleteOfALockedRecordIsRefused) {
     expectSound();
 }
 
+// Whether the new record can be locked is asked when nothing else is in its way.
+TEST_F(ChangeUnderLock, DuplicateIsReportedBeforeTheLockOfAll) {
+    ASSERT_TRUE(succeeds(b, jobs::lockAll(0)));
+    EXPECT_TRUE(fails(a, jobs::writeLock(0, item(20, 9)), ISERR_DUPLICATE));
+    EXPECT_TRUE(fails(a, jobs::writeLock(0, item(50)), ISERR_LOCKED));
+    EXPECT_TRUE(succeeds(b, jobs::unlockAll(0)));
+    EXPECT_TRUE(succeeds(a, jobs::writeLock(0, item(50))));
+}
+
+// To take the lock of the new record and give it up again would tear a hole into it.
+TEST_F(ChangeUnderLock, RefusedDuplicateLeavesTheLockOfAllWhole) {
+    ASSERT_TRUE(succeeds(a, jobs::lockAll(0)));
+    const std::vector<HeldLock> all = RawFile(dataPath()).held();
+    ASSERT_EQ(all.size(), 1U);
+    EXPECT_TRUE(fails(a, jobs::writeLock(0, item(20, 9)), ISERR_DUPLICATE));
+    EXPECT_EQ(RawFile(dataPath()).held(), all);
+}
+
 // The test for a lock of others must not give up a lock of one's own.
 TEST_F(ChangeUnderLock, OwnLockStaysThroughARewrite) {
     ASSERT_TRUE(succeeds(b, jobs::read(0, ISEQUAL | ISLOCK, item(20))));
