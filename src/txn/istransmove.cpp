@@ -33,11 +33,12 @@ void isNoteMove(TxnMoves *moves, IsamFile *h, std::uint32_t from, std::uint32_t 
 }
 
 void isEndMove(TxnMoves *moves, IsamFile *h, std::uint32_t from) {
-    const int i = find(moves, h, from);
-    if (i < 0) return;
-    // The order stays: the newest entry of a number is the one that counts.
-    --moves->count;
-    std::memmove(moves->list + i, moves->list + i + 1, sizeof(TxnMove) * static_cast<std::size_t>(moves->count - i));
+    for (int i = find(moves, h, from); i >= 0; i = find(moves, h, from)) {
+        // The order stays: the newest entry of a number is the one that counts.
+        --moves->count;
+        std::memmove(moves->list + i, moves->list + i + 1,
+                     sizeof(TxnMove) * static_cast<std::size_t>(moves->count - i));
+    }
 }
 
 void isFreeMoves(TxnMoves *moves) { moves->list = static_cast<TxnMove *>(is_free(moves->list)); }

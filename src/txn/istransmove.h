@@ -24,7 +24,7 @@ std::uint32_t isMovedTo(const TxnMoves *moves, IsamFile *h, std::uint32_t number
 // Has the record gone and come back?
 bool isBack(const TxnMoves *moves, IsamFile *h, std::uint32_t number);
 
-// The record has come back as `to`; or what came back last has gone for good.
+// The record has come back as `to`; or it has gone for good.
 void isNoteMove(TxnMoves *moves, IsamFile *h, std::uint32_t from, std::uint32_t to);
 void isEndMove(TxnMoves *moves, IsamFile *h, std::uint32_t from);
 

@@ -40,14 +40,14 @@ TEST_F(Moves, NumberIsItselfAgainWhenItsRecordHasGone) {
     EXPECT_EQ(now(5), 5U);
 }
 
-TEST_F(Moves, TheLastOneCountsAndTheOneBeforeItWhenItHasGone) {
+TEST_F(Moves, TheLastOneCountsAndNoneWhenItHasGone) {
     isNoteMove(&moves_, h(), 1, 2);
     isNoteMove(&moves_, h(), 5, 7);
     isNoteMove(&moves_, h(), 5, 8);
     isEndMove(&moves_, h(), 1);
     EXPECT_EQ(now(5), 8U);
     isEndMove(&moves_, h(), 5);
-    EXPECT_EQ(now(5), 7U);
+    EXPECT_EQ(now(5), 5U);
 }
 
 TEST_F(Moves, FilesHaveTheirOwn) {
