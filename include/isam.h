@@ -280,7 +280,8 @@ extern ISAM_API const char *isversnumber;         /* "6.11" */
  * the maximum the error 132. Under ISCOMPRESS runs of blanks, NULs and the
  * digit 0 in tails take less room. The coding, fixed by the files that exist,
  * has one flaw: of a tail that it shortens and that ends in exactly 64, 127,
- * 190 .. (each 63 more) bytes without a run, the last 64 bytes are lost. */
+ * 190 .. (each 63 more) bytes without a run, the last 64 bytes are lost. A run is
+ * of 2 to 63 bytes: the last of 64 blanks is such a byte without one. */
 
 /* Makes a file set and opens it.
  *
