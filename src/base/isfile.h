@@ -175,6 +175,7 @@ struct IsamFile {
     long newLock;               // record that the operation has locked, 0 = none
     bool phaseHeld;             // the phase lock is held
     bool exclHeld;              // the open lock was made exclusive for this operation only
+    bool openTaken;             // the operation has taken the open lock
     std::uint32_t *takenNodes;  // nodes taken from the free list while noteTaken is set
     std::uint32_t takenCount, takenRoom;
     bool descEntered;         // the new index stands in the chain

@@ -60,7 +60,8 @@ int isAdmUnregister(IsamFile *h) {
 IsamFile *isAdmFindName(const IsamFile *h, const char *name) {
     for (int i = isProcess.admsize - 1; i >= 0; --i) {
         IsamFile *other = isProcess.adminfo[i].isam;
-        if (other != nullptr && other != h && std::strcmp(other->name, name) == 0) return other;
+        if (other == nullptr || other == h || other->inherited) continue;
+        if (std::strcmp(other->name, name) == 0) return other;
     }
     return nullptr;
 }

@@ -22,7 +22,8 @@ int isAdmRegister(IsamFile *h);
 int isAdmUnregister(IsamFile *h);
 
 // A registered handle other than h with exactly this name, from the highest
-// slot down, or null.
+// slot down, or null. One that came with a fork does not count: the file may have
+// left it behind since.
 IsamFile *isAdmFindName(const IsamFile *h, const char *name);
 
 // Do the handles work on one physical file, under whatever names? Nothing but

@@ -70,6 +70,10 @@ void isUndo(IsamFile *h) {
         h->exclHeld = false;
         isDropExcl(h);
     }
+    if (h->openTaken) {
+        h->openTaken = false;
+        isDropFile(h);
+    }
     h->failedClass = ISCLASS_NONE;
     errno = h->errcode;
 }

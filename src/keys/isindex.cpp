@@ -141,6 +141,28 @@ bool sameParts(const KeyDesc *a, const KeyDesc *b) {
     return true;
 }
 
+bool sameEntry(const KeyDesc *a, const KeyDesc *b) {
+    return a->rootNode == b->rootNode && a->flags == b->flags && sameParts(a, b);
+}
+
+// Runs visit on each description of the chain, with the number of those before it.
+template <typename Visit> void eachEntry(IsamFile *h, Visit &&visit) {
+    int entries = 0;
+    std::uint32_t nodes = isNodeLimit(h);
+    for (std::uint32_t number = h->keyDescNode; number != 0;) {
+        if (nodes-- == 0) isFail(h, ISERR_CORRUPT);
+        const std::uint8_t *buffer = readDescNode(h, number);
+        for (int offset = node::kListStart; offset < node::used(buffer);) {
+            KeyDesc key;
+            const int length = checkedLength(h, buffer, offset);
+            parseEntry(h, buffer, offset, &key);
+            visit(key, entries++);
+            offset += length;
+        }
+        number = node::link(buffer);
+    }
+}
+
 // Leaves the last node of the chain in the scratch node and returns its number,
 // 0 for an empty chain.
 std::uint32_t lastDescNode(IsamFile *h) {
@@ -216,23 +238,25 @@ bool isNodeHolds(const IsamFile *h, const KeyDesc *key) {
 
 void isLoadIndexes(IsamFile *h) {
     h->keyCount = 0;
+    eachEntry(h, [h](const KeyDesc &key, int before) {
+        if (!isTestIndex(h, &key)) isFail(h, ISERR_KEYDESC);
+        if (key.nparts == 0 && before != 0) isFail(h, ISERR_CORRUPT);
+        if (key.nparts != 0) isCheckNodeNumber(h, key.rootNode);
+        enter(h, &key, key.rootNode);
+    });
+}
+
+bool isSameIndexes(IsamFile *h) {
+    if (isHeadKeyDescs(h) != h->keyDescNode) return false;
+    const int noPrimary = (h->state & ISSTATE_NOPRIMARY) != 0 ? 1 : 0;
     int entries = 0;
-    std::uint32_t nodes = isNodeLimit(h);
-    for (std::uint32_t number = h->keyDescNode; number != 0;) {
-        if (nodes-- == 0) isFail(h, ISERR_CORRUPT);
-        const std::uint8_t *buffer = readDescNode(h, number);
-        for (int offset = node::kListStart; offset < node::used(buffer); ++entries) {
-            KeyDesc key;
-            const int length = checkedLength(h, buffer, offset);
-            parseEntry(h, buffer, offset, &key);
-            if (!isTestIndex(h, &key)) isFail(h, ISERR_KEYDESC);
-            if (key.nparts == 0 && entries != 0) isFail(h, ISERR_CORRUPT);
-            if (key.nparts != 0) isCheckNodeNumber(h, key.rootNode);
-            enter(h, &key, key.rootNode);
-            offset += length;
-        }
-        number = node::link(buffer);
-    }
+    bool same = true;
+    eachEntry(h, [=, &entries, &same](const KeyDesc &key, int before) {
+        const int n = before - noPrimary;
+        same = same && n < h->keyCount && (n < 0 ? key.nparts == 0 : sameEntry(&key, &h->indexes[n]->keyDesc));
+        ++entries;
+    });
+    return same && entries == h->keyCount + noPrimary;
 }
 
 int isFindIndex(const IsamFile *h, const KeyDesc *key) {

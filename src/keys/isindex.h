@@ -8,6 +8,10 @@
 // isTestIndex refuses, 105 for a damaged chain.
 void isLoadIndexes(IsamFile *h);
 
+// Does the chain, by the header copy, still have what the table was built from? 105
+// for a damaged chain.
+bool isSameIndexes(IsamFile *h);
+
 // Do the file's nodes have room for entries of this index? Those that the
 // library builds always do.
 bool isNodeHolds(const IsamFile *h, const KeyDesc *key);

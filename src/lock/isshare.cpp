@@ -91,12 +91,6 @@ void closeFile(IsamFile *h, int kind) {
     file = {};
 }
 
-// Does the process have the open lock already? Handles without locks, and those of a
-// parent process, have not taken it.
-bool isOpenLocked(const IsamFile *h) {
-    return isAdmAnyOther(h, [](const IsamFile *other) { return (other->mode & ISLOCKNONE) == 0 && !other->inherited; });
-}
-
 // Opens both files and takes the open lock.
 void openFiles(IsamFile *h) {
     const bool exclusive = (h->mode & ISLOCKEXCL) != 0;
@@ -113,6 +107,10 @@ void openFiles(IsamFile *h) {
 }
 
 }  // namespace
+
+bool isOpenLocked(const IsamFile *h) {
+    return isAdmAnyOther(h, [](const IsamFile *other) { return (other->mode & ISLOCKNONE) == 0 && !other->inherited; });
+}
 
 int isAdmOpen(IsamFile *h) {
     const int fd = isAdmRegister(h);

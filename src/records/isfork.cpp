@@ -8,7 +8,9 @@
 #include "base/issystem.h"
 #include "frame/isadmin.h"
 #include "frame/isentry.h"
+#include "keys/isindex.h"
 #include "lock/islock.h"
+#include "lock/isshare.h"
 #include "records/isopen.h"
 #include "storage/isfree.h"
 #include "storage/ishead.h"
@@ -63,19 +65,23 @@ int isAdopt(IsamFile *h) {
     isLeaveParent();
     return isOperation(h, ISCLASS_OPEN, [h] {
         if (!is_current(h, ISKIND_INDEX, h->name)) isFail(h, ISERR_NOTOPEN);
+        const bool first = !isOpenLocked(h);
         if ((h->mode & ISLOCKEXCL) != 0)
             isLockExcl(h);
         else
             isLockOpen(h);
+        h->openTaken = first;
         isLockRead(h);
         isLoadHead(h);
         isForgetCached(h);
         isCheckHead(h);
+        // Nobody has kept the file open since: whoever liked could have it alone.
+        if (!is_current(h, ISKIND_INDEX, h->name) || !isSameIndexes(h)) isFail(h, ISERR_NOTOPEN);
         isDropLock(h);
         h->openLogged = false;
         isLGmark(h);
         if (isLGtest(h)) isNeedLogged(h, isLGfile(logtype::kFileOpen, h));
-        h->inherited = false;
+        h->inherited = h->openTaken = false;
         return 1;
     });
 }

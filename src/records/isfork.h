@@ -15,5 +15,6 @@ void isLeaveParent();
 
 // Makes an inherited handle the child's own. 0, the error in the handle: 113 where
 // the open lock is refused, as while the parent has the file exclusively, 101
-// where the name means another file now. It may be tried again.
+// where the name means another file now or indexes have been added or dropped. It
+// may be tried again.
 int isAdopt(IsamFile *h);

@@ -175,7 +175,7 @@ int isCloseNow(IsamFile *h) {
     const int code = h->errcode, io = h->errio;
     // The open lock goes with the last handle; a refusal changes nothing, since
     // closing the file releases it anyway.
-    if (!isAdmAnyOther(h, [](const IsamFile *other) { return (other->mode & ISLOCKNONE) == 0; })) {
+    if (!isOpenLocked(h)) {
         isOperation(h, ISCLASS_OPEN, [h] {
             isDropFile(h);
             return 1;

@@ -52,7 +52,7 @@ void loadOnce(IsamFile *h) {
     const std::uint8_t *p = h->header;
     // The number of indexes is not taken from here but counted as they load.
     h->headerByte11 = ld_signed(p + kSerialWidthOffset);
-    h->keyDescNode = ld_long(p + kKeyDescOffset);
+    h->keyDescNode = isHeadKeyDescs(h);
     h->recordLength = ld_int(p + kRecordLengthOffset);
     h->varlenInfo = ld_int(p + kMaximumOffset);
     loadflags(h);
@@ -151,6 +151,8 @@ void isHeadKdsc(IsamFile *h) {
 std::uint32_t isHeadLastNode(const IsamFile *h) { return ld_long(h->header + kLastNodeOffset); }
 
 std::uint32_t isHeadLastRecord(const IsamFile *h) { return ld_long(h->header + kLastRecordOffset); }
+
+std::uint32_t isHeadKeyDescs(const IsamFile *h) { return ld_long(h->header + kKeyDescOffset); }
 
 std::uint32_t isHeadIndexFree(const IsamFile *h) { return ld_long(h->header + kIndexFreeOffset); }
 

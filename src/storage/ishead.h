@@ -45,6 +45,9 @@ std::uint32_t isHeadLastNode(const IsamFile *h);
 // The same for records.
 std::uint32_t isHeadLastRecord(const IsamFile *h);
 
+// First key-description node by the header copy.
+std::uint32_t isHeadKeyDescs(const IsamFile *h);
+
 // First nodes of the lists of free nodes and of free records by the header copy.
 std::uint32_t isHeadIndexFree(const IsamFile *h);
 std::uint32_t isHeadDataFree(const IsamFile *h);

@@ -71,6 +71,9 @@ TEST_F(VarCompress, SixtyFourLettersAtTheEndAreLost) {
     expectStored(4 + 126, kTenBlanks + letters(126));
     expectStored(4 + 63, kTenBlanks + letters(127), kTenBlanks + letters(127).substr(0, 63));
     expectStored(5 + 128, kTenBlanks + letters(128));
+    // A run ends with its 63rd byte: the 64th is the first of the lost ones.
+    expectStored(3, std::string(64, ' ') + letters(63), std::string(63, ' '));
+    expectStored(4 + 65, std::string(64, ' ') + letters(64));
     // Without anything to save the tail is stored raw, and whole.
     expectStored(3 + 64, letters(64));
 }

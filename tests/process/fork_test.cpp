@@ -243,6 +243,60 @@ TEST_F(PosixLocksFork, NameOfAnotherFileIsNotOpen) {
     EXPECT_TRUE(fails(*child, jobs::read(0, ISFIRST), ISERR_ENDOFFILE));
 }
 
+TEST_F(PosixLocksFork, FileWithOtherIndexesIsNotOpen) {
+    openAsParent();
+    fork();
+    KeyDesc byGroup = kByGroup;
+    ASSERT_EQ(isaddindex(0, &byGroup), 0) << iserrno;
+    EXPECT_TRUE(fails(*child, jobs::read(0, ISFIRST), ISERR_NOTOPEN));
+    EXPECT_TRUE(fails(*child, jobs::write(0, item(50)), ISERR_NOTOPEN));
+    // That has not kept the file open.
+    EXPECT_EQ(isdelindex(0, &byGroup), 0) << iserrno;
+    EXPECT_TRUE(succeeds(*child, jobs::write(0, item(50))));
+    EXPECT_EQ(isdelindex(0, &byGroup), -1);
+    EXPECT_EQ(isaddindex(0, &byGroup), -1);
+    EXPECT_EQ(iserrno, ISERR_FILEINUSE);
+    EXPECT_TRUE(succeeds(*child, jobs::close(0)));
+    EXPECT_EQ(isaddindex(0, &byGroup), 0) << iserrno;
+}
+
+TEST_F(PosixLocksFork, DroppedIndexIsNotWorkedOn) {
+    openAsParent();
+    KeyDesc byGroup = kByGroup;
+    ASSERT_EQ(isaddindex(0, &byGroup), 0) << iserrno;
+    fork();
+    ASSERT_EQ(isdelindex(0, &byGroup), 0) << iserrno;
+    EXPECT_TRUE(fails(*child, jobs::write(0, item(50)), ISERR_NOTOPEN));
+    EXPECT_TRUE(succeeds(*child, jobs::open(base, kShared)));
+    ASSERT_EQ(child->last().result, 1);
+    EXPECT_TRUE(succeeds(*child, jobs::write(1, item(50))));
+    EXPECT_TRUE(fails(*child, jobs::read(0, ISFIRST), ISERR_NOTOPEN));
+}
+
+TEST_F(PosixLocksFork, OpenMeansTheFileThatHasTheNameNow) {
+    openAsParent();
+    fork();
+    ASSERT_EQ(isclose(0), 0);
+    ASSERT_EQ(iserase(base.c_str()), 0) << iserrno;
+    EXPECT_TRUE(succeeds(*probe, jobs::build(base, kItemLength, kByKey, kShared)));
+    EXPECT_TRUE(succeeds(*child, jobs::open(base, kShared)));
+    EXPECT_TRUE(succeeds(*child, jobs::write(1, item(50))));
+    EXPECT_TRUE(succeeds(*probe, jobs::read(0, ISEQUAL, item(50))));
+    EXPECT_TRUE(fails(*child, jobs::read(0, ISFIRST), ISERR_NOTOPEN));
+}
+
+TEST_F(PosixLocksFork, HandleNotUsedDoesNotHoldTheFileOpen) {
+    openAsParent();
+    fork();
+    EXPECT_TRUE(succeeds(*child, jobs::open(base, kShared)));
+    EXPECT_TRUE(succeeds(*child, jobs::close(1)));
+    EXPECT_EQ(isclose(0), 0);
+    EXPECT_TRUE(succeeds(*probe, jobs::open(base, kExclusive)));
+    EXPECT_TRUE(fails(*child, jobs::read(0, ISFIRST), ISERR_FILEINUSE));
+    EXPECT_TRUE(succeeds(*probe, jobs::close(0)));
+    EXPECT_TRUE(succeeds(*child, jobs::read(0, ISFIRST)));
+}
+
 TEST_F(PosixLocksFork, TransactionIsTheParentsAlone) {
     ASSERT_EQ(islogopen(dir.file("log").c_str()), 0);
     openAsParent(kShared | ISTRANS);
