@@ -174,6 +174,7 @@ struct IsamFile {
     int failedClass;            // class of the operation that failed
     long newLock;               // record that the operation has locked, 0 = none
     bool phaseHeld;             // the phase lock is held
+    bool headWhole;             // the next write of the header must not be cut
     bool exclHeld;              // the open lock was made exclusive for this operation only
     bool openTaken;             // the operation has taken the open lock
     std::uint32_t *takenNodes;  // nodes taken from the free list while noteTaken is set

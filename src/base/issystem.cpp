@@ -222,7 +222,10 @@ std::int64_t is_read_some(IsamFile *h, int kind, void *buffer, int length, std::
 }
 
 int is_write(IsamFile *h, int kind, const void *buffer, int length, std::int64_t offset) {
-    if (isMapWrite(h, kind, buffer, length, offset)) return 1;
+    return isMapWrite(h, kind, buffer, length, offset) ? 1 : is_write_whole(h, kind, buffer, length, offset);
+}
+
+int is_write_whole(IsamFile *h, int kind, const void *buffer, int length, std::int64_t offset) {
     const int fd = loadfd(h, kind);
     const std::int64_t moved = transfer(length, offset, [=](std::size_t done, off_t at) {
         const auto *place = static_cast<const char *>(buffer) + done;

@@ -60,6 +60,10 @@ int is_close(IsamFile *h, int kind);
 int is_read(IsamFile *h, int kind, void *buffer, int length, std::int64_t offset);
 int is_write(IsamFile *h, int kind, const void *buffer, int length, std::int64_t offset);
 
+// The same as is_write by a call of the system in any case, which SIGKILL does not cut
+// within a page: for the few bytes without which a file cannot be opened.
+int is_write_whole(IsamFile *h, int kind, const void *buffer, int length, std::int64_t offset);
+
 // The same as is_read, but 0 where the file ends before.
 int is_read_within(IsamFile *h, int kind, void *buffer, int length, std::int64_t offset);
 

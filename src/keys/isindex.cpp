@@ -192,7 +192,7 @@ void appendEntry(IsamFile *h, std::uint32_t number, const KeyDesc *key, std::uin
     const int used = node::used(buffer);
     storeEntry(buffer + used, key, root);
     node::setUsed(buffer, used + entryLength(key));
-    isPutNode(h, buffer, number);
+    isPutWhole(h, buffer, h->nodeSize, number, 0);
 }
 
 // Visits the tree below the path's top node depth first, children before their
@@ -297,7 +297,7 @@ void isEnterIndex(IsamFile *h, const KeyDesc *key, const DescPlace &place) {
     }
     readDescNode(h, place.last);
     node::setLink(buffer, place.added);
-    isPutNode(h, buffer, place.last);
+    isPutWhole(h, buffer, h->nodeSize, place.last, 0);
 }
 
 void isUnlinkDesc(IsamFile *h, std::uint32_t number) {
@@ -311,7 +311,7 @@ void isUnlinkDesc(IsamFile *h, std::uint32_t number) {
         std::uint8_t *buffer = readDescNode(h, previous);
         if (node::link(buffer) == number) {
             node::setLink(buffer, link);
-            isPutNode(h, buffer, previous);
+            isPutWhole(h, buffer, h->nodeSize, previous, 0);
             return;
         }
         previous = node::link(buffer);
@@ -332,7 +332,7 @@ void isDropIndex(IsamFile *h, int n) {
                 std::memmove(buffer + offset, buffer + offset + length, rest);
                 std::memset(buffer + used - length, 0, static_cast<std::size_t>(length));
                 node::setUsed(buffer, used - length);
-                isPutNode(h, buffer, number);
+                isPutWhole(h, buffer, h->nodeSize, number, 0);
                 return;
             }
             offset += length;

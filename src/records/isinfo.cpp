@@ -60,6 +60,7 @@ int isUserInfo(IsamFile *h, int direction, void *buffer) {
             // From here on it is a change, to be undone as one.
             h->activeClass = ISCLASS_WRITE;
             std::memcpy(isHeadUser(h), buffer, header::kUserInfoSize);
+            h->headWhole = true;
             isHeadWrite(h);
         }
         isDropLock(h);

@@ -133,7 +133,9 @@ void isHeadStore(IsamFile *h) {
 void isHeadWrite(IsamFile *h) {
     isHeadStore(h);
     st_long(++h->headerStamp, h->header + kStampOffset);
-    is_write(h, ISKIND_INDEX, h->header, h->nodeSize, 0);
+    const bool whole = h->headWhole;
+    h->headWhole = false;
+    (whole ? is_write_whole : is_write)(h, ISKIND_INDEX, h->header, h->nodeSize, 0);
 }
 
 void isHeadCountNodes(IsamFile *h) {

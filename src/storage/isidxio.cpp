@@ -42,6 +42,10 @@ void isPutNodePart(IsamFile *h, const std::uint8_t *bytes, int length, std::uint
     is_write(h, ISKIND_INDEX, bytes, length, nodeOffset(h, number) + offset);
 }
 
+void isPutWhole(IsamFile *h, const std::uint8_t *bytes, int length, std::uint32_t number, int offset) {
+    is_write_whole(h, ISKIND_INDEX, bytes, length, nodeOffset(h, number) + offset);
+}
+
 std::uint8_t *isScratchNode(IsamFile *h) {
     if (h->nodeScratch == nullptr) h->nodeScratch = is_new<std::uint8_t>(static_cast<std::size_t>(h->nodeSize));
     return h->nodeScratch;

@@ -20,6 +20,9 @@ void isGetLinkedPart(IsamFile *h, std::uint8_t *bytes, int length, std::uint32_t
 void isGetNodePart(IsamFile *h, std::uint8_t *bytes, int length, std::uint32_t number, int offset);
 void isPutNodePart(IsamFile *h, const std::uint8_t *bytes, int length, std::uint32_t number, int offset);
 
+// Writes as isPutNodePart, in one act even where the file is mapped.
+void isPutWhole(IsamFile *h, const std::uint8_t *bytes, int length, std::uint32_t number, int offset);
+
 // The handle's buffer of one node, for work that no cache is for. It holds what
 // whoever had it last left there.
 std::uint8_t *isScratchNode(IsamFile *h);

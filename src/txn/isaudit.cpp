@@ -86,7 +86,7 @@ bool isAudLoad(IsamFile *h) {
 void isAudStore(IsamFile *h) {
     if (h->auditNode != 0) {
         const std::uint8_t mark = kMark;
-        isPutNodePart(h, h->auditInfo, kAuditInfoSize, h->auditNode, 0);
+        isPutWhole(h, h->auditInfo, kAuditInfoSize, h->auditNode, 0);
         isPutNodePart(h, &mark, sizeof mark, h->auditNode, h->nodeSize - kMarkBack);
         return;
     }

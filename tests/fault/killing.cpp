@@ -33,9 +33,16 @@ bool isWrite(const Arguments &call) { return call.call == Call::Write || call.ca
         pause();
 }
 
+// A node of the list of indexes is never written as a copy (keys/isindex.cpp).
+bool isIndexList(const Arguments &call) {
+    const auto *bytes = static_cast<const unsigned char *>(call.buffer);
+    return call.length >= 1024 && bytes[call.length - 3] == 0xff && bytes[call.length - 2] == 0xfe;
+}
+
 // How much of a write a copy has done: one byte, then eight at a time (base/ismap.h). Each point has its own border; of
 // a header they are those between its numbers.
 std::size_t copied(const Arguments &call, std::size_t point) {
+    if (isIndexList(call)) return 0;
     const std::size_t stores = call.length / 8, header = 11;
     const std::size_t borders = call.offset == 0 && stores > header ? header : stores;
     return borders == 0 ? 0 : 1 + 8 * (point * 40503 / 7 % borders);
