@@ -10,6 +10,7 @@
 #include "maint/isowners.h"
 #include "records/isaddidx.h"
 #include "records/ischange.h"
+#include "records/isfork.h"
 #include "storage/isahead.h"
 #include "storage/isdatio.h"
 #include "storage/isfree.h"
@@ -102,9 +103,13 @@ void keepWhatIsWhole(IsamFile *h, int n, int code) {
         isPathClear1(h->indexes[n], ISCLASS_WRITE);
 }
 
+// The rebuilds are called past the descriptor, which would have seen to that.
+bool isOwned(IsamFile *h) { return !isAdmCheck(h) || !h->inherited || isAdopt(h) != 0; }
+
 }  // namespace
 
 int isRebuildFree(IsamFile *h, int list) {
+    if (!isOwned(h)) return 0;
     const int done = isChanging(h, [h, list] {
         if (isPreciousFile(h)) return 1;
         if (!hasData(h) || list != ISFREE_DATA) isFail(h, ISERR_ARGUMENT);
@@ -119,6 +124,7 @@ int isRebuildFree(IsamFile *h, int list) {
 }
 
 int isRebuildIdx(IsamFile *h, int index) {
+    if (!isOwned(h)) return 0;
     const int done = isChanging(h, [h, index] {
         if (!hasData(h) || index < 1 || index > h->keyCount) isFail(h, ISERR_ARGUMENT);
         const int n = index - 1;

@@ -2,6 +2,8 @@
 // them. The parent is the test itself, so nothing here may open the files past the library.
 #include "process_test.h"
 
+#include "isam_maint.h"
+
 #include <cerrno>
 #include <cstdlib>
 #include <memory>
@@ -260,6 +262,12 @@ TEST_F(PosixLocksFork, FileWithOtherIndexesIsNotOpen) {
     EXPECT_EQ(isaddindex(0, &byGroup), 0) << iserrno;
 }
 
+// A rebuild's result as a call's.
+int rebuilt(int done) {
+    iserrno = isErrno(isAdmItoD(0));
+    return done != 0 ? 0 : -1;
+}
+
 TEST_F(PosixLocksFork, DroppedIndexIsNotWorkedOn) {
     openAsParent();
     KeyDesc byGroup = kByGroup;
@@ -267,6 +275,9 @@ TEST_F(PosixLocksFork, DroppedIndexIsNotWorkedOn) {
     fork();
     ASSERT_EQ(isdelindex(0, &byGroup), 0) << iserrno;
     EXPECT_TRUE(fails(*child, jobs::write(0, item(50)), ISERR_NOTOPEN));
+    EXPECT_TRUE(fails(*child, call([](Job &) { return rebuilt(isRebuildIdx(isAdmItoD(0), 2)); }), ISERR_NOTOPEN));
+    EXPECT_TRUE(
+        fails(*child, call([](Job &) { return rebuilt(isRebuildFree(isAdmItoD(0), ISFREE_DATA)); }), ISERR_NOTOPEN));
     EXPECT_TRUE(succeeds(*child, jobs::open(base, kShared)));
     ASSERT_EQ(child->last().result, 1);
     EXPECT_TRUE(succeeds(*child, jobs::write(1, item(50))));
