@@ -37,12 +37,13 @@ int signcmp(const std::uint8_t *a, const std::uint8_t *b, int offset) {
 // Order of two keys that first differ at byte d of a part starting at o.
 int partcmp(const KeyPart &part, const std::uint8_t *a, const std::uint8_t *b, int o, int d) {
     const unsigned code = typeCode(part);
-    // A part of several numbers is decided by the number that differs first.
+    // Of several native numbers in a part the one that differs first decides; other
+    // integers are one number together, whose sign is in the part's first byte.
     const int unit = code < kIndexTypes ? kUnit[code] : 1;
     const int start = o + (d - o) / unit * unit;
     switch (code) {
     case INTTYPE:
-    case LONGTYPE: return d == start ? signcmp(a, b, d) : flatcmp(a, b, d);
+    case LONGTYPE: return d == o ? signcmp(a, b, d) : flatcmp(a, b, d);
     case DOUBLETYPE: return nativecmp<double>(a, b, start);
     case FLOATTYPE: return nativecmp<float>(a, b, start);
     case MINTTYPE: return nativecmp<std::int16_t>(a, b, start);
@@ -84,8 +85,7 @@ void isKeyOrder(IndexPath *path) {
         const bool isNumber = code == INTTYPE || code == LONGTYPE;
         if (!isNumber && code != CHARTYPE && code != STRINGTYPE) return;
         std::memset(turn, (part.type & ISDESC) != 0 ? 0xff : 0, static_cast<std::size_t>(part.length));
-        for (int sign = 0; isNumber && sign < part.length; sign += kUnit[code])
-            turn[sign] ^= kSignBit;
+        if (isNumber && part.length > 0) *turn ^= kSignBit;
         turn += part.length;
     }
     path->byteOrder = true;

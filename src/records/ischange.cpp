@@ -34,7 +34,7 @@ void isEndPure(IsamFile *h) {
         isHeadWrite(h);
     else
         isHeadCountNodes(h);
-    isPathWrite(h, 0);
+    isPathWriteChanged(h);
     if (!headFirst) isEndChange(h);
 }
 

@@ -16,6 +16,7 @@
 #include "tree/islocate.h"
 #include "tree/ispath.h"
 #include "tree/isprune.h"
+#include "tree/istree.h"
 #include "txn/isaudit.h"
 #include "txn/islog.h"
 
@@ -39,6 +40,14 @@ void planChange(IsamFile *h, IndexPath *path, int i, const char *record, KeyChan
     change.inserts = changed && newPresent;
 }
 
+// 100 if a unique index holds the new key already. The path stands nowhere afterwards:
+// the record whose key was found could have the number of the one at the position.
+void needUnused(IsamFile *h, IndexPath *path, const KeyChange &change) {
+    const bool used = isTreeMatch(h, path, change.after) && isKeyMatch(path, change.after, nullptr);
+    path->top->position = 0;
+    if (used) isFail(h, ISERR_DUPLICATE);
+}
+
 // Everything that can be seen to fail beforehand fails here, before the first
 // index is written. Returns the old tail.
 StoredTail foresee(IsamFile *h, const char *record) {
@@ -47,7 +56,7 @@ StoredTail foresee(IsamFile *h, const char *record) {
         IndexPath *path = isWholePath(h, i);
         if (!isUnique(path)) continue;
         planChange(h, path, i, record, change);
-        if (change.inserts) isTreeUnique(h, path, change.after);
+        if (change.inserts) needUnused(h, path, change);
     }
     StoredTail tail = {};
     if (hasTails(h)) {
@@ -99,7 +108,7 @@ void rewrite(IsamFile *h, long recnum, const char *record) {
     isWriteNewNodes(h);
     isHeadCountNodes(h);
     isFreeWriteTaken(h);
-    isPathWrite(h, h->keyCount);
+    isPathWriteChanged(h);
     if (hasTails(h)) isVLput(h);
     isPutData(h, record, recnum);
     isEndChange(h);

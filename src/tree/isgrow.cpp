@@ -47,8 +47,12 @@ int findPlace(IsamFile *h, IndexPath *path, const std::uint8_t *key) {
     const NodeBuf *n = path->top;
     const int offset = insertOffset(n, where);
     if (offset > node::kTreeStart) {
-        if (std::memcmp(n->buffer + offset - path->entrySize, key, static_cast<std::size_t>(keyLength(path))) == 0)
+        if (std::memcmp(n->buffer + offset - path->entrySize, key, static_cast<std::size_t>(keyLength(path))) == 0) {
+            // The path goes to the equal entry: to stand on another one could be taken
+            // for the position, whose record's number may be that one's by now.
+            if (where == kBeforeCurrent) isNodeWalk(path, kWalkPrev);
             isFail(h, ISERR_DUPLICATE);
+        }
         return where;
     }
     if (atVeryStart(path)) return where;

@@ -51,6 +51,14 @@ void popAll(IsamFile *h, IndexPath *path) {
     }
 }
 
+bool isChanged(const IndexPath *path) {
+    if (isCacheDirty(path) != nullptr) return true;
+    const NodeBuf *n = path->top;
+    while (n != nullptr && n->state != ISBUF_DIRTY)
+        n = n->parent;
+    return n != nullptr;
+}
+
 void writeCached(IsamFile *h, IndexPath *path, NodeBuf *n) {
     isUpdNode(h, n);
     isCacheSettle(path, n);
@@ -175,10 +183,16 @@ void isPathWrite(IsamFile *h, int i) {
         pathwrite(h, h->indexes[k]);
 }
 
+void isPathWriteChanged(IsamFile *h) {
+    for (int k = h->keyCount - 1; k >= 0; --k)
+        if (isChanged(h->indexes[k])) pathwrite(h, h->indexes[k]);
+}
+
 void isPathWriteNew(IsamFile *h) {
     const std::uint32_t last = isHeadLastNode(h);
     for (int k = h->keyCount - 1; k >= 0; --k) {
         IndexPath *path = h->indexes[k];
+        if (!isChanged(path)) continue;
         popAll(h, path);
         writeThose(h, path, [last](const NodeBuf *n) { return n->number > last; });
     }

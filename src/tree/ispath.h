@@ -40,6 +40,10 @@ void isPathClear1(IndexPath *path, int entryClass);
 // keyCount or more: those whose number is new, then from the root down.
 void isPathWrite(IsamFile *h, int i);
 
+// The same for the paths with changed nodes; the others stay where they stand, so that
+// the next step goes on from there.
+void isPathWriteChanged(IsamFile *h);
+
 // Writes those changed nodes of all paths that the index file is not long enough
 // for yet, by the header copy: a full disk shows before anything is overwritten.
 void isPathWriteNew(IsamFile *h);

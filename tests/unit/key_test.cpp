@@ -59,9 +59,11 @@ TEST(KeyOrder, IntegersOrderBySignedFirstByteThenUnsignedBytes) {
     EXPECT_EQ(order(path, {0x7f, 0xff}, {0x80, 0x00}), 1);
 }
 
-TEST(KeyOrder, EachIntegerOfAPartHasItsOwnSign) {
-    const IndexPath path = pathOf(keyOf({{0, 4, INTTYPE}}));
-    EXPECT_EQ(order(path, {0, 1, 0xff, 0xff}, {0, 1, 0x00, 0x01}), -1);
+TEST(KeyOrder, SignOfALongerIntegerPartIsInItsFirstByteAlone) {
+    const IndexPath path = pathOf(keyOf({{0, 8, INTTYPE}}));
+    EXPECT_EQ(order(path, {0, 1, 0xff, 0xff, 0, 0, 0, 0}, {0, 1, 0x00, 0x01, 0, 0, 0, 0}), 1);
+    EXPECT_EQ(order(path, {0, 0, 0, 0, 0, 0, 0x80, 0}, {0, 0, 0, 0, 0, 0, 0x7f, 0xff}), 1);
+    EXPECT_EQ(order(path, {0xff, 1, 0, 0, 0, 0, 0, 0}, {0, 1, 0, 0, 0, 0, 0, 0}), -1);
 }
 
 TEST(KeyOrder, NativePartsOfSeveralUnitsAreDecidedByTheUnitThatDiffersFirst) {
@@ -78,9 +80,9 @@ TEST(KeyOrder, NativePartsOfSeveralUnitsAreDecidedByTheUnitThatDiffersFirst) {
 }
 
 // Beside a native number no part is compared by bytes alone.
-TEST(KeyOrder, EachIntegerBesideANativeNumberHasItsOwnSign) {
+TEST(KeyOrder, SignOfALongerIntegerBesideANativeNumberIsInItsFirstByteAlone) {
     const IndexPath path = pathOf(keyOf({{0, 4, INTTYPE}, {4, 2, MINTTYPE}}));
-    EXPECT_EQ(order(path, {0, 1, 0xff, 0xff, 0, 0}, {0, 1, 0x00, 0x01, 0, 0}), -1);
+    EXPECT_EQ(order(path, {0, 1, 0xff, 0xff, 0, 0}, {0, 1, 0x00, 0x01, 0, 0}), 1);
     EXPECT_EQ(order(path, {0, 1, 0x00, 0x02, 0, 0}, {0, 1, 0x00, 0x01, 0, 0}), 1);
     EXPECT_EQ(order(path, {0xff, 1, 0, 0, 0, 0}, {0, 1, 0, 0, 0, 0}), -1);
 }
@@ -220,10 +222,10 @@ int slowOrder(const KeyDesc &key, const std::uint8_t *a, const std::uint8_t *b, 
     int at = 0;
     for (int i = 0; i < key.nparts; ++i) {
         const KeyPart &part = key.parts[i];
-        const int type = part.type & ~ISDESC, unit = type == INTTYPE ? 2 : type == LONGTYPE ? 4 : 1;
+        const int type = part.type & ~ISDESC;
         for (int byte = 0; byte < part.length && at < length; ++byte, ++at) {
             if (a[at] == b[at]) continue;
-            const bool sign = unit > 1 && byte % unit == 0;
+            const bool sign = byte == 0 && (type == INTTYPE || type == LONGTYPE);
             const bool below = sign ? static_cast<std::int8_t>(a[at]) < static_cast<std::int8_t>(b[at]) : a[at] < b[at];
             return below == ((part.type & ISDESC) == 0) ? -1 : 1;
         }

@@ -10,25 +10,28 @@ namespace tool {
 
 namespace {
 
-template <typename T> int compareValues(const std::string &a, const std::string &b, std::size_t at) {
+// The numbers that the differing byte lies in.
+template <typename T>
+int compareValues(const std::string &a, const std::string &b, std::size_t start, std::size_t differ) {
     T x;
     T y;
+    const std::size_t at = start + (differ - start) / sizeof(T) * sizeof(T);
     std::memcpy(&x, a.data() + at, sizeof x);
     std::memcpy(&y, b.data() + at, sizeof y);
     return x > y ? 1 : -1;
 }
 
-// Two parts that differ first in byte `differ`. Of numbers of the machine, the first of the part decides.
+// Two parts that differ first in byte `differ`. Of several numbers of the machine, the one that differs first decides.
 int comparePart(unsigned type, const std::string &a, const std::string &b, std::size_t at, std::size_t differ) {
     const int bytes = static_cast<unsigned char>(a[differ]) - static_cast<unsigned char>(b[differ]);
     switch (type) {
     case INTTYPE:
     case LONGTYPE:
         return differ == at ? static_cast<signed char>(a[differ]) - static_cast<signed char>(b[differ]) : bytes;
-    case DOUBLETYPE: return compareValues<double>(a, b, at);
-    case FLOATTYPE: return compareValues<float>(a, b, at);
-    case MINTTYPE: return compareValues<std::int16_t>(a, b, at);
-    case MLONGTYPE: return compareValues<std::int32_t>(a, b, at);
+    case DOUBLETYPE: return compareValues<double>(a, b, at, differ);
+    case FLOATTYPE: return compareValues<float>(a, b, at, differ);
+    case MINTTYPE: return compareValues<std::int16_t>(a, b, at, differ);
+    case MLONGTYPE: return compareValues<std::int32_t>(a, b, at, differ);
     default: return bytes;
     }
 }
