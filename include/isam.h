@@ -435,8 +435,9 @@ ISAM_API int isread(int fd, char *record, int mode);
 
 /* Chooses an index and a starting point [read]; no record is returned.
  *
- * key: the index, or null for the current one with its lengths; no parts
- * select record-number order. length: leading bytes of the key that count in
+ * key: the index; no parts select record-number order. Null: the current one,
+ * with as many bytes of its key as the last read or start in it: all after a
+ * read in order or a change. length: leading bytes of the key that count in
  * ISEQUAL, ISGREAT and ISGTEQ from now on, 0 for all. record: holds the key
  * for those modes, unused in others. With a key, ISNEXT, ISPREV and ISCURR start
  * from record isrecnum, where the index has it. isrecnum becomes the record's number
@@ -445,8 +446,9 @@ ISAM_API int isread(int fd, char *record, int mode);
  * Errors: 102 length or mode out of range, or a mode that needs a record
  * without one; 103 no such index; 110 no record for ISNEXT or ISPREV; 111 no
  * such key; 112 no record for ISCURR. After 110 to 112, and without the record
- * that a mode needs, the index and length have been chosen all the same; after 111 a
- * key mode has taken the position's key from the record, as in isread. */
+ * that a mode needs, the index and length have been chosen all the same, after a
+ * length out of range the index; after 111 a key mode has taken the position's
+ * key from the record, as in isread. */
 ISAM_API int isstart(int fd, KeyDesc *key, int length, char *record, int mode);
 
 /* Selects index number 1.. or, with 0, record-number order [read]. With
@@ -464,7 +466,8 @@ ISAM_API int isgoto(int fd, long recnum);
 
 /* Reads a record by number without moving [read]; locks nothing. isreclen
  * becomes its length.
- * Errors: 102 number outside 1..highest; 111 deleted record. */
+ * Errors: 102 number outside 1..highest; 111 deleted record, whose bytes the
+ * buffer holds then. */
 ISAM_API int isdata(int fd, char *record, long recnum);
 
 /* Stores the current index (0, 1, ..) and the number of its record (0 for none)

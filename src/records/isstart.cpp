@@ -1,5 +1,7 @@
 // Choosing an index and a position without reading a record.
 
+#include <cstring>
+
 #include "base/isfail.h"
 #include "frame/isentry.h"
 #include "keys/isindex.h"
@@ -17,15 +19,27 @@ bool isRelative(int mode) { return mode == ISNEXT || mode == ISPREV || mode == I
 void chooseIndex(IsamFile *h, const KeyDesc *key, int length, int mode) {
     const int n = isFindIndex(h, key);
     if (n < 0) isFail(h, ISERR_KEYDESC);
+    h->currentIndex = n;
     if (n < h->keyCount) {
         IndexPath *path = h->indexes[n];
         if (length < 0 || length > keyLength(path)) isFail(h, ISERR_ARGUMENT);
-        path->startLength = length != 0 ? length : keyLength(path);
+        path->startLength = path->searchLength = length != 0 ? length : keyLength(path);
     }
-    h->currentIndex = n;
     // Relative modes start from the current record, in its place in the new
     // order. Where it has none, that order's own position serves.
     if (isRelative(mode)) locrec(h, h->recnum);
+}
+
+// Finds what the mode asks for. Whole keys tell where the position is: the length
+// that was asked for counts again afterwards.
+bool locate(IsamFile *h, const char *record, int mode) {
+    if (inRecordOrder(h) || mode >= ISEQUAL) return isLocate(h, record, isTurnMode(h, mode));
+    IndexPath *path = h->indexes[h->currentIndex];
+    const int asked = path->searchLength;
+    path->searchLength = keyLength(path);
+    const bool located = isLocate(h, record, isTurnMode(h, mode));
+    path->searchLength = asked;
+    return located;
 }
 
 void settleState(IsamFile *h, int mode) {
@@ -47,11 +61,7 @@ int isStart(IsamFile *h, const KeyDesc *key, int length, const char *record, int
         if (mode < ISFIRST || mode > ISGTEQ) isFail(h, ISERR_ARGUMENT);
         releaseAuto(h);
         if (key != nullptr) chooseIndex(h, key, length, mode);
-        if (!inRecordOrder(h)) {
-            IndexPath *path = h->indexes[h->currentIndex];
-            path->searchLength = mode < ISEQUAL ? keyLength(path) : path->startLength;
-        }
-        const bool located = isLocate(h, record, isTurnMode(h, mode));
+        const bool located = locate(h, record, mode);
         if (!located && mode != ISFIRST && mode != ISLAST) isFail(h, isMissCode(mode));
         settleState(h, mode);
         return 1;
@@ -78,7 +88,10 @@ int isData(IsamFile *h, char *record, long recnum) {
     return isReading(h, ISCLASS_READ, [h, record, recnum] {
         if (record == nullptr || !isSlotNumber(h, recnum)) isFail(h, ISERR_ARGUMENT);
         isGetData(h, recnum);
-        if (slot::status(h) == slot::kDeleted) isFail(h, ISERR_NOTFOUND);
+        if (slot::status(h) == slot::kDeleted) {
+            std::memcpy(record, h->recordBuffer, static_cast<std::size_t>(h->recordLength));
+            isFail(h, ISERR_NOTFOUND);
+        }
         isCopyOut(h, record);
         return 1;
     });

@@ -127,8 +127,11 @@ bool locrec(IsamFile *h, long recnum) {
     isGetData(h, recnum);
     isKeyMake(path, key, h->recordBuffer);
     // A partial start must not blur which record is meant.
+    const int asked = path->searchLength;
     path->searchLength = keyLength(path);
-    if (!isTreeMatch(h, path, key) || !isTreeSeek(h, path, key, static_cast<std::uint32_t>(recnum))) return false;
+    const bool found = isTreeMatch(h, path, key) && isTreeSeek(h, path, key, static_cast<std::uint32_t>(recnum));
+    path->searchLength = asked;
+    if (!found) return false;
     remember(h, path);
     return true;
 }

@@ -166,6 +166,7 @@ TEST_F(Select, DataRefusesNumbersOutOfRangeAndDeletedRecords) {
         EXPECT_FAILS(ISERR_ARGUMENT, isdata(fd, got, number)) << number;
     EXPECT_EQ(got.id(), 77);
     EXPECT_FAILS(ISERR_NOTFOUND, isdata(fd, got, 2));
+    EXPECT_EQ(got.id(), 20) << "what the record was";
 }
 
 TEST_F(Select, DataLocksNothing) {

@@ -144,6 +144,54 @@ TEST_F(StartPoint, LengthsOutOfRangeAreRefused) {
     EXPECT_OK(isstart(fd, &key, kNameLen, row(0), ISFIRST));
 }
 
+TEST_F(StartPoint, RefusedLengthHasChosenTheIndex) {
+    const int fd = tens();
+    KeyDesc key = nameKey();
+    EXPECT_EQ(currentIndex(fd), 1);
+    EXPECT_FAILS(ISERR_ARGUMENT, isstart(fd, &key, kNameLen + 1, row(0), ISFIRST));
+    EXPECT_EQ(currentIndex(fd), 2);
+    EXPECT_EQ(readId(fd, ISFIRST), 40);
+}
+
+TEST_F(StartPoint, WithoutAKeyTheLengthIsThatOfTheLastReadOrStart) {
+    const int fd = tens();
+    KeyDesc key = nameKey();
+    EXPECT_OK(isstart(fd, &key, 2, row(0, "charm"), ISEQUAL));
+    EXPECT_OK(isstart(fd, nullptr, 0, row(0, "brain"), ISEQUAL));
+    EXPECT_EQ(isrecnum, 3);
+    EXPECT_EQ(readId(fd, ISNEXT), 30);
+    // A read in order compares whole keys,
+    EXPECT_FAILS(ISERR_NOTFOUND, isstart(fd, nullptr, 0, row(0, "brain"), ISEQUAL));
+    EXPECT_OK(isstart(fd, nullptr, 0, row(0, "bravo"), ISEQUAL));
+    // one by key the length of the start,
+    EXPECT_EQ(readId(fd, ISEQUAL, row(0, "alps")), 40);
+    EXPECT_OK(isstart(fd, nullptr, 0, row(0, "brain"), ISEQUAL));
+    // and so does a start without a key, whatever its mode.
+    EXPECT_OK(isstart(fd, nullptr, 0, nullptr, ISLAST));
+    EXPECT_OK(isstart(fd, nullptr, 0, nullptr, ISPREV));
+    EXPECT_OK(isstart(fd, nullptr, 0, row(0, "brain"), ISEQUAL));
+    EXPECT_EQ(isrecnum, 3);
+}
+
+TEST_F(StartPoint, LengthDoesNotBlurWhereRelativeModesStart) {
+    const int fd = build();
+    KeyDesc key = nameKey();
+    key.flags = ISNODUPS;
+    EXPECT_OK(isaddindex(fd, &key));
+    const char *const names[] = {"ant", "anvil", "apple", "beech"};
+    for (int i = 0; i < 4; ++i)
+        put(fd, row(10 * (i + 1), names[i]));
+    EXPECT_EQ(readId(fd, ISEQUAL, row(30)), 30);
+    EXPECT_OK(isstart(fd, &key, 1, nullptr, ISNEXT));
+    EXPECT_EQ(isrecnum, 4);
+    EXPECT_OK(isstart(fd, &key, 1, row(0, "a"), ISEQUAL));
+    EXPECT_OK(isgoto(fd, 3));
+    EXPECT_OK(isstart(fd, nullptr, 0, nullptr, ISPREV));
+    EXPECT_EQ(isrecnum, 2);
+    EXPECT_OK(isstart(fd, nullptr, 0, row(0, "bear"), ISEQUAL));
+    EXPECT_EQ(isrecnum, 4);
+}
+
 TEST_F(StartPoint, UnknownIndexIsRefused) {
     const int fd = tens();
     EXPECT_EQ(readId(fd, ISFIRST), 10);

@@ -147,13 +147,15 @@ void Driver::randomStart() {
             key.flags ^= static_cast<unsigned short>(random_.below(32));  // these flags do not count
         if (random_.percent(45)) length = random_.percent(10) ? spec.keyLength + 1 : partialLength(spec);
     }
-    bool relative = mode >= ISNEXT && mode <= ISCURR;
-    if (relative && given) length = 0;
     if (random_.percent(2)) mode = random_.between(8, 300);
     const Handle &h = model_.handle(handle);
-    if (relative && !given && model_.indexed(h) &&
-        h.positions[h.current].searchLength != model_.indexes()[h.current].spec.keyLength)
-        mode = ISGTEQ;
+    // Changes have whole keys compared in some of the indexes; a read settles the length again.
+    if (!given && mode >= ISEQUAL && model_.indexed(h) &&
+        h.positions[h.current].startLength != model_.indexes()[h.current].spec.keyLength) {
+        static const int modes[] = {ISFIRST, ISNEXT, ISCURR, ISEQUAL, ISGTEQ};
+        read(handle, modes[random_.below(5)], someRecord(), someRecnum());
+        if (failed_) return;
+    }
     start(handle, given ? &key : nullptr, length, mode, someRecord(), someRecnum());
 }
 

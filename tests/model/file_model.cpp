@@ -121,7 +121,7 @@ void FileModel::setUpPositions(Handle &h) const {
     for (const Index &index : indexes_) {
         Position at;
         at.key.assign(static_cast<std::size_t>(index.spec.keyLength), '\0');
-        at.searchLength = index.spec.keyLength;
+        at.startLength = at.searchLength = index.spec.keyLength;
         h.positions.push_back(at);
     }
     h.slot.bytes.assign(static_cast<std::size_t>(recordLength()), 0);
@@ -168,7 +168,7 @@ std::string FileModel::describePosition(const Handle &h) const {
     const Position &at = h.positions[h.current];
     out += "index " + std::to_string(h.current) + " (" + testing_support::describe(in.spec) + ") at key " +
            testing_support::hex(at.key) + " record " + std::to_string(at.rec) + " serial " + std::to_string(at.serial) +
-           ", search length " + std::to_string(at.searchLength) + "\n";
+           ", lengths " + std::to_string(at.startLength) + " " + std::to_string(at.searchLength) + "\n";
     std::size_t middle = lower(in, at.key, in.spec.keyLength);
     std::size_t end = std::min(in.entries.size(), upper(in, at.key, in.spec.keyLength) + 3);
     for (std::size_t i = middle > 3 ? middle - 3 : 0; i < end; ++i)

@@ -59,7 +59,8 @@ struct Position {
     Key key;
     long rec = 0;
     std::uint32_t serial = 0;
-    int searchLength = 0;  // of key searches, as the last start set it
+    int startLength = 0;   // of key reads, as the last start set it
+    int searchLength = 0;  // of the next start without a key
 };
 
 enum State : unsigned { kNextStays = 0x02, kPrevStays = 0x04, kNoCurrent = 0x40 };

@@ -139,6 +139,10 @@ Outcome FileModel::read(Handle &h, Outcome o, int mode, bool viaPath) const {
     int low = mode & 0xff;
     int flags = mode & ~0xff;
     if (pure() && flags != 0) return o.fail(102);
+    if (indexed(h)) {
+        Position &at = h.positions[h.current];
+        at.searchLength = low < ISEQUAL ? indexes_[h.current].spec.keyLength : at.startLength;
+    }
     if (low <= ISGTEQ) {
         int length = indexed(h) ? h.positions[h.current].searchLength : 0;
         if (!locate(h, o, adjusted(h, low, true), length, viaPath)) {
@@ -175,12 +179,13 @@ Outcome FileModel::start(Handle &h, Outcome o, const KeyDesc *key, int length, i
         int found = find(*key);
         if (found < 0) return o.fail(103);
         auto number = static_cast<std::size_t>(found);
+        h.current = static_cast<std::uint32_t>(found);
         if (number < indexes_.size()) {
             int full = indexes_[number].spec.keyLength;
             if (length > full) return o.fail(102);
-            h.positions[number].searchLength = length == 0 ? full : length;
+            Position &at = h.positions[number];
+            at.startLength = at.searchLength = length == 0 ? full : length;
         }
-        h.current = static_cast<std::uint32_t>(found);
         if (mode == ISNEXT || mode == ISPREV || mode == ISCURR) locateRecord(h, o, o.recnum);
     }
     int searchLength = indexed(h) ? h.positions[h.current].searchLength : 0;

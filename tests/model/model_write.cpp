@@ -276,7 +276,7 @@ Outcome FileModel::addIndex(Handle &h, Outcome o, const KeyDesc &key) {
     }
     Position at;
     at.key.assign(static_cast<std::size_t>(index.spec.keyLength), '\0');
-    at.searchLength = index.spec.keyLength;
+    at.startLength = at.searchLength = index.spec.keyLength;
     indexes_.push_back(index);
     h.positions.push_back(at);
     return o;
