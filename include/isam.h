@@ -128,7 +128,7 @@ extern "C" {
 
 /* Types of a key part, the low six bits of its type. */
 #define CHARTYPE 0     /* bytes */
-#define INTTYPE 1      /* 2-byte integer, see stint */
+#define INTTYPE 1      /* 2-byte integer, see stint; a longer part is one number */
 #define LONGTYPE 2     /* 4-byte integer, see stlong */
 #define DOUBLETYPE 3   /* the machine's double */
 #define FLOATTYPE 4    /* the machine's float */
@@ -430,7 +430,13 @@ ISAM_API int isdelindex(int fd, KeyDesc *key);
  * position has moved all the same and isrecnum is the record's number; after
  * 107 the record has been read, too. A key mode that finds nothing keeps the
  * position's record but takes its key from the record given: ISNEXT goes on
- * from there. */
+ * from there.
+ * Where the file is changed between two reads, the place among equal keys is
+ * found again by numbers that follow each other in their entries. In trees of
+ * three levels and more these may begin anew within a long run of equal keys:
+ * ISNEXT then comes to records of the run once more, without end when there is
+ * a change before each read, and ISPREV passes some over. islock keeps changes
+ * away meanwhile; after iscluster by the index its numbers do not begin anew. */
 ISAM_API int isread(int fd, char *record, int mode);
 
 /* Chooses an index and a starting point [read]; no record is returned.
