@@ -190,6 +190,12 @@ TEST_F(StartPoint, LengthDoesNotBlurWhereRelativeModesStart) {
     EXPECT_EQ(isrecnum, 2);
     EXPECT_OK(isstart(fd, nullptr, 0, row(0, "bear"), ISEQUAL));
     EXPECT_EQ(isrecnum, 4);
+    // Nor when the place has to be found again.
+    EXPECT_OK(isstart(fd, &key, 1, row(0, "a"), ISEQUAL));
+    EXPECT_OK(isgoto(fd, 2));
+    put(open(), row(50, "cedar"));
+    EXPECT_OK(isstart(fd, nullptr, 0, nullptr, ISNEXT));
+    EXPECT_EQ(isrecnum, 3);
 }
 
 TEST_F(StartPoint, UnknownIndexIsRefused) {
