@@ -94,6 +94,23 @@ TEST_F(Output, ThatCannotBeWrittenIsAFailure) {
     }
 }
 
+// The byte before a compressed key counts what it leaves out; a wrong one ends the process.
+TEST_F(Output, LeavesNothingHalfWrittenWhereTheLibraryGivesUp) {
+    ASSERT_EQ(isam("index add goods name --duplicates --compress leading").status, 0);
+    std::string index = get("goods.idx");
+    const std::size_t first = index.rfind("name of 0 ");
+    ASSERT_NE(first, std::string::npos);
+    index[first - 1] = '\xff';
+    put("goods.idx", index);
+    for (const char *arguments : {"dump goods --index 2 -o rows", "dump goods -f binary -o rows"}) {
+        const Ran ran = isam(arguments);
+        EXPECT_EQ(ran.status, 2);
+        EXPECT_EQ(ran.err, "isam dump: the library cannot go on: fatal isam error iscomp(70); 'isam check' tells "
+                           "whether a file is damaged\n");
+        EXPECT_EQ(shell("ls rows rows.being-written 2>&-").out, "");
+    }
+}
+
 // Who may not write a file can get no locks of it.
 TEST_F(Output, FilesThatMayOnlyBeReadAreReadWhereNobodyHasThem) {
     if (geteuid() != 0) GTEST_SKIP() << "needs another user to be";

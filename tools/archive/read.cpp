@@ -26,8 +26,6 @@ namespace tool {
 
 namespace {
 
-constexpr int kMadeIndex = 0x21;  // iserrio where the index file could not be made, and the data file
-constexpr int kMadeData = 0x22;
 constexpr long kOutOfAllIndexes = 0xffffffff;
 constexpr unsigned kByteValues = 256;
 constexpr int kMostLength = 65535;
@@ -150,14 +148,7 @@ class NewFile {
         if (head.is(archive::kCompressed)) mode |= ISVARLEN | ISCOMPRESS;
         if (head.is(archive::kMasks)) mode |= ISMASK;
         KeyDesc key = head.is(archive::kByNumber) ? KeyDesc{} : head.keys.front();
-        const int fd = isvbuild(name_.c_str(), head.minimum, head.maximum, &key, static_cast<int>(mode));
-        if (fd < 0) giveUp();
-        try {
-            file_.emplace(fd, name_);
-        } catch (const Failure &) {
-            iserase(name_.c_str());
-            throw;
-        }
+        file_.emplace(OpenFile::built(name_, head.minimum, head.maximum, key, static_cast<int>(mode)));
     }
     NewFile(const NewFile &) = delete;
     NewFile &operator=(const NewFile &) = delete;
@@ -204,16 +195,6 @@ class NewFile {
                 throw Failure(place_ + ": is being loaded by another process");
         for (const char *extension : kExtensions)
             std::remove((name_ + extension).c_str());
-    }
-
-    // What isbuild made before it failed stays on disk.
-    [[noreturn]] void giveUp() const {
-        const int code = iserrno;
-        const int io = iserrio;
-        std::error_code ignored;
-        if (code != EEXIST || io != kMadeIndex) std::filesystem::remove(name_ + ".idx", ignored);
-        if (code != EEXIST || (io != kMadeIndex && io != kMadeData)) std::filesystem::remove(name_ + ".dat", ignored);
-        failCall(place_, "cannot be made");
     }
 
     std::string place_;

@@ -12,6 +12,12 @@ namespace tool {
 namespace {
 
 constexpr unsigned kVariableBit = 0x8000;
+constexpr int kMadeIndex = 0x21;  // iserrio where the index file could not be made
+
+bool isThere(const std::string &path) {
+    std::error_code ignored;
+    return std::filesystem::exists(std::filesystem::symlink_status(path, ignored));
+}
 
 bool isFile(const std::string &path) {
     std::error_code ignored;
@@ -55,6 +61,28 @@ OpenFile OpenFile::withoutLocks(const std::string &name) {
 OpenFile OpenFile::forChanging(const std::string &name) { return open(name, ISINOUT | ISLOCKMANUAL); }
 
 OpenFile OpenFile::alone(const std::string &name) { return open(name, ISINOUT | ISLOCKEXCL); }
+
+OpenFile OpenFile::built(const std::string &name, int minimum, int maximum, KeyDesc first, int mode) {
+    const std::string index = linkedPlace(name) + ".idx", data = linkedPlace(name) + ".dat";
+    const bool index_was_there = isThere(index), data_was_there = isThere(data);
+    const int fd = isvbuild(name.c_str(), minimum, maximum, &first, mode);
+    if (fd < 0) {
+        // What the call made before it failed stays on disk. What somebody else has made meanwhile is told by EEXIST.
+        const int code = iserrno, io = iserrio;
+        std::error_code ignored;
+        if (!index_was_there && !(code == EEXIST && io == kMadeIndex)) std::filesystem::remove(index, ignored);
+        if (!data_was_there && code != EEXIST) std::filesystem::remove(data, ignored);
+        iserrno = code;
+        iserrio = io;
+        failCall(name, "cannot be made");
+    }
+    try {
+        return {fd, name};
+    } catch (const Failure &) {
+        iserase(name.c_str());
+        throw;
+    }
+}
 
 OpenFile OpenFile::open(const std::string &name, int mode) {
     const int fd = isopen(name.c_str(), mode | ISVARAUTO);

@@ -20,6 +20,8 @@ class OpenFile {
     static OpenFile forChanging(const std::string &name);
     // The same with nobody beside it.
     static OpenFile alone(const std::string &name);
+    // Makes a new set, open alone where `mode` says so; `first` is its first key. Leaves nothing behind where it fails.
+    static OpenFile built(const std::string &name, int minimum, int maximum, KeyDesc first, int mode);
     // Takes over a descriptor, such as isbuild's.
     OpenFile(int fd, std::string name);
 

@@ -15,6 +15,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
+std::vector<std::string> inTheMaking;
+
 }  // namespace
 
 NewOutput::NewOutput(const std::string &path) : path_(path), target_(path), work_(path) {
@@ -31,6 +33,7 @@ NewOutput::NewOutput(const std::string &path) : path_(path), target_(path), work
         if (there) static_cast<void>(fchmod(fd, status.st_mode & 07777));
         ::close(fd);
         work_ = beside;
+        inTheMaking.push_back(work_);
         return;
     }
     if (!there) failSystem(path_, "cannot be made");
@@ -39,12 +42,19 @@ NewOutput::NewOutput(const std::string &path) : path_(path), target_(path), work
 }
 
 NewOutput::~NewOutput() {
-    if (!kept_ && work_ != target_) std::remove(work_.c_str());
+    if (!kept_ && isBeside()) std::remove(work_.c_str());
+    std::erase(inTheMaking, work_);
+}
+
+void NewOutput::dropAll() {
+    for (const std::string &path : inTheMaking)
+        std::remove(path.c_str());
 }
 
 void NewOutput::keep() {
-    if (work_ != target_ && std::rename(work_.c_str(), target_.c_str()) != 0) failSystem(path_, "cannot be made");
+    if (isBeside() && std::rename(work_.c_str(), target_.c_str()) != 0) failSystem(path_, "cannot be made");
     kept_ = true;
+    std::erase(inTheMaking, work_);
 }
 
 OutFile::OutFile(const std::string &path) : path_(path == "-" ? std::string() : path), file_(stdout) {

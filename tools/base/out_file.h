@@ -22,8 +22,12 @@ class NewOutput {
     const std::string &work() const { return work_; }
     // What was written and closed gets its place; throws Failure.
     void keep();
+    // Removes what is in the making, where the process ends without another word.
+    static void dropAll();
 
   private:
+    bool isBeside() const { return work_ != target_; }
+
     std::string path_;
     std::string target_;  // where links lead
     std::string work_;    // the same as target_ where it is written into

@@ -2,6 +2,7 @@
 
 #include "base/failure.h"
 #include "base/open_file.h"
+#include "base/out_file.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -42,7 +43,9 @@ std::string running;  // the command that is at work
 // The library ends the process where it can do nothing else, as over some damage. Its message is no output.
 void stop(char *message) {
     std::fflush(stdout);
-    std::fprintf(stderr, "%s: %s\n", running.c_str(), message);
+    std::fprintf(stderr, "%s: the library cannot go on: %s; 'isam check' tells whether a file is damaged\n",
+                 running.c_str(), message);
+    NewOutput::dropAll();
     std::_Exit(kCannot);
 }
 
