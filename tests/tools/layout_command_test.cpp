@@ -104,12 +104,24 @@ TEST_F(LayoutCommand, BuildKeepsTheLayoutAndOverwritesNothing) {
     EXPECT_EQ(isam("build g").err, "isam build: g.layout: cannot be opened: No such file or directory\n");
 }
 
+TEST_F(LayoutCommand, BuildTakesTextsOfOtherSystems) {
+    put("f.layout", "\xef\xbb\xbfrecord 20\r\nindex unique 0+8/char\r\n");
+    EXPECT_EQ(isam("build f").err, "");
+}
+
 TEST_F(LayoutCommand, BuildLeavesNothingBehindWhereAnIndexCannotBe) {
     put("twice.txt", "record 20\nindex unique 0+8/char\nindex duplicates 0+8/char\n");
     EXPECT_EQ(isam("build f --layout twice.txt").status, 2);
     EXPECT_FALSE(std::filesystem::exists(path("f.idx")));
     EXPECT_FALSE(std::filesystem::exists(path("f.dat")));
     EXPECT_FALSE(std::filesystem::exists(path("f.layout")));
+    put("once.txt", "record 20\nindex unique 0+8/char\n");
+    put("f.dat", "of another");
+    EXPECT_EQ(isam("build f --layout once.txt").err,
+              "isam build: f: cannot be made: making the data file: File exists\n");
+    EXPECT_FALSE(std::filesystem::exists(path("f.idx")));
+    EXPECT_EQ(get("f.dat"), "of another");
+    std::filesystem::remove(path("f.dat"));
     put("none.txt", "record 20\n");
     EXPECT_EQ(isam("build f --layout none.txt").err,
               "isam build: none.txt: has no index lines; 'index record-number' makes a file without primary key\n");

@@ -90,6 +90,9 @@ TEST_F(Query, KeysThatCannotBeAreRefused) {
     refused("--index 1 name=Bob", "key 'name=Bob': index 1 does not begin with that");
     refused("name=Meyer,Bob", "key 'name=Meyer,Bob': name all of its parts, or none");
     refused("--index 2 'a\"b'", "key 'a\"b': has quotes where none can be");
+    refused("nam=Bob", "key 'nam=Bob': there is no field 'nam'");
+    refused("'name=\"a\"'", "key 'name=\"a\"': has quotes where none can be; quotes go round name and value: "
+                            "\"name=one, two\"");
     refused("--index 2 ABCDEFGHIJK", "key 'ABCDEFGHIJK': name has 11 bytes, the field 10");
     refused("--index 4 a", "staff: has no index 4");
     refused("--index 0 a", "'a' is no record number");
@@ -203,7 +206,8 @@ TEST_F(Query, DamageThatStopsTheLibraryIsNoOutput) {
     const Ran ran = isam("scan f --index 2 --format csv");
     EXPECT_EQ(ran.status, 2);
     EXPECT_EQ(ran.out, "id,name\n");
-    EXPECT_EQ(ran.err, "isam scan: fatal isam error iscomp(70)\n");
+    EXPECT_EQ(ran.err, "isam scan: the library cannot go on: fatal isam error iscomp(70); 'isam check' tells "
+                       "whether a file is damaged\n");
     EXPECT_EQ(isam("dump f").out, "id,name\n1,nail\n2,nut\n");
 }
 

@@ -1,7 +1,9 @@
 #include "base/open_file.h"
 
 #include "base/failure.h"
+#include "base/place.h"
 
+#include <cerrno>
 #include <filesystem>
 #include <utility>
 
@@ -10,6 +12,12 @@ namespace tool {
 namespace {
 
 constexpr unsigned kVariableBit = 0x8000;
+constexpr int kMadeIndex = 0x21;  // iserrio where the index file could not be made
+
+bool isThere(const std::string &path) {
+    std::error_code ignored;
+    return std::filesystem::exists(std::filesystem::symlink_status(path, ignored));
+}
 
 bool isFile(const std::string &path) {
     std::error_code ignored;
@@ -28,11 +36,53 @@ std::string basePath(const std::string &typed) {
     return typed;
 }
 
-OpenFile OpenFile::forReading(const std::string &name) { return open(name, ISINPUT | ISLOCKMANUAL); }
+OpenFile OpenFile::forReading(const std::string &name) {
+    const int fd = isopen(name.c_str(), ISINPUT | ISLOCKMANUAL | ISVARAUTO);
+    if (fd >= 0) return {fd, name};
+    // Locks are for those who may write the file.
+    if (iserrno != EACCES && iserrno != EROFS) failCall(name, "cannot be opened");
+    return withoutLocks(name);
+}
+
+OpenFile OpenFile::withoutLocks(const std::string &name) {
+    const int code = iserrno, io = iserrio;
+    const int fd = isopen(name.c_str(), ISINPUT | ISLOCKNONE | ISVARAUTO);
+    if (fd < 0) {
+        iserrno = code;
+        iserrio = io;
+        failCall(name, "cannot be opened");
+    }
+    OpenFile file(fd, name);
+    if (othersHave(name))
+        throw Failure(name + ": others have it open, and who may not write it gets no locks to read it beside them");
+    return file;
+}
 
 OpenFile OpenFile::forChanging(const std::string &name) { return open(name, ISINOUT | ISLOCKMANUAL); }
 
 OpenFile OpenFile::alone(const std::string &name) { return open(name, ISINOUT | ISLOCKEXCL); }
+
+OpenFile OpenFile::built(const std::string &name, int minimum, int maximum, KeyDesc first, int mode) {
+    const std::string index = linkedPlace(name) + ".idx", data = linkedPlace(name) + ".dat";
+    const bool index_was_there = isThere(index), data_was_there = isThere(data);
+    const int fd = isvbuild(name.c_str(), minimum, maximum, &first, mode);
+    if (fd < 0) {
+        // What the call made before it failed stays on disk. What somebody else has made meanwhile is told by EEXIST.
+        const int code = iserrno, io = iserrio;
+        std::error_code ignored;
+        if (!index_was_there && !(code == EEXIST && io == kMadeIndex)) std::filesystem::remove(index, ignored);
+        if (!data_was_there && code != EEXIST) std::filesystem::remove(data, ignored);
+        iserrno = code;
+        iserrio = io;
+        failCall(name, "cannot be made");
+    }
+    try {
+        return {fd, name};
+    } catch (const Failure &) {
+        iserase(name.c_str());
+        throw;
+    }
+}
 
 OpenFile OpenFile::open(const std::string &name, int mode) {
     const int fd = isopen(name.c_str(), mode | ISVARAUTO);

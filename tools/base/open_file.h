@@ -13,12 +13,15 @@ std::string basePath(const std::string &typed);
 
 class OpenFile {
   public:
-    // Opens `name` for reading, records of whichever kind; throws Failure.
+    // Opens `name` for reading, records of whichever kind; without locks where it may only be read and nobody has it.
+    // Throws Failure.
     static OpenFile forReading(const std::string &name);
     // The same to change records as well.
     static OpenFile forChanging(const std::string &name);
     // The same with nobody beside it.
     static OpenFile alone(const std::string &name);
+    // Makes a new set, open alone where `mode` says so; `first` is its first key. Leaves nothing behind where it fails.
+    static OpenFile built(const std::string &name, int minimum, int maximum, KeyDesc first, int mode);
     // Takes over a descriptor, such as isbuild's.
     OpenFile(int fd, std::string name);
 
@@ -50,6 +53,7 @@ class OpenFile {
     std::vector<KeyDesc> indexes() const;
 
   private:
+    static OpenFile withoutLocks(const std::string &name);
     static OpenFile open(const std::string &name, int mode);
     void learn();
     bool hasMode(int bit) const;

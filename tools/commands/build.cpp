@@ -36,9 +36,7 @@ OpenFile make(const Options &options, const Layout &layout) {
     if (layout.masks) mode |= ISMASK;
     KeyDesc first = {};
     if (layout.primary) first = layout.indexes.front();
-    const int fd = isvbuild(options.file.c_str(), layout.minimum, layout.maximum, &first, mode);
-    if (fd < 0) failCall(options.file, "cannot be made");
-    return {fd, options.file};
+    return OpenFile::built(options.file, layout.minimum, layout.maximum, first, mode);
 }
 
 void addIndexes(const OpenFile &file, const Layout &layout) {
@@ -65,9 +63,10 @@ class KeptLayout {
             throw Failure(to_ + ": is there already, and is not " + from_);
     }
     void keep() const {
-        std::error_code error;
-        if (!there_ && !std::filesystem::copy_file(from_, to_, error))
-            throw Failure(to_ + ": cannot be made: " + error.message());
+        std::error_code error, ignored;
+        if (there_ || std::filesystem::copy_file(from_, to_, error)) return;
+        std::filesystem::remove(to_, ignored);
+        throw Failure(to_ + ": cannot be made: " + error.message());
     }
 
   private:
@@ -84,13 +83,13 @@ int run(const Options &options) {
     OpenFile file = make(options, layout);
     try {
         addIndexes(file, layout);
+        kept.keep();
     } catch (const Failure &) {
         file.close();
         iserase(options.file.c_str());
         throw;
     }
     file.close();
-    kept.keep();
     return kClean;
 }
 

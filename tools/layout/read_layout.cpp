@@ -308,6 +308,8 @@ class Reader {
             std::istringstream in(text);
             for (std::string line; std::getline(in, line);) {
                 ++line_;
+                // Editors of other systems put it before a text to tell that it is UTF-8.
+                if (line_ == 1 && line.starts_with("\xef\xbb\xbf")) line.erase(0, 3);
                 readLine(line);
             }
             checkAll();
