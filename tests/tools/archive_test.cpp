@@ -352,4 +352,23 @@ TEST_F(Archive, IsRefusedAndLeavesNothingWhicheverByteIsAnother) {
     }
 }
 
+// Half of a file must not stand where the whole one is looked for.
+TEST_F(Archive, HasItsNameOnlyWhenItIsWhole) {
+    makeSample("file", allKinds()[3], 2, 20000);
+    const std::vector<std::string> before = snapshot("file");
+    put("archive", dump("file"));
+    ASSERT_GT(get("archive").size(), 200000U);
+    const tool_tests::Ran ran = shell("mkfifo pipe; isam load new pipe --format binary & pid=$!; exec 3>pipe\n"
+                                      "head -c 100000 archive >&3\n"
+                                      "until [ -s new.being-loaded.dat ]; do sleep 0.05; done\n"
+                                      "isam load new archive --format binary; echo $?\n"
+                                      "kill -KILL $pid; wait $pid; ls new*");
+    EXPECT_EQ(ran.out, "2\nnew.being-loaded.dat\nnew.being-loaded.idx\n");
+    EXPECT_NE(ran.err.find("isam load: new: is being loaded by another process\n"), std::string::npos) << ran.err;
+    // What it has left behind is in nobody's way.
+    EXPECT_EQ(load(get("archive"), "new"), Notes());
+    EXPECT_EQ(snapshot("new"), before);
+    EXPECT_EQ(shell("ls | grep being").out, "");
+}
+
 }  // namespace

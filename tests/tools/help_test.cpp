@@ -33,6 +33,16 @@ TEST_F(Help, SaysWhatIsWrongWithTheArgumentsAndExitsWithTwo) {
     }
 }
 
+TEST_F(Help, FaultsOfArgumentsNameTheCommandAndWhatItTakes) {
+    EXPECT_EQ(isam("scan planets --limit -1").err,
+              "isam scan: --limit: '-1' is to be a whole number from 0 to 999999999\n"
+              "'isam scan --help' tells how it is used.\n");
+    EXPECT_EQ(isam("get planets 1 --index 99999999999999").status, 2);
+    EXPECT_EQ(isam("chek planets").err, "isam: there is no command 'chek'\n'isam --help' tells how it is used.\n");
+    EXPECT_EQ(isam("dump planets --format xml").err, "isam dump: --format: xml not in {csv,jsonl,binary}\n"
+                                                     "'isam dump --help' tells how it is used.\n");
+}
+
 TEST_F(Help, TellsWhyAFileCannotBeOpened) {
     const Ran ran = isam("info planets");
     EXPECT_EQ(ran.status, 2);

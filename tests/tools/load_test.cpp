@@ -1,4 +1,5 @@
 // What isam load takes, what it refuses and how it says so.
+#include "tools/other_process.h"
 #include "tools/tool_run.h"
 
 #include <isam.h>
@@ -170,6 +171,52 @@ TEST_F(Load, UpdatesLeaveAloneWhatTheRowsDoNotSay) {
     EXPECT_EQ(load("number,name\n1,b\n", "--update --skip-duplicates").out,
               "0 written, 0 updated, 1 skipped, 0 refused\n");
     EXPECT_EQ(rows(), "1,a,5.00,,first,,\n2,b,7.00,,,,\n3,,8.00,,third,,\n");
+}
+
+// Another process counts in bytes of the record that the rows leave alone.
+TEST_F(Load, UpdatesLoseNothingThatOthersWriteMeanwhile) {
+    constexpr int kTimes = 2000;
+    ASSERT_EQ(load("number,name\n1,first\n").status, 0);
+    const tool_tests::Holder holder([] {},
+                                    [] {
+                                        std::string record(400, '\0');
+                                        const int fd = isopen("goods", ISINOUT | ISLOCKMANUAL | ISVARAUTO);
+                                        stlong(1, record.data());
+                                        for (int done = 0; done < kTimes;) {
+                                            if (isread(fd, record.data(), ISEQUAL | ISLOCK) != 0) continue;
+                                            stlong(done == 0 ? 1 : ldlong(&record[36]) + 1, &record[36]);
+                                            if (isrewcurr(fd, record.data()) == 0) ++done;
+                                            isrelease(fd);
+                                        }
+                                        isclose(fd);
+                                        std::filesystem::create_directory("counted");
+                                    });
+    const_cast<tool_tests::Holder &>(holder).goOn();
+    std::string rows = "number,name\n";
+    for (int i = 0; i < 200; ++i)
+        rows += "1,name " + std::to_string(i) + "\n";
+    while (!std::filesystem::exists(path("counted")))
+        load(rows, "--update --keep-going");
+    std::string record(400, '\0');
+    const int fd = isopen("goods", ISINPUT | ISLOCKMANUAL | ISVARAUTO);
+    ASSERT_GE(fd, 0);
+    stlong(1, record.data());
+    ASSERT_EQ(isread(fd, record.data(), ISEQUAL), 0);
+    EXPECT_EQ(ldlong(&record[36]), kTimes);
+    ASSERT_EQ(isclose(fd), 0);
+}
+
+// A file keeps no number free while numbers are given; that must not stay so.
+TEST_F(Load, ASignalEndsItWithTheFileAsItShouldBe) {
+    const Ran ran = shell("mkfifo pipe; isam load goods pipe --numbers & pid=$!; exec 3>pipe\n"
+                          "printf 'number,@recnum\\n1,3\\n2,5\\n' >&3\n"
+                          "while [ $(wc -c <goods.dat) -lt 255 ]; do sleep 0.05; done\n"
+                          "kill -TERM $pid; wait $pid; echo $?");
+    EXPECT_EQ(ran.out, "2 written, 0 updated, 0 skipped, 0 refused\n143\n");
+    EXPECT_EQ(ran.err.substr(0, ran.err.find('\n')), "isam load: pipe: stopped by a signal behind the row of line 3");
+    const std::string info = isam("info goods").out;
+    EXPECT_NE(info.find("2; highest number 5, 3 numbers free"), std::string::npos) << info;
+    EXPECT_NE(info.find("precious        no\n"), std::string::npos) << info;
 }
 
 TEST_F(Load, UpdatesNeedAUniquePrimaryKey) {

@@ -90,6 +90,9 @@ TEST_F(Query, KeysThatCannotBeAreRefused) {
     refused("--index 1 name=Bob", "key 'name=Bob': index 1 does not begin with that");
     refused("name=Meyer,Bob", "key 'name=Meyer,Bob': name all of its parts, or none");
     refused("--index 2 'a\"b'", "key 'a\"b': has quotes where none can be");
+    refused("nam=Bob", "key 'nam=Bob': there is no field 'nam'");
+    refused("'name=\"a\"'", "key 'name=\"a\"': has quotes where none can be; quotes go round name and value: "
+                            "\"name=one, two\"");
     refused("--index 2 ABCDEFGHIJK", "key 'ABCDEFGHIJK': name has 11 bytes, the field 10");
     refused("--index 4 a", "staff: has no index 4");
     refused("--index 0 a", "'a' is no record number");

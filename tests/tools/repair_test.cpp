@@ -195,11 +195,35 @@ TEST_F(Repair, MendsInPlaceWhatSuffices) {
                        "fixed: index 1 made anew\n"
                        "fixed: index 2 made anew\n"
                        "fixed: index 3 made anew\n"
+                       "fixed: 1 record is marked deleted, though indexes have the keys: taken for deleted\n"
                        "fixed: sound again; where transactions are logged, begin a new log\n");
     EXPECT_EQ(get("fixed.idx.before-repair"), index);
     EXPECT_EQ(get("fixed.dat.before-repair"), data);
     Contents expected = before;
     expected.erase(10);
+    EXPECT_EQ(contentsOf("fixed"), expected);
+}
+
+// Zeros in a slot look as a deleted record does.
+TEST_F(Repair, TellsHowManyRecordsTheDataFileHasLost) {
+    tool_tests::buildSample("fixed", kRecords);
+    Contents expected = contentsOf("fixed");
+    const std::string index = get("fixed.idx");
+    change("fixed.dat", [](std::string &bytes) { zero(bytes, 31 * 9, 31 * 5); });
+    const std::string line = "fixed: 5 records are lost: indexes have the keys, but something else stands in the data "
+                             "file\n";
+    EXPECT_NE(isam("repair --dry-run fixed").out.find(line), std::string::npos);
+    const std::string data = get("fixed.dat");
+    const json report = mended("fixed");
+    EXPECT_EQ(report["recordsLost"], 5);
+    EXPECT_EQ(report["recordsDeleted"], 0);
+    expected.erase(expected.lower_bound(10), expected.upper_bound(14));
+    EXPECT_EQ(contentsOf("fixed"), expected);
+    // The same where a new set is made.
+    put("fixed.idx", index);
+    put("fixed.dat", data);
+    change("fixed.idx", [](std::string &bytes) { bytes[18] = 0x7f; });
+    EXPECT_EQ(mended("fixed")["recordsLost"], 5);
     EXPECT_EQ(contentsOf("fixed"), expected);
 }
 

@@ -6,13 +6,17 @@
 #include "archive/stream.h"
 #include "base/failure.h"
 #include "base/key_image.h"
+#include "base/place.h"
 #include "base/progress.h"
 #include "base/scan.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cmath>
+#include <cstdio>
 #include <cstring>
+#include <fcntl.h>
 #include <filesystem>
 #include <map>
 #include <optional>
@@ -28,6 +32,7 @@ constexpr long kOutOfAllIndexes = 0xffffffff;
 constexpr unsigned kByteValues = 256;
 constexpr int kMostLength = 65535;
 constexpr unsigned kTypeBits = 0x3f;
+constexpr std::array<const char *, 2> kExtensions = {".idx", ".dat"};
 
 struct Head {
     unsigned kind = 0;
@@ -133,23 +138,24 @@ bool exists(const std::string &path) {
     return std::filesystem::exists(std::filesystem::symlink_status(path, ignored));
 }
 
-// A file set in the making, removed again unless it is kept.
+// A file set in the making, beside the place that it gets when it is whole; removed unless it is kept.
 class NewFile {
   public:
-    NewFile(const std::string &name, const Head &head) : name_(name) {
-        for (const char *extension : {".idx", ".dat"})
-            if (exists(name + extension)) throw Failure(name + ": a file of that name exists: " + name + extension);
+    NewFile(const std::string &name, const Head &head) : place_(linkedPlace(name)), name_(place_ + ".being-loaded") {
+        for (const char *extension : kExtensions)
+            if (exists(place_ + extension)) throw Failure(name + ": a file of that name exists: " + place_ + extension);
+        removeLeftOver();
         unsigned mode = ISINOUT | ISLOCKEXCL | ISNOLOG | ISMAPPED;
         if (head.is(archive::kVariable)) mode |= ISVARLEN;
         if (head.is(archive::kCompressed)) mode |= ISVARLEN | ISCOMPRESS;
         if (head.is(archive::kMasks)) mode |= ISMASK;
         KeyDesc key = head.is(archive::kByNumber) ? KeyDesc{} : head.keys.front();
-        const int fd = isvbuild(name.c_str(), head.minimum, head.maximum, &key, static_cast<int>(mode));
+        const int fd = isvbuild(name_.c_str(), head.minimum, head.maximum, &key, static_cast<int>(mode));
         if (fd < 0) giveUp();
         try {
-            file_.emplace(fd, name);
+            file_.emplace(fd, name_);
         } catch (const Failure &) {
-            iserase(name.c_str());
+            iserase(name_.c_str());
             throw;
         }
     }
@@ -162,12 +168,44 @@ class NewFile {
     }
 
     const OpenFile &file() const { return *file_; }
+    // The data file goes first: without an index file there is no set. Nothing that stands there by now is replaced.
     void keep() {
         file_->close();
         file_.reset();
+        const bool has_data = exists(name_ + ".dat");
+        if (has_data && !isMoved(".dat")) giveUpMoving(".dat");
+        if (isMoved(".idx")) return;
+        const int code = errno;
+        if (has_data) std::remove((place_ + ".dat").c_str());
+        errno = code;
+        giveUpMoving(".idx");
     }
 
   private:
+    bool isMoved(const std::string &extension) const {
+        const std::string from = name_ + extension, to = place_ + extension;
+        if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
+        // Not every file system knows how not to replace.
+        return errno == EINVAL && !exists(to) && std::rename(from.c_str(), to.c_str()) == 0;
+    }
+
+    [[noreturn]] void giveUpMoving(const std::string &extension) const {
+        const int code = errno;
+        for (const char *each : kExtensions)
+            std::remove((name_ + each).c_str());
+        errno = code;
+        failSystem(place_ + extension, "cannot be made");
+    }
+
+    // What a process that was killed has left here. One that is at work has it to itself.
+    void removeLeftOver() const {
+        for (const char *extension : kExtensions)
+            if (exists(name_ + extension) && othersHave(name_))
+                throw Failure(place_ + ": is being loaded by another process");
+        for (const char *extension : kExtensions)
+            std::remove((name_ + extension).c_str());
+    }
+
     // What isbuild made before it failed stays on disk.
     [[noreturn]] void giveUp() const {
         const int code = iserrno;
@@ -175,18 +213,20 @@ class NewFile {
         std::error_code ignored;
         if (code != EEXIST || io != kMadeIndex) std::filesystem::remove(name_ + ".idx", ignored);
         if (code != EEXIST || (io != kMadeIndex && io != kMadeData)) std::filesystem::remove(name_ + ".dat", ignored);
-        failCall(name_, "cannot be made");
+        failCall(place_, "cannot be made");
     }
 
+    std::string place_;
     std::string name_;
     std::optional<OpenFile> file_;
 };
 
 class Reader {
   public:
-    Reader(ArchiveIn &in, const Head &head, const OpenFile &file)
-        : in_(in), head_(head), file_(file), fd_(file.fd()), record_(recordRoom(file)),
-          progress_("loading " + file.name(), head.about), sets_(movableSets(head.keys, head.fillings)) {}
+    // name: what failures call the file.
+    Reader(ArchiveIn &in, const Head &head, const OpenFile &file, const std::string &name)
+        : in_(in), head_(head), file_(file), name_(name), fd_(file.fd()), record_(recordRoom(file)),
+          progress_("loading " + name, head.about), sets_(movableSets(head.keys, head.fillings)) {}
 
     std::vector<std::string> read() {
         for (std::size_t i = firstIndex(); i < head_.keys.size(); ++i)
@@ -207,12 +247,12 @@ class Reader {
     std::size_t firstIndex() const { return head_.is(archive::kByNumber) ? 0 : 1; }
 
     void need(int result) const {
-        if (result != 0) failCall(file_.name(), "cannot be loaded");
+        if (result != 0) failCall(name_, "cannot be loaded");
     }
 
     void addIndex(std::size_t i) const {
         KeyDesc key = head_.keys[i];
-        if (isaddindex(fd_, &key) != 0) failCall(file_.name(), "index " + std::to_string(i + 1) + " cannot be made");
+        if (isaddindex(fd_, &key) != 0) failCall(name_, "index " + std::to_string(i + 1) + " cannot be made");
     }
 
     // The file ends with a slot that is free: a record of that number comes and goes. In precious mode its number is
@@ -236,7 +276,7 @@ class Reader {
         if (head_.is(archive::kMasks)) issetmask(fd_, mask);
         isreclen = length;
         if (iswrite(fd_, record_.data()) != 0)
-            failCall(file_.name(), "record " + std::to_string(number) + " cannot be loaded");
+            failCall(name_, "record " + std::to_string(number) + " cannot be loaded");
         if (isrecnum != static_cast<long>(number)) in_.damaged("its record numbers do not fit together");
         last_ = number;
     }
@@ -364,6 +404,7 @@ class Reader {
     ArchiveIn &in_;
     const Head &head_;
     const OpenFile &file_;
+    const std::string &name_;
     int fd_;
     std::vector<char> record_;
     Progress progress_;
@@ -381,7 +422,7 @@ std::vector<std::string> readArchive(std::istream &in, const std::string &name) 
     ArchiveIn archive(in, name);
     const Head head = getHead(archive);
     NewFile made(name, head);
-    std::vector<std::string> notes = Reader(archive, head, made.file()).read();
+    std::vector<std::string> notes = Reader(archive, head, made.file(), name).read();
     made.keep();
     return notes;
 }

@@ -1,7 +1,9 @@
 #include "base/open_file.h"
 
 #include "base/failure.h"
+#include "base/place.h"
 
+#include <cerrno>
 #include <filesystem>
 #include <utility>
 
@@ -32,7 +34,27 @@ std::string basePath(const std::string &typed) {
     return typed;
 }
 
-OpenFile OpenFile::forReading(const std::string &name) { return open(name, ISINPUT | ISLOCKMANUAL); }
+OpenFile OpenFile::forReading(const std::string &name) {
+    const int fd = isopen(name.c_str(), ISINPUT | ISLOCKMANUAL | ISVARAUTO);
+    if (fd >= 0) return {fd, name};
+    // Locks are for those who may write the file.
+    if (iserrno != EACCES && iserrno != EROFS) failCall(name, "cannot be opened");
+    return withoutLocks(name);
+}
+
+OpenFile OpenFile::withoutLocks(const std::string &name) {
+    const int code = iserrno, io = iserrio;
+    const int fd = isopen(name.c_str(), ISINPUT | ISLOCKNONE | ISVARAUTO);
+    if (fd < 0) {
+        iserrno = code;
+        iserrio = io;
+        failCall(name, "cannot be opened");
+    }
+    OpenFile file(fd, name);
+    if (othersHave(name))
+        throw Failure(name + ": others have it open, and who may not write it gets no locks to read it beside them");
+    return file;
+}
 
 OpenFile OpenFile::forChanging(const std::string &name) { return open(name, ISINOUT | ISLOCKMANUAL); }
 

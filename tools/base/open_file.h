@@ -13,7 +13,8 @@ std::string basePath(const std::string &typed);
 
 class OpenFile {
   public:
-    // Opens `name` for reading, records of whichever kind; throws Failure.
+    // Opens `name` for reading, records of whichever kind; without locks where it may only be read and nobody has it.
+    // Throws Failure.
     static OpenFile forReading(const std::string &name);
     // The same to change records as well.
     static OpenFile forChanging(const std::string &name);
@@ -50,6 +51,7 @@ class OpenFile {
     std::vector<KeyDesc> indexes() const;
 
   private:
+    static OpenFile withoutLocks(const std::string &name);
     static OpenFile open(const std::string &name, int mode);
     void learn();
     bool hasMode(int bit) const;

@@ -6,7 +6,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <fcntl.h>
+#include <iostream>
 #include <isam.h>
+#include <new>
 #include <utility>
 
 namespace tool {
@@ -41,6 +44,13 @@ void stop(char *message) {
     std::fflush(stdout);
     std::fprintf(stderr, "%s: %s\n", running.c_str(), message);
     std::_Exit(kCannot);
+}
+
+// What is opened next must not get the number of a standard stream that the caller has closed: messages would go into
+// it. What stands there instead can be neither read nor written as the stream would be.
+void holdStandardStreams() {
+    for (int fd = 0; fd <= 2; ++fd)
+        if (fcntl(fd, F_GETFD) < 0) static_cast<void>(open("/dev/null", fd == 0 ? O_WRONLY : O_RDONLY));
 }
 
 }  // namespace
@@ -82,26 +92,50 @@ CLI::Option *Program::addFile(CLI::App *command, std::string &file) {
         ->type_name("");
 }
 
+CLI::Validator Program::wholeNumber() {
+    const auto check = [](const std::string &typed) -> std::string {
+        const bool digits = !typed.empty() && typed.find_first_not_of("0123456789") == std::string::npos;
+        return digits && typed.size() <= 9 ? "" : "'" + typed + "' is to be a whole number from 0 to 999999999";
+    };
+    return {check, ""};
+}
+
 CLI::Option *Program::addJson(CLI::App *command, bool &json) {
     return command->add_flag("--json", json, "print JSON, for programs");
 }
 
 int Program::main(int argc, char **argv) {
+    holdStandardStreams();
+    int status = kCannot;
+    const CLI::App *command = &root_;
+    const auto complain = [&command](const char *what) {
+        std::fflush(stdout);
+        std::fprintf(stderr, "%s: %s\n", fullName(command).c_str(), what);
+    };
     try {
         root_.parse(argc, argv);
-    } catch (const CLI::ParseError &error) {
-        return root_.exit(error) == 0 ? kClean : kCannot;
-    }
-    const CLI::App *command = chosen(&root_);
-    running = fullName(command);
-    isfatal(stop);
-    int status = kCannot;
-    try {
+        command = chosen(&root_);
+        running = fullName(command);
+        isfatal(stop);
         status = runs_.at(command)();
+    } catch (const CLI::ParseError &error) {
+        command = chosen(&root_);
+        if (error.get_exit_code() == 0) {
+            root_.exit(error);
+            status = kClean;
+        } else {
+            const bool no_command = command == &root_ && argc > 1 && argv[1][0] != '-';
+            complain(no_command ? ("there is no command '" + std::string(argv[1]) + "'").c_str() : error.what());
+            std::fprintf(stderr, "'%s --help' tells how it is used.\n", fullName(command).c_str());
+        }
     } catch (const Failure &failure) {
-        std::fflush(stdout);
-        std::fprintf(stderr, "%s: %s\n", fullName(command).c_str(), failure.what());
+        complain(failure.what());
+    } catch (const std::bad_alloc &) {
+        complain("there is not enough memory");
+    } catch (const std::exception &other) {
+        complain(other.what());
     }
+    std::cout.flush();
     if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
         std::fprintf(stderr, "%s: the output cannot be written\n", fullName(command).c_str());
         status = kCannot;

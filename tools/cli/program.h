@@ -40,6 +40,8 @@ class Program {
 
     // "FILE", the base path of a file set, with whatever basePath makes of it.
     static CLI::Option *addFile(CLI::App *command, std::string &file);
+    // What an option takes that counts something: a number from 0 on.
+    static CLI::Validator wholeNumber();
     // "--json".
     static CLI::Option *addJson(CLI::App *command, bool &json);
 

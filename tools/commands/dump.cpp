@@ -2,6 +2,7 @@
 #include "archive/archive.h"
 #include "base/failure.h"
 #include "base/out_file.h"
+#include "base/place.h"
 #include "base/progress.h"
 #include "commands/commands.h"
 #include "records/record_file.h"
@@ -27,6 +28,7 @@ struct Options {
 };
 
 void dumpRows(const Options &options) {
+    refuseOwnFiles(options.output, options.file.file);
     const RecordFile opened(OpenFile::forReading(options.file.file), options.file);
     const int any = opened.layout.keysAlone() ? 1 : 0;
     WholeWalk walk(opened.file, opened.layout, options.index == kNoIndex ? any : options.index);
@@ -49,16 +51,19 @@ void dumpRows(const Options &options) {
 void dumpArchive(const Options &options) {
     if (options.index != kNoIndex || options.numbers || !options.file.layout.empty())
         throw Failure("the binary form has everything in its own order: no --index, --numbers or --layout");
+    refuseOwnFiles(options.output, options.file.file);
     const OpenFile file = OpenFile::forReading(options.file.file);
     const bool to_file = !options.output.empty() && options.output != "-";
     if (!to_file && isatty(STDOUT_FILENO) == 1) throw Failure("the binary form is not for a terminal; see --output");
+    std::optional<NewOutput> output;
     std::ofstream made;
-    if (to_file) made.open(options.output, std::ios::binary | std::ios::trunc);
+    if (to_file) made.open(output.emplace(options.output).work(), std::ios::binary | std::ios::trunc);
     if (!made) failSystem(options.output, "cannot be made");
     for (const std::string &note : writeArchive(file, to_file ? made : std::cout))
         std::fprintf(stderr, "isam dump: %s: %s\n", options.file.file.c_str(), note.c_str());
     if (to_file) made.close();
     if (!made || !std::cout.flush()) throw Failure("the archive cannot be written");
+    if (output) output->keep();
 }
 
 int run(const Options &options) {
@@ -95,7 +100,7 @@ void addDump(Program &program) {
     command->add_option("--output,-o", options->output, "the file to write, in place of standard output")
         ->type_name("PATH");
     command->add_option("--index,-i", options->index, "order of the records: an index, or 0 for record numbers")
-        ->check(CLI::NonNegativeNumber)
+        ->check(Program::wholeNumber())
         ->type_name("N");
     command->add_flag("--numbers", options->numbers, "a column @recnum with record numbers");
     program.onRun(command, [options] { return run(*options); });

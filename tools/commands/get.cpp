@@ -76,7 +76,7 @@ void addGet(Program &program) {
     addRecordFile(command, options->file);
     command->add_option("KEY", options->key, "the key, or its first parts")->required()->type_name("");
     command->add_option("--index,-i", options->index, "the index to look in, or 0 for record numbers")
-        ->check(CLI::NonNegativeNumber)
+        ->check(Program::wholeNumber())
         ->type_name("N");
     command->add_flag("--all", options->all, "all records that have the key");
     command->add_flag("--numbers", options->numbers, "show record numbers");

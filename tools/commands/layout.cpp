@@ -3,6 +3,7 @@
 
 #include "base/failure.h"
 #include "base/out_file.h"
+#include "base/place.h"
 #include "base/progress.h"
 #include "commands/commands.h"
 #include "records/guess.h"
@@ -83,6 +84,7 @@ int run(const Options &options) {
     std::error_code ignored;
     if (options.write && !options.force && std::filesystem::exists(path, ignored))
         throw Failure(path + ": is there already; --force writes over it");
+    refuseOwnFiles(path, options.file);
     const std::string text = proposal(file);
     OutFile out(path);
     std::fwrite(text.data(), 1, text.size(), out.file());

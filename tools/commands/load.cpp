@@ -3,6 +3,7 @@
 #include "base/failure.h"
 #include "base/json.h"
 #include "base/progress.h"
+#include "base/stop_signals.h"
 #include "commands/commands.h"
 #include "records/loader.h"
 #include "records/record_file.h"
@@ -73,6 +74,7 @@ void tell(const LoadCounts &counts, bool json) {
 }
 
 int loadRows(const Options &options) {
+    const StopSignals stop;
     const bool alone = options.alone || options.load.numbers;
     RecordFile opened(alone ? OpenFile::alone(options.file.file) : OpenFile::forChanging(options.file.file),
                       options.file);
@@ -89,10 +91,20 @@ int loadRows(const Options &options) {
         return all;
     };
     InputRow row;
+    long last = 0;  // the line of the row done last
+    const auto stopped = [&] {
+        progress.clear();
+        tell(counts(), options.json);
+        std::fprintf(stderr, "isam load: %s: stopped by a signal behind the row of line %ld\n", input.name().c_str(),
+                     last);
+        return kCannot;
+    };
     for (bool more = true; more;) {
+        if (stop.caught()) return stopped();
         try {
             more = source->next(row);
             if (more) loader.load(row);
+            last = row.line;
         } catch (const RowFault &fault) {
             const std::string what = input.name() + ": line " + std::to_string(row.line) + ": " + fault.what();
             ++refused;
@@ -103,6 +115,7 @@ int loadRows(const Options &options) {
             }
             std::fprintf(stderr, "isam load: %s\n", what.c_str());
         } catch (const Failure &) {
+            if (stop.caught()) return stopped();
             progress.clear();
             tell(counts(), options.json);
             throw;

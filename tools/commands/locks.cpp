@@ -2,7 +2,7 @@
 #include "base/failure.h"
 #include "base/hex_text.h"
 #include "base/json.h"
-#include "index/file_view.h"
+#include "base/place.h"
 #include "commands/commands.h"
 #include "locks/lock_table.h"
 #include "locks/lock_words.h"

@@ -1,6 +1,7 @@
 // isam map: what each node of an index file is.
 #include "base/failure.h"
 #include "base/json.h"
+#include "base/place.h"
 #include "base/progress.h"
 #include "base/table.h"
 #include "commands/commands.h"
@@ -69,6 +70,7 @@ Json mapJson(const Options &options, const Survey &survey, int node_size) {
 }
 
 int run(const Options &options) {
+    refuseOwnFiles(options.svg, options.file);
     const FileView view(options.file, FileView::Access::kShared);
     const Shape shape = readShape(view);
     if (!shape.headerRead) throw Failure(options.file + ": " + shape.problems.at(0));

@@ -5,6 +5,7 @@
 #include "commands/commands.h"
 #include "mend/copies.h"
 #include "mend/in_place.h"
+#include "mend/lost_records.h"
 #include "mend/new_set.h"
 
 #include <cstdio>
@@ -33,13 +34,14 @@ class Repair {
             return end("sound");
         }
         needData(checked);
+        findLost(checked);
         if (options_.dryRun) {
             plan(checked);
             return end("not mended");
         }
-        if (!isMendedInPlace(checked)) shapeOf(FileView(options_.file, FileView::Access::kShared));
         keepCopy();
         if (!isMendedInPlace(checked) || !mendedInPlace(checked)) makeAnew();
+        tellLost();
         say("sound again; where transactions are logged, begin a new log");
         return end("mended");
     }
@@ -65,6 +67,23 @@ class Repair {
         const std::optional<Layout> layout = layoutBeside(view);
         if (view.hasIndex() && layout && layout->keysAlone()) return;
         throw Failure(options_.file + ": the data file is missing: there is nothing to make the records from");
+    }
+
+    // Before anything is made anew, for then nothing tells of them any more.
+    void findLost(const Checked &checked) {
+        const FileView view(options_.file, FileView::Access::kShared);
+        lost_ = findLostRecords(view, isMendedInPlace(checked) ? checked.shape : shapeOf(view).shape);
+    }
+
+    void tellLost() {
+        if (lost_.gone != 0)
+            say(counted(lost_.gone, "record is", "records are") +
+                " lost: indexes have the keys, but something else stands in the data file");
+        if (lost_.deleted != 0)
+            say(counted(lost_.deleted, "record is", "records are") +
+                " marked deleted, though indexes have the keys: taken for deleted");
+        report_["recordsLost"] = lost_.gone;
+        report_["recordsDeleted"] = lost_.deleted;
     }
 
     void keepCopy() {
@@ -157,11 +176,13 @@ class Repair {
             for (const std::string &step : stepsInPlace(checked))
                 say("would have the " + step);
             say("where that does not suffice, a new set would be made from the records");
+            tellLost();
             return;
         }
         BestShape best = shapeOf(view);
         const Saved saved = countSaved(view, best);
         tell(best, saved, freeName(view.place() + ".rejected"), "the set would be made anew from ");
+        tellLost();
     }
 
     static std::string freeName(const std::string &path) {
@@ -173,6 +194,7 @@ class Repair {
 
     const Options &options_;
     std::vector<std::string> lines_;
+    LostRecords lost_;
     Json report_ = Json::object();
 };
 

@@ -143,7 +143,7 @@ void addScan(Program &program) {
          {"isam scan orders --reverse --limit 10", "The last ten."}});
     addRecordFile(command, options->file);
     command->add_option("--index,-i", options->index, "the index, or 0 for record numbers")
-        ->check(CLI::NonNegativeNumber)
+        ->check(Program::wholeNumber())
         ->type_name("N");
     auto *from = command->add_option("--from", options->from, "the first key, or its first parts")->type_name("KEY");
     auto *to = command->add_option("--to", options->to, "the last key, or its first parts")->type_name("KEY");
@@ -153,7 +153,7 @@ void addScan(Program &program) {
         ->excludes(to);
     command->add_flag("--reverse", options->reverse, "from the last key to the first");
     command->add_option("--limit", options->limit, "so many records at most")
-        ->check(CLI::NonNegativeNumber)
+        ->check(Program::wholeNumber())
         ->type_name("N");
     auto *format = command->add_option("--format,-f", options->format, "table (unless it is given), csv or jsonl")
                        ->check(CLI::IsMember({"table", "csv", "jsonl"}))

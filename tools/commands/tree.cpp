@@ -2,6 +2,7 @@
 #include "base/failure.h"
 #include "base/json.h"
 #include "base/key_text.h"
+#include "base/place.h"
 #include "base/progress.h"
 #include "base/table.h"
 #include "commands/commands.h"
@@ -68,6 +69,7 @@ Json treeJson(const Options &options, const Tree &tree, int node_size) {
 }
 
 int run(const Options &options) {
+    refuseOwnFiles(options.svg, options.file);
     const FileView view(options.file, FileView::Access::kShared);
     const Shape shape = readShape(view);
     if (!shape.headerRead || !shape.indexesRead) throw Failure(options.file + ": " + shape.problems.at(0));

@@ -1,11 +1,11 @@
 #include "index/file_view.h"
 
 #include "base/failure.h"
+#include "base/place.h"
 #include "lock/lock_layout.h"
 
 #include <cerrno>
 #include <fcntl.h>
-#include <fstream>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -52,15 +52,6 @@ int openFile(const std::string &path, bool alone) {
 }
 
 }  // namespace
-
-std::string linkedPlace(const std::string &base) {
-    std::ifstream link(base + ".lnk", std::ios::binary);
-    std::string line;
-    if (!link || !std::getline(link, line) || line.empty()) return base;
-    // As the library reads it: the line's last character is its end, there or not.
-    if (link.eof()) line.pop_back();
-    return line;
-}
 
 FileView::FileView(const std::string &base, Access access) : name_(base), place_(linkedPlace(base)) {
     const bool alone = access == Access::kAlone;

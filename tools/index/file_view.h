@@ -51,7 +51,4 @@ class FileView {
     std::uint64_t data_size_ = 0;
 };
 
-// The base path with what a link file NAME.lnk puts in its place.
-std::string linkedPlace(const std::string &base);
-
 }  // namespace tool

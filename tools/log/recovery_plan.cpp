@@ -2,7 +2,7 @@
 
 #include "base/failure.h"
 #include "base/hex_text.h"
-#include "index/file_view.h"
+#include "base/place.h"
 #include "base/progress.h"
 #include "log/log_file.h"
 #include "log/log_summary.h"

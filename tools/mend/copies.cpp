@@ -15,11 +15,49 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr std::size_t kPiece = std::size_t{1} << 20U;
+
 std::vector<std::string> filesOf(const FileView &view) {
     std::vector<std::string> files;
     if (view.hasIndex()) files.push_back(view.indexPath());
     if (view.hasData()) files.push_back(view.dataPath());
     return files;
+}
+
+bool isWritten(int fd, const char *bytes, std::size_t count) {
+    while (count != 0) {
+        const ssize_t put = write(fd, bytes, count);
+        if (put < 0 && errno == EINTR) continue;
+        if (put < 0) return false;
+        bytes += put;
+        count -= static_cast<std::size_t>(put);
+    }
+    return true;
+}
+
+bool isCopied(int from, int to) {
+    std::vector<char> piece(kPiece);
+    for (;;) {
+        const ssize_t got = read(from, piece.data(), piece.size());
+        if (got < 0 && errno == EINTR) continue;
+        if (got <= 0) return got == 0;
+        if (!isWritten(to, piece.data(), static_cast<std::size_t>(got))) return false;
+    }
+}
+
+// With its permissions; errno tells why not.
+bool isCopied(const std::string &from, const std::string &to) {
+    const int in = open(from.c_str(), O_RDONLY | O_CLOEXEC);
+    if (in < 0) return false;
+    struct stat status = {};
+    const bool known = fstat(in, &status) == 0;
+    const int out = known ? open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600) : -1;
+    bool copied = out >= 0 && isCopied(in, out) && fchmod(out, status.st_mode & 07777) == 0;
+    const int code = errno;
+    close(in);
+    if (out >= 0 && close(out) != 0) return false;
+    errno = code;
+    return copied;
 }
 
 void sync(const std::string &path) {
@@ -52,12 +90,12 @@ std::vector<std::string> keepCopies(const FileView &view) {
     const std::vector<std::string> names = namesOfCopies(view);
     const std::vector<std::string> files = filesOf(view);
     for (std::size_t i = 0; i < files.size(); ++i) {
-        std::error_code error;
-        fs::copy_file(files[i], names[i], error);
-        if (error) {
+        if (!isCopied(files[i], names[i])) {
+            const int code = errno;
             for (std::size_t made = 0; made <= i; ++made)
                 std::remove(names[made].c_str());
-            throw Failure(names[i] + ": the copy cannot be made: " + error.message());
+            errno = code;
+            failSystem(names[i], "the copy cannot be made");
         }
         sync(names[i]);
     }

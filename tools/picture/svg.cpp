@@ -1,6 +1,7 @@
 #include "picture/svg.h"
 
 #include "base/failure.h"
+#include "base/out_file.h"
 
 #include <array>
 #include <cstdio>
@@ -66,7 +67,8 @@ void Svg::text(double x, double y, double size, const std::string &colour, const
 }
 
 void Svg::write(const std::string &path) const {
-    std::ofstream file(path, std::ios::binary);
+    NewOutput output(path);
+    std::ofstream file(output.work(), std::ios::binary);
     file << "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" << number(width_) << "\" height=\"" << number(height_)
          << "\" viewBox=\"0 0 " << number(width_) << ' ' << number(height_)
          << "\" font-family=\"Helvetica, Arial, 'DejaVu Sans', sans-serif\">\n<rect width=\"100%\" height=\"100%\" "
@@ -74,6 +76,7 @@ void Svg::write(const std::string &path) const {
          << body_ << "</svg>\n";
     file.close();
     if (!file) throw Failure(path + ": cannot be written");
+    output.keep();
 }
 
 }  // namespace tool

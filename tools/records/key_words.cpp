@@ -39,7 +39,9 @@ std::vector<KeyWords::Named> KeyWords::cut(const std::string &text) const {
     try {
         cells = cellsOf(text);
     } catch (const ValueFault &fault) {
-        throw Failure("key " + inQuotes(text) + ": " + fault.what());
+        const bool name_outside = text.find("=\"") != std::string::npos;
+        throw Failure("key " + inQuotes(text) + ": " + fault.what() +
+                      (name_outside ? "; quotes go round name and value: \"name=one, two\"" : ""));
     }
     for (const std::string &cell : cells) {
         const std::size_t equal = cell.find('=');
@@ -104,6 +106,10 @@ SearchKey KeyWords::make(int index, const std::string &text, bool open) const {
             search.image.replace(static_cast<std::size_t>(part.start), bytes.size(), bytes);
             search.length += static_cast<int>(bytes.size());
         } catch (const ValueFault &fault) {
+            const std::size_t equal = given->name.empty() ? given->value.find('=') : std::string::npos;
+            if (equal != std::string::npos)
+                throw Failure("key " + inQuotes(text) + ": there is no field " +
+                              inQuotes(given->value.substr(0, equal)));
             throw Failure("key " + inQuotes(text) + ": " + field.name + " " + fault.what());
         }
     }

@@ -7,6 +7,24 @@
 
 namespace tool {
 
+namespace {
+
+const char *const kLocked = "somebody else has locked the record";
+
+// Releases the handle's record locks at the end.
+class Unlocked {
+  public:
+    explicit Unlocked(const OpenFile &file) : file_(file) {}
+    ~Unlocked() { isrelease(file_.fd()); }
+    Unlocked(const Unlocked &) = delete;
+    Unlocked &operator=(const Unlocked &) = delete;
+
+  private:
+    const OpenFile &file_;
+};
+
+}  // namespace
+
 Loader::Loader(OpenFile &file, const Layout &layout, const Columns &columns, const LoadOptions &options)
     : file_(file), layout_(layout), columns_(columns), options_(options), blank_(columns.blankRecord()),
       buffer_(static_cast<std::size_t>(layout.imageLength()), '\0') {
@@ -46,8 +64,8 @@ char *Loader::staged(const std::string &record) {
     return buffer_.data();
 }
 
-// Puts the record that has the row's primary key into `record`; false where there is none. The handle has its mask
-// then.
+// Puts the record that has the row's primary key into `record`, and locks it; false where there is none. The handle has
+// its mask then.
 bool Loader::readPresent(const InputRow &row, std::string &record) {
     const KeyDesc &key = layout_.indexes[0];
     for (std::size_t i = 0; i < columns_.count(); ++i) {
@@ -59,8 +77,9 @@ bool Loader::readPresent(const InputRow &row, std::string &record) {
         if (in_key && !row.values[i])
             throw RowFault("field " + field.name + ": is missing, and belongs to the primary key");
     }
-    if (isread(file_.fd(), staged(record), ISEQUAL) != 0) {
+    if (isread(file_.fd(), staged(record), ISEQUAL | ISLOCK) != 0) {
         if (iserrno == ISERR_NOTFOUND) return false;
+        if (iserrno == ISERR_LOCKED) throw RowFault(kLocked);
         failCall(file_.name(), "cannot be read");
     }
     record.assign(buffer_, 0, static_cast<std::size_t>(std::max(isreclen, 0)));
@@ -75,6 +94,8 @@ void Loader::load(const InputRow &row) {
     if (options_.update) {
         std::string present = record;
         if (readPresent(row, present)) {
+            // What others write into it between reading and rewriting would be lost.
+            const Unlocked at_end(file_);
             record = present;
             put(record, row);
             rewrite(record, row, present);
@@ -192,7 +213,7 @@ std::string Loader::duplicateIn(const std::string &record, long own) {
 
 // Why a record is not written: a fault of its row, or of the file.
 void Loader::refuse(int code, const std::string &record, long own) {
-    if (code == ISERR_LOCKED) throw RowFault("somebody else has locked the record");
+    if (code == ISERR_LOCKED) throw RowFault(kLocked);
     if (code == ISERR_DUPLICATE) {
         if (options_.skip_duplicates) {
             ++counts_.skipped;
