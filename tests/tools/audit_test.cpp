@@ -129,7 +129,7 @@ TEST_F(Audit, IsNeverTheFileItself) {
     ASSERT_EQ(isclose(buildItems("items")), 0);
     const Ran ran = isam("audit items name items.dat");
     EXPECT_EQ(ran.status, 2);
-    EXPECT_EQ(ran.err, "isam audit: items.dat: is a file of items itself, and cannot be its audit trail\n");
+    EXPECT_EQ(ran.err, "isam audit: items.dat: belongs to items itself, which would be lost\n");
     EXPECT_EQ(isam("audit items name").status, 1);
 }
 

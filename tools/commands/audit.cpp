@@ -7,7 +7,7 @@
 #include "base/progress.h"
 #include "base/time_text.h"
 #include "commands/commands.h"
-#include "index/file_view.h"
+#include "base/place.h"
 #include "log/audit_filter.h"
 #include "log/audit_text.h"
 
@@ -193,12 +193,7 @@ int name(const Options &options) {
         std::fprintf(stderr, "isam audit: %s: has no audit trail\n", options.file.c_str());
         return kDamage;
     }
-    // The entries would go into the records.
-    for (const char *extension : {".idx", ".dat"}) {
-        std::error_code ignored;
-        if (std::filesystem::equivalent(options.name, linkedPlace(options.file) + extension, ignored))
-            throw Failure(options.name + ": is a file of " + options.file + " itself, and cannot be its audit trail");
-    }
+    refuseOwnFiles(options.name, options.file);
     std::string name = options.name;
     if (isaudit(file.fd(), name.data(), ISAUDSETNAME) != 0) failCall(options.file, "the trail cannot be named");
     file.close();

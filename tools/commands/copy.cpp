@@ -4,7 +4,7 @@
 #include "base/watch.h"
 #include "commands/commands.h"
 #include "commands/whole.h"
-#include "index/file_view.h"
+#include "base/place.h"
 
 #include <cstdio>
 #include <optional>
