@@ -29,6 +29,11 @@ install(FILES ${PROJECT_BINARY_DIR}/isam.pc
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
 
 if(TARGET isam_tool)
+    # Where the system does not look for libraries, the command looks from where it is itself.
+    if(NOT CMAKE_INSTALL_PREFIX STREQUAL "/usr")
+        file(RELATIVE_PATH isam_lib_from_bin ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
+        set_target_properties(isam_tool PROPERTIES INSTALL_RPATH "$ORIGIN/${isam_lib_from_bin}")
+    endif()
     install(TARGETS isam_tool RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
     install(DIRECTORY ${PROJECT_BINARY_DIR}/tools/man/ DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools
         FILES_MATCHING PATTERN "*.1")

@@ -108,6 +108,31 @@ TEST_F(Audit, IsNamed) {
     EXPECT_EQ(isam("audit items show").status, 1);  // nothing has been noted
 }
 
+TEST_F(Audit, IsNotSwitchedOnWhereItWouldKeepTheFileFromBeingChanged) {
+    ASSERT_EQ(isclose(buildItems("items")), 0);
+    const std::string nowhere = path("nowhere"), trail = nowhere + "/trail";
+    ASSERT_EQ(isam("audit items name " + trail).status, 0);
+    const Ran missing = isam("audit items on");
+    EXPECT_EQ(missing.status, 2);
+    EXPECT_EQ(missing.err, "isam audit: items: the trail " + trail +
+                               " cannot be written, and so no change be made while it is on: " + nowhere +
+                               ": No such file or directory\n");
+    ASSERT_EQ(isam("audit items name " + path("")).status, 0);
+    EXPECT_EQ(isam("audit items on").status, 2);
+    EXPECT_EQ(Json::parse(isam("audit items name --json").out)["on"], false);
+    ASSERT_EQ(isam("audit items name " + path("trail")).status, 0);
+    EXPECT_EQ(isam("audit items on").status, 0);
+    EXPECT_EQ(Json::parse(isam("audit items name --json").out)["on"], true);
+}
+
+TEST_F(Audit, IsNeverTheFileItself) {
+    ASSERT_EQ(isclose(buildItems("items")), 0);
+    const Ran ran = isam("audit items name items.dat");
+    EXPECT_EQ(ran.status, 2);
+    EXPECT_EQ(ran.err, "isam audit: items.dat: belongs to items itself, which would be lost\n");
+    EXPECT_EQ(isam("audit items name").status, 1);
+}
+
 TEST_F(Audit, IsFoundBesideTheFileAndReadFromWhereItIsToldToBe) {
     makeTrail();
     ASSERT_EQ(shell("mkdir sub old && mv trail old/put-away && cp old/put-away trail").status, 0);

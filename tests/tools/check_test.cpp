@@ -51,6 +51,21 @@ TEST_F(Check, SaysEveryFindingInWords) {
               std::string::npos);
 }
 
+TEST_F(Check, SeesRecordsThatTheHeaderDoesNotCount) {
+    tool_tests::buildSample("fixed", 400);
+    const std::string index = get("fixed.idx"), data = get("fixed.dat");
+    constexpr int kSlot = 31;
+    // One more may be what a kill has left of a write.
+    put("fixed.dat", data + data.substr(data.size() - kSlot));
+    EXPECT_EQ(isam("check fixed").out, "fixed: sound\n");
+    put("fixed.dat", data + data.substr(data.size() - 3 * kSlot));
+    const Ran ran = isam("check fixed");
+    EXPECT_EQ(ran.status, 1);
+    EXPECT_EQ(ran.out, "fixed: data file: 3 records lie behind the highest number that the index file counts, 400 - "
+                       "nobody finds them, and new ones would be written over them\n"
+                       "fixed: damaged; mend it with: isam repair fixed\n");
+}
+
 TEST_F(Check, SeesANodeThatTwoHave) {
     tool_tests::buildSample("fixed", 400);
     std::string bytes = get("fixed.idx");

@@ -115,6 +115,31 @@ TEST_F(Locktest, FindsLocksUnfitThatCannotBeAwaited) {
     EXPECT_FALSE(isFit(found));
 }
 
+// One that has no room for what it is to write.
+class FullSide : public tool::Side {
+  public:
+    explicit FullSide(tool::Side &side) : side_(side) {}
+    std::string perform(const std::string &command) override {
+        return command.starts_with("append") ? "error No space left on device" : side_.perform(command);
+    }
+
+  private:
+    tool::Side &side_;
+};
+
+TEST_F(Locktest, FindsAFullFileSystemNeitherFitNorUnfit) {
+    tool::Actor actor(path("."), "scratch", tool::systemLock);
+    tool::HereSide here(actor);
+    tool::ChildSide there(path("."), "scratch", tool::systemLock);
+    FullSide full(there);
+    try {
+        examine(here, full, "name", [] {});
+        FAIL() << "it is found something";
+    } catch (const tool::NoRoom &failure) {
+        EXPECT_EQ(std::string(failure.what()).find("the second process: 'append "), 0U) << failure.what();
+    }
+}
+
 TEST_F(Locktest, GoesThroughTheSameStepsBetweenTwoProcessesThatShareADirectoryOnly) {
     Running leader({ISAM_TOOL, "locktest", ".", "--wait", "--json"});
     const Ran joined = isam("locktest . --join --json");

@@ -101,6 +101,23 @@ TEST_F(Follow, TellsOfARecordThatIsTakenBack) {
     isclose(fd);
 }
 
+TEST_F(Follow, EndsWhenAnotherLogTakesTheName) {
+    makeFullLog("full.log");
+    const std::string log = get("full.log");
+    const std::size_t first = static_cast<unsigned char>(log[0]) << 8U | static_cast<unsigned char>(log[1]);
+    put("live.log", log.substr(0, first));
+    Running follow({ISAM_TOOL, "log", "live.log", "-f", "--json"});
+    EXPECT_EQ(typeOf(follow.line()), "build");
+    // Who has the old one open goes on with it, until there is another.
+    std::filesystem::rename("live.log", "old.log");
+    append("old.log", log.substr(first));
+    EXPECT_EQ(typeOf(follow.line()), "open");
+    put("live.log", log);
+    for (std::string line = follow.line(); line != "(end)"; line = follow.line())
+        ASSERT_NE(line, "(nothing)");
+    EXPECT_EQ(follow.wait(), 2);
+}
+
 TEST_F(Follow, ReadsALogWhoseLockIsNotLetGo) {
     makeFullLog("full.log");
     const Holder holder([] {

@@ -1,11 +1,13 @@
 // The commands on whole files, as a user runs them.
 #include "archive/contents.h"
+#include "base/left_over.h"
 #include "base/open_file.h"
 #include "base/sha256.h"
 #include "tools/sample.h"
 #include "tools/snapshot.h"
 #include "tools/tool_run.h"
 
+#include <csignal>
 #include <nlohmann/json.hpp>
 
 namespace {
@@ -136,6 +138,74 @@ TEST_F(Whole, ClusterPutsRecordsInTheOrderOfTheIndexAskedFor) {
                                     "'isam locks orders' tells by whom\n");
 }
 
+TEST_F(Whole, ClusterLeavesADamagedFileAsItIs) {
+    makeOrders(300);
+    std::string index = get("orders.idx");
+    const std::string data = get("orders.dat");
+    // The header counts fewer records than there are.
+    constexpr std::size_t kLowByteOfHighestRecord = 36;
+    ASSERT_EQ(index[kLowByteOfHighestRecord], static_cast<char>(300 & 0xff));
+    index[kLowByteOfHighestRecord] = 20;
+    put("orders.idx", index);
+    expectFailure("cluster orders", "isam cluster: orders: is damaged: 'isam check orders' tells how, 'isam repair "
+                                    "orders' mends it; nothing has been done\n");
+    EXPECT_EQ(get("orders.idx"), index);
+    EXPECT_EQ(get("orders.dat"), data);
+    EXPECT_EQ(isam("repair orders").status, 0);
+    EXPECT_EQ(isam("cluster orders").status, 0);
+    EXPECT_EQ(count("orders"), 300);
+}
+
+TEST_F(Whole, ClusterSaysThatKeysAloneHaveNoOrder) {
+    const int fd = tool_tests::buildKind("keys", {"keys", 0, 0, 0, true, {keyOf(0, {{0, 4, LONGTYPE}})}});
+    ASSERT_EQ(isclose(fd), 0);
+    expectFailure("cluster keys", "isam cluster: keys: has keys alone: there are no records to put in order\n");
+    expectFailure("index add keys 0:2:char",
+                  "isam index add: keys: has keys alone: there are no records to fill an index from\n");
+}
+
+// What is left when a signal ends the work between the two steps.
+void endedBySignal(const std::string &place, const std::string &old, void (*between)()) {
+    const tool::LeftOver left_over(place, old);
+    between();
+    raise(SIGTERM);
+}
+
+TEST_F(Whole, WhatIsHalfMadeGoesWhenASignalEndsTheWork) {
+    put("new.idx", "half");
+    put("new.dat", "half");
+    EXPECT_EXIT(endedBySignal(path("new"), "", [] {}), testing::KilledBySignal(SIGTERM), "");
+    EXPECT_FALSE(std::filesystem::exists(path("new.idx")));
+    EXPECT_FALSE(std::filesystem::exists(path("new.dat")));
+}
+
+TEST_F(Whole, WhatIsMadeInPlaceOfAFileStaysOnceThatHasBegunToGo) {
+    for (const char *name : {"old.idx", "old.dat", "new.idx", "new.dat"})
+        put(name, "bytes");
+    EXPECT_EXIT(endedBySignal(path("new"), path("old"), [] { std::filesystem::remove("old.idx"); }),
+                testing::KilledBySignal(SIGTERM), "");
+    EXPECT_TRUE(std::filesystem::exists(path("new.idx")));
+    EXPECT_TRUE(std::filesystem::exists(path("new.dat")));
+    put("old.idx", "bytes");
+    EXPECT_EXIT(endedBySignal(path("new"), path("old"), [] {}), testing::KilledBySignal(SIGTERM), "");
+    EXPECT_FALSE(std::filesystem::exists(path("new.idx")));
+    EXPECT_TRUE(std::filesystem::exists(path("old.idx")));
+}
+
+TEST_F(Whole, NewNamesMayBeThoseOfAFile) {
+    makeOrders(3);
+    EXPECT_EQ(isam("rename orders.idx old.idx").status, 0);
+    EXPECT_EQ(count("old"), 3);
+    EXPECT_EQ(isam("clone old.dat new.dat").status, 0);
+    EXPECT_EQ(count("new"), 0);
+    EXPECT_EQ(isam("copy old other.idx --create").status, 0);
+    EXPECT_EQ(count("other"), 3);
+    // A set that is called so itself.
+    ASSERT_EQ(isclone(OpenFile::forReading("old").fd(), "odd.idx"), 1);
+    EXPECT_EQ(isam("info odd.idx").status, 0);
+    EXPECT_TRUE(std::filesystem::exists(path("odd.idx.idx")));
+}
+
 TEST_F(Whole, CloneIsEmptyAndOfTheSameShape) {
     makeOrders(5);
     EXPECT_EQ(isam("clone orders.idx new").status, 0);
@@ -153,8 +223,20 @@ TEST_F(Whole, CopyAddsToAFileAndStopsAtAKeyThatIsThere) {
     EXPECT_EQ(firstKeyInRecordOrder("other"), 25);
     const Ran ran = isam("copy orders other");
     EXPECT_EQ(ran.status, 2);
-    EXPECT_NE(ran.err.find("orders: cannot be copied to other: "), std::string::npos) << ran.err;
+    EXPECT_EQ(ran.err,
+              "isam copy: orders: cannot be copied to other: a key is there already that may occur once (100); "
+              "0 records were copied before that, and stay\n");
     EXPECT_EQ(count("other"), 26);
+}
+
+TEST_F(Whole, CopySaysWhatDoesNotFit) {
+    makeOrders(3);
+    const std::string failed = "isam copy: orders: cannot be copied to ";
+    expectFailure("copy orders orders", failed + "orders: both are one file, or their keys differ\n");
+    const int fd = tool_tests::buildKind("notes", {"notes", 20, 300, 0, true, {keyOf(0, {{0, 4, LONGTYPE}})}});
+    ASSERT_EQ(isclose(fd), 0);
+    expectFailure("copy orders notes", failed + "notes: it has records of 20 to 300 bytes, and the other records of 30 "
+                                                "bytes\n");
 }
 
 TEST_F(Whole, CopyThatFailsLeavesNothingOfAFileThatItMade) {
@@ -213,6 +295,21 @@ TEST_F(Whole, RenameTakesBothFilesAndOverwritesNone) {
     EXPECT_NE(ran.err.find("'isam locks old' tells by whom"), std::string::npos) << ran.err;
 }
 
+TEST_F(Whole, RenameTakesTheLayoutAlong) {
+    makeOrders(3);
+    put("orders.layout", "record 30\nfield no 0 4 long\nindex unique no\n");
+    const std::string layout = get("orders.layout");
+    EXPECT_EQ(isam("rename orders old").err, "");
+    EXPECT_EQ(get("old.layout"), layout);
+    EXPECT_FALSE(std::filesystem::exists(path("orders.layout")));
+    put("new.layout", "of something else");
+    const Ran ran = isam("rename old new");
+    EXPECT_EQ(ran.status, 0);
+    EXPECT_EQ(ran.err, "isam rename: old.layout stays: new.layout is there already\n");
+    EXPECT_EQ(get("new.layout"), "of something else");
+    EXPECT_EQ(get("old.layout"), layout);
+}
+
 TEST_F(Whole, IndexIsAddedWithTheFlagsAskedForAndFilled) {
     makeOrders(26);
     const Ran ran =
@@ -264,14 +361,42 @@ TEST_F(Whole, IndexSaysWhatIsWrongWithAKey) {
     expectFailure("index add orders 4:1:char --null 1,2",
                   "isam index add: --null takes one byte for all parts, or one for each\n");
     EXPECT_EQ(isam("index add orders 4:1:char --null 256").status, 2);
-    EXPECT_EQ(isam("index add orders 28:4:char").status, 2) << "behind the record";
-    EXPECT_EQ(isam("index add orders 0:4:long").status, 2) << "is there already";
-    EXPECT_EQ(isam("index add orders 12:4:char").status, 2) << "all the same, and unique";
+    expectFailure("index add orders 28:4:char",
+                  "isam index add: orders: 28:4:char: ends behind the record's 30 bytes\n");
+    expectFailure("index add orders 0:30:char 0:30:char 0:30:char 0:30:char 0:9:char",
+                  "isam index add: orders: the key would have 129 bytes; 128 is the most\n");
+    expectFailure("index add orders 4:6:char",
+                  "isam index add: orders: the index cannot be added: index 2 has the same parts (108)\n");
+    expectFailure("index add orders 12:4:char",
+                  "isam index add: orders: the index cannot be added: two records have the "
+                  "same key (100); with --duplicates they may\n");
+    expectFailure("index add orders price",
+                  "isam index add: price: not START:LENGTH:TYPE, and there is no orders.layout "
+                  "that names fields\n");
     EXPECT_EQ(OpenFile::forReading("orders").indexes().size(), 2U);
     const OpenFile holder = OpenFile::forReading("orders");
     expectFailure(
         "index add orders 4:1:char --duplicates",
         "isam index add: orders: cannot be opened: File is in use (113); 'isam locks orders' tells by whom\n");
+}
+
+TEST_F(Whole, IndexesAreNineAtTheMost) {
+    makeOrders(3);
+    for (int i = 3; i <= ISMAXINDEXES; ++i)
+        EXPECT_EQ(isam("index add orders " + std::to_string(i) + ":1:char --duplicates").status, 0);
+    expectFailure("index add orders 20:1:char --duplicates",
+                  "isam index add: orders: has as many indexes as a file can have: 9\n");
+}
+
+TEST_F(Whole, WhoDropsThePrimaryKeyIsToldWhatTakesItsPlace) {
+    makeOrders(3);
+    EXPECT_EQ(isam("index drop orders 1").out,
+              "orders: index 1 dropped\norders: the primary key is now 4:6:char, which is not unique: isrewrite and "
+              "isdelete refuse it\n");
+    expectFailure("index drop orders 1",
+                  "isam index drop: orders: the index cannot be dropped: it is the only one of a "
+                  "file with a primary key\n");
+    expectFailure("index drop orders 1 2", "isam index drop: one index at a time: those behind it move down by one\n");
 }
 
 TEST_F(Whole, IndexIsDroppedByNumberOrByParts) {

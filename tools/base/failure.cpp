@@ -10,13 +10,14 @@ namespace {
 
 constexpr int kFileBits = 0x0f;
 constexpr int kCallBits = 0xf0;
+constexpr int kReading = 0x40;
 
 const char *callInWords(int io) {
     switch (io & kCallBits) {
     case 0x10: return "opening";
     case 0x20: return "making";
     case 0x30: return "seeking in";
-    case 0x40: return "reading";
+    case kReading: return "reading";
     case 0x50: return "writing";
     case 0x60: return "locking";
     default: return nullptr;
@@ -43,7 +44,9 @@ std::string lastError() {
     const char *call = callInWords(iserrio);
     const char *file = fileInWords(iserrio);
     if (call != nullptr && file != nullptr) words = std::string(call) + " " + file + ": ";
-    return words + std::strerror(code);
+    // The library calls it so where a file ends before what is to be read.
+    const bool may_be_short = code == EIO && (iserrio & kCallBits) == kReading;
+    return words + std::strerror(code) + (may_be_short ? ", or the file is cut off" : "");
 }
 
 void failCall(const std::string &subject, const std::string &what) {

@@ -11,7 +11,8 @@ class Failure : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-// Why the last call of the library failed, in words: "no such record", "reading the index file: Input/output error".
+// Why the last call of the library failed, in words: "no such record", "opening the index file: No such file or
+// directory".
 std::string lastError();
 
 // Throws "SUBJECT: WHAT: " and the last call's reason; where somebody else holds the subject, a file, also how to find

@@ -27,11 +27,15 @@ bool isFile(const std::string &path) {
 }  // namespace
 
 std::string basePath(const std::string &typed) {
+    const auto isSet = [](const std::string &base) {
+        return isFile(base + ".idx") || isFile(base + ".dat");
+    };
     for (const char *extension : {".idx", ".dat"}) {
         const std::string_view end = extension;
         if (!typed.ends_with(end)) continue;
         std::string base = typed.substr(0, typed.size() - end.size());
-        if (isFile(base + ".idx") || isFile(base + ".dat")) return base;
+        const bool named = !base.empty() && !base.ends_with('/');
+        return named && (isSet(base) || !isSet(typed)) ? base : typed;
     }
     return typed;
 }

@@ -7,8 +7,8 @@
 
 namespace tool {
 
-// The base path of a file set, from what the user typed: "orders.idx" and "orders.dat" mean "orders" where the two
-// files are there under that name.
+// The base path of a file set, there or not yet, from what the user typed: "orders.idx" and "orders.dat" mean "orders",
+// but for a set that is called so itself.
 std::string basePath(const std::string &typed);
 
 class OpenFile {

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <csignal>
 #include <filesystem>
 #include <unistd.h>
 
@@ -23,7 +24,12 @@ std::uint64_t fileSize(const std::string &path) {
 
 Watch::Watch(std::string what, std::string path, std::uint64_t total) {
     if (isatty(STDERR_FILENO) != 1) return;
+    // Signals are the other thread's: what a handler finds, that one has just done.
+    sigset_t all, before;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before);
     thread_ = std::thread([this, what = std::move(what), path = std::move(path), total] { run(what, path, total); });
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
 Watch::~Watch() {

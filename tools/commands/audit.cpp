@@ -7,10 +7,12 @@
 #include "base/progress.h"
 #include "base/time_text.h"
 #include "commands/commands.h"
+#include "base/place.h"
 #include "log/audit_filter.h"
 #include "log/audit_text.h"
 
 #include <array>
+#include <cerrno>
 #include <cstdio>
 #include <filesystem>
 #include <optional>
@@ -129,8 +131,10 @@ class Showing {
         do {
             std::fflush(stdout);
             if (trail_.size() < trail_.offset()) throw Failure(path_ + ": has become shorter");
+            const bool replaced = trail_.replaced();
             found = read(nullptr);
             std::fflush(stdout);
+            if (replaced) throw Failure(path_ + ": is another trail by now");
         } while (found != AuditTrail::Found::kDamaged && std::ferror(stdout) == 0 && watch.wait());
         return found;
     }
@@ -189,17 +193,37 @@ int name(const Options &options) {
         std::fprintf(stderr, "isam audit: %s: has no audit trail\n", options.file.c_str());
         return kDamage;
     }
+    refuseOwnFiles(options.name, options.file);
     std::string name = options.name;
     if (isaudit(file.fd(), name.data(), ISAUDSETNAME) != 0) failCall(options.file, "the trail cannot be named");
     file.close();
     return kClean;
 }
 
+// While a trail that is on cannot be written, no program can change the file. Where one with a relative name would be
+// is up to each program.
+void requireWritable(const Options &options, const std::string &trail) {
+    const std::filesystem::path path(trail);
+    if (!path.is_absolute()) return;
+    std::error_code ignored;
+    const std::filesystem::path asked = std::filesystem::exists(path, ignored) ? path : path.parent_path();
+    if (std::filesystem::is_directory(path, ignored))
+        errno = EISDIR;
+    else if (access(asked.c_str(), W_OK) == 0)
+        return;
+    failSystem(options.file + ": the trail " + printable(trail) +
+                   " cannot be written, and so no change be made while it "
+                   "is on",
+               printable(asked.string()));
+}
+
 int switchTo(const Options &options, bool on) {
     OpenFile file = OpenFile::forChanging(options.file);
-    if (settingsOf(file).name.empty()) {
+    const std::string trail = settingsOf(file).name;
+    if (trail.empty()) {
         throw Failure(options.file + ": has no audit trail; 'isam audit " + options.file + " name TRAIL' gives it one");
     }
+    if (on) requireWritable(options, trail);
     if (isaudit(file.fd(), nullptr, on ? ISAUDSTART : ISAUDSTOP) != 0)
         failCall(options.file, "the audit trail cannot be switched");
     file.close();

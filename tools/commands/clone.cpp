@@ -30,7 +30,12 @@ void addClone(Program &program) {
                                     "precious mode and audit trail are not taken along.",
                                     {{"isam clone orders orders-2031", "orders-2031.idx and orders-2031.dat, empty."}});
     Program::addFile(command, options->file);
-    command->add_option("NEW", options->made, "base path of the new file")->required()->type_name("");
+    command
+        ->add_option_function<std::string>(
+            "NEW", [options](const std::string &typed) { options->made = basePath(typed); },
+            "base path of the new file")
+        ->required()
+        ->type_name("");
     program.onRun(command, [options] { return run(*options); });
 }
 

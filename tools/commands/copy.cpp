@@ -1,8 +1,10 @@
 // isam copy: all records of one file into another.
 #include "base/failure.h"
+#include "base/left_over.h"
 #include "base/watch.h"
 #include "commands/commands.h"
 #include "commands/whole.h"
+#include "base/place.h"
 
 #include <cstdio>
 #include <optional>
@@ -24,21 +26,45 @@ OpenFile clone(const OpenFile &from, const std::string &to) {
     return {fd, to};
 }
 
-void copy(const OpenFile &to, const OpenFile &from, int index) {
+std::string lengths(const OpenFile &file) {
+    if (!file.hasRecords()) return "keys alone";
+    if (!file.variableLength()) return "records of " + std::to_string(file.maximumLength()) + " bytes";
+    return "records of " + std::to_string(file.minimumLength()) + " to " + std::to_string(file.maximumLength()) +
+           " bytes";
+}
+
+// made: the destination has just been made for it, and goes after a failure.
+void copy(const OpenFile &to, const OpenFile &from, int index, bool made) {
     KeyDesc storage;
     KeyDesc *key = orderOf(from, index, storage);
     const std::string extension = from.hasRecords() ? ".dat" : ".idx";
     const std::uint64_t total = fileSize(to.name() + extension) + fileSize(from.name() + extension);
-    const Watch watch("copying " + from.name(), to.name() + extension, total);
-    if (iscopy(to.fd(), from.fd(), key) != 0) failCall(from.name(), "cannot be copied to " + to.name());
+    const long before = to.recordCount();
+    {
+        const Watch watch("copying " + from.name(), to.name() + extension, total);
+        if (iscopy(to.fd(), from.fd(), key) == 0) return;
+    }
+    const int code = iserrno;
+    const std::string failed = from.name() + ": cannot be copied to " + to.name() + ": ";
+    if (code == ISERR_ARGUMENT) {
+        const bool same = lengths(from) == lengths(to);
+        throw Failure(failed + (same ? "both are one file, or their keys differ"
+                                     : "it has " + lengths(to) + ", and the other " + lengths(from)));
+    }
+    std::string why = code == ISERR_DUPLICATE ? "a key is there already that may occur once (100)" : lastError();
+    if (!made && from.hasRecords())
+        why += "; " + std::to_string(to.recordCount() - before) + " records were copied before that, and stay";
+    throw Failure(failed + why);
 }
 
 int run(const Options &options) {
     // A clone is opened as the file it is made of.
     const OpenFile from = options.create ? OpenFile::forChanging(options.from) : OpenFile::forReading(options.from);
     OpenFile to = options.create ? clone(from, options.to) : OpenFile::forChanging(options.to);
+    std::optional<LeftOver> left_over;
+    if (options.create) left_over.emplace(linkedPlace(options.to));
     try {
-        copy(to, from, options.index);
+        copy(to, from, options.index, options.create);
         to.close();
     } catch (const Failure &) {
         if (options.create) {
@@ -73,7 +99,7 @@ void addCopy(Program &program) {
         ->type_name("");
     addOrder(command, options->index);
     command->add_flag("--create", options->create,
-                      "make TO first, as 'isam clone' does; nothing of it stays after a failure");
+                      "make TO first, as 'isam clone' does; nothing of it stays where the copy fails or is ended");
     program.onRun(command, [options] { return run(*options); });
 }
 

@@ -46,9 +46,9 @@ int run(const Options &options) {
 void addErase(Program &program) {
     auto options = std::make_shared<Options>();
     CLI::App *command = program.add("erase", "Remove files",
-                                    "Removes the index file and the data file of each FILE. Nobody may have it open. "
-                                    "On a terminal it asks before each "
-                                    "one; elsewhere it needs --yes.",
+                                    "Removes the index file and the data file of each FILE; FILE.layout stays. Nobody "
+                                    "may have it open. On a terminal it asks before each one; elsewhere it needs "
+                                    "--yes.",
                                     {{"isam erase orders", "Asks, then removes orders.idx and orders.dat."},
                                      {"isam erase --yes january february", "Does not ask."}});
     command

@@ -89,24 +89,25 @@ void setNulls(KeyDesc &key, const std::vector<unsigned> &nulls) {
     }
 }
 
-int add(const AddOptions &options) {
-    KeyDesc key = parseKey(options.parts, options.file);
-    key.flags = parseCompressions(options.compressions);
-    if (options.duplicates) key.flags |= ISDUPS;
-    if (options.trailingNuls) key.flags |= ISTRAILNUL;
-    setNulls(key, options.nulls);
-    OpenFile file = OpenFile::alone(options.file);
-    {
-        const Watch watch("adding an index to " + options.file + ", bytes", options.file + ".idx", 0);
-        if (isaddindex(file.fd(), &key) != 0) failCall(options.file, "the index cannot be added");
+// What the library would call a bad key, or an argument that is not allowed.
+void requireRoomFor(const KeyDesc &key, const OpenFile &file) {
+    if (!file.hasRecords()) throw Failure(file.name() + ": has keys alone: there are no records to fill an index from");
+    int length = 0;
+    for (int i = 0; i < key.nparts; ++i) {
+        const KeyPart &part = key.parts[i];
+        if (part.start + part.length > file.minimumLength()) {
+            throw Failure(file.name() + ": " + partWord(part) + ": ends behind the record's " +
+                          (file.variableLength() ? "fixed part of " : "") + std::to_string(file.minimumLength()) +
+                          " bytes");
+        }
+        length += part.length;
     }
-    std::printf("%s: index %zu added\n", options.file.c_str(), file.indexes().size());
-    file.close();
-    return kClean;
-}
-
-bool isNumber(const std::string &word) {
-    return std::all_of(word.begin(), word.end(), [](unsigned char c) { return std::isdigit(c) != 0; });
+    if (length > ISMAXKEYLEN)
+        throw Failure(file.name() + ": the key would have " + std::to_string(length) + " bytes; " +
+                      std::to_string(ISMAXKEYLEN) + " is the most");
+    if (file.indexes().size() + (file.hasPrimaryKey() ? 0U : 1U) >= ISMAXINDEXES)
+        throw Failure(file.name() + ": has as many indexes as a file can have: " + std::to_string(ISMAXINDEXES) +
+                      (file.hasPrimaryKey() ? "" : ", with record-number order"));
 }
 
 bool sameParts(const KeyDesc &a, const KeyDesc &b) {
@@ -117,6 +118,40 @@ bool sameParts(const KeyDesc &a, const KeyDesc &b) {
     return std::equal(a.parts, a.parts + a.nparts, b.parts, b.parts + b.nparts, same);
 }
 
+[[noreturn]] void failAdding(const OpenFile &file, const KeyDesc &key) {
+    const std::string failed = file.name() + ": the index cannot be added: ";
+    if (iserrno == ISERR_DUPLICATE)
+        throw Failure(failed + "two records have the same key (100); with --duplicates they may");
+    if (iserrno != ISERR_INDEXEXISTS) failCall(file.name(), "the index cannot be added");
+    const std::vector<KeyDesc> keys = file.indexes();
+    const auto there =
+        std::find_if(keys.begin(), keys.end(), [&key](const KeyDesc &other) { return sameParts(other, key); });
+    throw Failure(failed + "index " + std::to_string(there - keys.begin() + 1) + " has the same parts (108)");
+}
+
+int add(const AddOptions &options) {
+    KeyDesc key = parseKey(options.parts, options.file);
+    key.flags = parseCompressions(options.compressions);
+    if (options.duplicates) key.flags |= ISDUPS;
+    if (options.trailingNuls) key.flags |= ISTRAILNUL;
+    setNulls(key, options.nulls);
+    OpenFile file = OpenFile::alone(options.file);
+    requireRoomFor(key, file);
+    int result;
+    {
+        const Watch watch("adding an index to " + options.file + ", bytes", options.file + ".idx", 0);
+        result = isaddindex(file.fd(), &key);
+    }
+    if (result != 0) failAdding(file, key);
+    std::printf("%s: index %zu added\n", options.file.c_str(), file.indexes().size());
+    file.close();
+    return kClean;
+}
+
+bool isNumber(const std::string &word) {
+    return std::all_of(word.begin(), word.end(), [](unsigned char c) { return std::isdigit(c) != 0; });
+}
+
 std::size_t findIndex(const DropOptions &options, const std::vector<KeyDesc> &keys) {
     if (options.which.size() == 1 && isNumber(options.which.front())) {
         const std::string &number = options.which.front();
@@ -124,6 +159,8 @@ std::size_t findIndex(const DropOptions &options, const std::vector<KeyDesc> &ke
             if (std::to_string(i + 1) == number) return i;
         throw Failure(options.file + ": there is no index " + number);
     }
+    if (std::all_of(options.which.begin(), options.which.end(), isNumber))
+        throw Failure("one index at a time: those behind it move down by one");
     const KeyDesc wanted = parseKey(options.which, options.file);
     for (std::size_t i = 0; i < keys.size(); ++i)
         if (sameParts(wanted, keys[i])) return i;
@@ -138,9 +175,16 @@ int drop(const DropOptions &options) {
     // Of two with the same parts, as files with masks may have, the call drops the first.
     for (std::size_t i = 0; i < index; ++i)
         if (sameParts(keys[i], key)) throw Failure(options.file + ": index " + std::to_string(i + 1) + " is the same");
+    const bool primary = index == 0 && file.hasPrimaryKey();
+    if (primary && keys.size() == 1)
+        throw Failure(options.file + ": the index cannot be dropped: it is the only one of a file with a primary key");
     if (isdelindex(file.fd(), &key) != 0) failCall(options.file, "the index cannot be dropped");
     file.close();
     std::printf("%s: index %zu dropped\n", options.file.c_str(), index + 1);
+    if (primary) {
+        std::printf("%s: the primary key is now %s%s\n", options.file.c_str(), words(keys[1]).c_str(),
+                    (keys[1].flags & ISDUPS) != 0 ? ", which is not unique: isrewrite and isdelete refuse it" : "");
+    }
     return kClean;
 }
 
@@ -175,7 +219,7 @@ void addAdd(Program &program, CLI::App *index) {
     command->add_flag("--duplicates", options->duplicates, "a key may occur any number of times");
     command
         ->add_option("--compress", options->compressions,
-                     "leading bytes shared with the key before, trailing blanks, repeated keys; or all of them")
+                     "leading (bytes shared with the key before), trailing (blanks), repeated (keys), or all of them")
         ->delimiter(',')
         ->allow_extra_args(false)
         ->type_name("WAY,...");
@@ -192,9 +236,9 @@ void addDrop(Program &program, CLI::App *index) {
     auto options = std::make_shared<DropOptions>();
     CLI::App *command = program.addUnder(
         index, "drop", "Drop an index of a file",
-        "The index is told by its number or by its parts. Those behind it move down by one. Nobody else may have the "
-        "file "
-        "open, and the last index of a file with a primary key stays.",
+        "The index is told by its number or by its parts. Those behind it move down by one; where the first one goes "
+        "the next one becomes the primary key, by which programs rewrite and delete records. Nobody else may have the "
+        "file open, and the last index of a file with a primary key stays.",
         {{"isam index drop orders 2", "Index 2 goes, 3 becomes 2."},
          {"isam index drop orders 10:16:char", "The index on bytes 10 to 25 goes, whatever its number."}});
     Program::addFile(command, options->file);

@@ -158,9 +158,14 @@ int lead(const Options &options) {
     Actor actor(options.directory, std::string(kStem) + ".data", systemLock);
     HereSide here(actor);
     FarSide there(orders, answers);
-    const std::vector<LockFinding> findings = examineWithProgress(here, there, std::string(kStem) + ".name");
-    there.perform(kEnd + jsonOf(findings).dump());
-    return report(options, findings);
+    try {
+        const std::vector<LockFinding> findings = examineWithProgress(here, there, std::string(kStem) + ".name");
+        there.perform(kEnd + jsonOf(findings).dump());
+        return report(options, findings);
+    } catch (const NoRoom &failure) {
+        there.perform(kEnd + std::string(failure.what()));
+        throw;
+    }
 }
 
 int follow(const Options &options) {
@@ -177,7 +182,7 @@ int follow(const Options &options) {
     try {
         findings = findingsOf(Json::parse(order.substr(std::string(kEnd).size())));
     } catch (const Json::exception &) {
-        throw Failure(options.directory + ": the other side's findings cannot be read");
+        throw Failure(options.directory + ": the other side has broken off: " + order.substr(std::string(kEnd).size()));
     }
     return report(options, findings);
 }

@@ -120,8 +120,10 @@ class Listing {
         while (!unreadable_) {
             std::fflush(stdout);
             if (std::ferror(stdout) != 0 || !watch.wait()) return;
+            const bool replaced = log_.replaced();
             takeBack();
             if (read(nullptr) == LogFile::Found::kDamaged) complain(log_.problem());
+            if (replaced) throw Failure(options_.log + ": is another log by now");
         }
     }
 
@@ -172,7 +174,9 @@ void addLog(Program &program) {
         "the order in which they begin in the log. The log has the low 16 bits of process and user; where a program "
         "numbers its transactions itself (isTxnInit), that number stands for the user.\n\n"
         "The log may be in use meanwhile. A log that is cut off within its last record is shown up to there, one that "
-        "is damaged up to the damage; the offset is said, and the exit status is 1.",
+        "is damaged up to the damage; the offset is said, and the exit status is 1. Following ends, with status 2, "
+        "when "
+        "another log has its name.",
         {{"isam log sales.log", "Every record of the log."},
          {"isam log sales.log --file orders --type write,rewrite,delete --long",
           "What became of the records of orders, with their bytes."},

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <filesystem>
 #include <optional>
 
 namespace tool {
@@ -79,6 +80,10 @@ KeyDesc parseKey(const std::vector<std::string> &words, const std::string &file)
         if (pieces.size() == 3) {
             part = parseBytes(pieces, word);
         } else if (pieces.size() == 1) {
+            std::error_code ignored;
+            if (!layout && !std::filesystem::exists(layoutPath(file), ignored))
+                throw Failure(word + ": not START:LENGTH:TYPE, and there is no " + layoutPath(file) +
+                              " that names fields");
             if (!layout) layout = readLayout(layoutPath(file));
             part = parseField(pieces.front(), *layout);
         } else {

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
+#include <cstring>
 
 namespace tool {
 
@@ -71,6 +73,10 @@ class Exam {
     void want(Side &side, const std::string &command, const std::string &wanted) {
         const std::string got = side.perform(command);
         if (got == wanted) return;
+        for (const int full : {ENOSPC, EDQUOT})
+            if (got == std::string("error ") + std::strerror(full))
+                throw NoRoom(std::string(nameOf(side)) + ": '" + command + "': " + std::strerror(full) +
+                             ": whether locks work cannot be told without");
         throw Unexpected{std::string(nameOf(side)) + ": '" + command + "' gave '" + got + "', not '" + wanted + "'"};
     }
     // With the one first and with the other.

@@ -46,6 +46,8 @@ class AuditTrail {
 
     std::int64_t offset() const { return offset_; }
     std::int64_t size() const { return window_.size(); }
+    // Another file has its name by now.
+    bool replaced() const { return window_.replaced(); }
 
   private:
     Found stop(Found how, const std::string &what);

@@ -72,6 +72,12 @@ std::int64_t ByteWindow::size() const {
     return status.st_size;
 }
 
+bool ByteWindow::replaced() const {
+    struct stat open_file, named;
+    if (fstat(fd_, &open_file) != 0 || stat(path_.c_str(), &named) != 0) return false;
+    return open_file.st_dev != named.st_dev || open_file.st_ino != named.st_ino;
+}
+
 const std::uint8_t *ByteWindow::at(std::int64_t offset, std::size_t length, std::size_t *got) {
     const auto here = [&] {
         return offset >= start_ && offset - start_ <= static_cast<std::int64_t>(bytes_.size());

@@ -22,6 +22,8 @@ class ByteWindow {
     void forget() { bytes_.clear(); }
     // Bytes that the file has now.
     std::int64_t size() const;
+    // Another file has its path by now; while there is none, it may be on its way.
+    bool replaced() const;
     const std::string &path() const { return path_; }
 
   private:

@@ -29,6 +29,8 @@ class LogFile {
     // Where the next record begins, and the size of the log.
     std::int64_t offset() const { return offset_; }
     std::int64_t size() const { return window_.size(); }
+    // Another file has its name by now.
+    bool replaced() const { return window_.replaced(); }
 
     // A change that fails is taken back from the end of the log, and another record may stand there by now. Goes back
     // to where the log still is as it was read; returns the records that it was not, the last one first. Throws

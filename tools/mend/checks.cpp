@@ -3,6 +3,7 @@
 #include "base/failure.h"
 #include "base/open_file.h"
 #include "base/progress.h"
+#include "index/data_slots.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -60,10 +61,30 @@ class Checker {
         if (!checked_.shape.headerRead) return;
         if (checked_.shape.header.recordLength != 0 && !view.hasData())
             complain(Severity::kDamage, "data file", "it is missing");
+        lookBehind(view);
         Progress progress("reading " + name_, checked_.shape.nodesInFile(view));
         checked_.survey = surveyNodes(view, checked_.shape, [&progress](std::uint64_t nodes) { progress.step(nodes); });
         for (const NodeFinding &finding : checked_.survey.findings)
             complain(finding.severity, "index file", finding.text);
+    }
+
+    // An added record that was cut off by a kill may lie there, one; the header's number is wrong where there are more.
+    void lookBehind(const FileView &view) {
+        const IndexHeader &header = checked_.shape.header;
+        if (header.recordLength == 0 || !view.hasData()) return;
+        DataSlots slots(view, header);
+        for (std::uint64_t number = header.lastRecord + 1; number <= slots.count(); ++number) {
+            const ConstBytes slot = slots.read(number);
+            if (!slot.empty() && slots.status(slot) == kSlotPresent) ++checked_.uncounted;
+        }
+        if (checked_.uncounted > 1) {
+            complain(Severity::kDamage, "data file",
+                     std::to_string(checked_.uncounted) +
+                         " records lie behind the highest number that the index file "
+                         "counts, " +
+                         std::to_string(header.lastRecord),
+                     "nobody finds them, and new ones would be written over them");
+        }
     }
 
     // Nothing where the library refuses the set for what is wrong with it.

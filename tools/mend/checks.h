@@ -22,6 +22,7 @@ struct Checked {
     int data = 0;              // results of its checks, bits ISCHK_..
     std::vector<int> indexes;  // of each
     int tails = 0;
+    std::uint64_t uncounted = 0;  // records in the data file behind the header's highest number
     std::vector<Complaint> complaints;
 
     bool damaged() const;

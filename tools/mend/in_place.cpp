@@ -85,8 +85,8 @@ bool isMendedInPlace(const Checked &checked) {
     const auto &nodes = checked.survey.nodes;
     // A rebuild takes masks otherwise than a write does, and what records are must be beyond doubt.
     return checked.opens && shape.problems.empty() && shape.header.recordLength != 0 && !shape.header.masks() &&
-           (checked.data & ~ISCHK_FREELIST) == 0 && checked.tails == 0 && checked.survey.nodeListWhole &&
-           checked.indexes.size() == checked.survey.trees.size() &&
+           (checked.data & ~ISCHK_FREELIST) == 0 && checked.tails == 0 && checked.uncounted <= 1 &&
+           checked.survey.nodeListWhole && checked.indexes.size() == checked.survey.trees.size() &&
            std::none_of(nodes.begin(), nodes.end(), [](const NodeUse &use) { return use.shared; });
 }
 
