@@ -194,8 +194,8 @@ TEST_F(StartPoint, LengthDoesNotBlurWhereRelativeModesStart) {
     EXPECT_OK(isstart(fd, &key, 1, row(0, "a"), ISEQUAL));
     EXPECT_OK(isgoto(fd, 2));
     put(open(), row(50, "cedar"));
-    EXPECT_OK(isstart(fd, nullptr, 0, nullptr, ISNEXT));
-    EXPECT_EQ(isrecnum, 3);
+    EXPECT_OK(isstart(fd, nullptr, 0, nullptr, ISCURR));
+    EXPECT_EQ(isrecnum, 2);
 }
 
 TEST_F(StartPoint, UnknownIndexIsRefused) {
