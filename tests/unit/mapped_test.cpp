@@ -39,12 +39,14 @@ class Counter : public shim::Observer {
 
     shim::Answer before(const Arguments &arguments) override {
         ++counts_[arguments.call];
+        if (arguments.call == Call::PositionedWrite) ++writes_[arguments.offset];
         return others_ != nullptr ? others_->before(arguments) : shim::Answer{};
     }
     void after(const Arguments &arguments, long result, int error) override {
         if (others_ != nullptr) others_->after(arguments, result, error);
     }
     int count(Call call) const { return counts_.count(call) != 0 ? counts_.at(call) : 0; }
+    int writesAt(off_t offset) const { return writes_.count(offset) != 0 ? writes_.at(offset) : 0; }
     int all() const {
         int sum = 0;
         for (const auto &[call, times] : counts_)
@@ -55,28 +57,7 @@ class Counter : public shim::Observer {
   private:
     shim::Observer *const others_;
     std::map<Call, int> counts_;
-};
-
-// Where in the index file calls of the system write.
-class Places : public shim::Observer {
-  public:
-    Places() : others_(shim::observe(this)) {}
-    ~Places() override { shim::observe(others_); }
-    Places(const Places &) = delete;
-    Places &operator=(const Places &) = delete;
-
-    shim::Answer before(const Arguments &arguments) override {
-        if (arguments.call == Call::PositionedWrite) ++counts_[arguments.offset];
-        return others_ != nullptr ? others_->before(arguments) : shim::Answer{};
-    }
-    void after(const Arguments &arguments, long result, int error) override {
-        if (others_ != nullptr) others_->after(arguments, result, error);
-    }
-    int count(off_t offset) const { return counts_.count(offset) != 0 ? counts_.at(offset) : 0; }
-
-  private:
-    shim::Observer *const others_;
-    std::map<off_t, int> counts_;
+    std::map<off_t, int> writes_;  // by where they begin
 };
 
 std::string record(int i) { return std::to_string(100000 + i) + std::string(44, static_cast<char>('a' + i % 26)); }
@@ -246,11 +227,11 @@ TEST(Mapped, WritesTheListOfIndexesByCalls) {
     constexpr off_t kList = 1024;
     KeyDesc second = charKey(4);
     second.parts[0].start = 10;
-    Places written;
+    const Counter counter;
     ASSERT_EQ(isaddindex(file.fd(), &second), 0);
-    EXPECT_EQ(written.count(kList), 1);
+    EXPECT_EQ(counter.writesAt(kList), 1);
     ASSERT_EQ(isdelindex(file.fd(), &second), 0);
-    EXPECT_EQ(written.count(kList), 2);
+    EXPECT_EQ(counter.writesAt(kList), 2);
     EXPECT_EQ(testing_support::checkFiles(file.base()).text(), "");
 }
 
@@ -259,21 +240,21 @@ TEST(Mapped, WritesTheNameOfTheTrailByCalls) {
     fill(file, 1);
     std::string first = file.base() + ".aud", second = file.base() + ".other";
     ASSERT_EQ(isaudit(file.fd(), first.data(), ISAUDSETNAME), 0) << iserrno;
-    Places written;
+    const Counter counter;
     ASSERT_EQ(isaudit(file.fd(), second.data(), ISAUDSETNAME), 0) << iserrno;
     const auto node = static_cast<off_t>(file.handle()->auditNode);
-    EXPECT_EQ(written.count((node - 1) * 1024), 1);
+    EXPECT_EQ(counter.writesAt((node - 1) * 1024), 1);
 }
 
 TEST(Mapped, WritesTheUsersTenBytesByCalls) {
     ScratchFile file(50, charKey(6), kMapped);
     fill(file, 1);
-    Places written;
+    const Counter counter;
     std::string bytes = "0123456789";
     ASSERT_EQ(isuserinfo(file.fd(), 1, bytes.data()), 0);
-    EXPECT_EQ(written.count(0), 1);
+    EXPECT_EQ(counter.writesAt(0), 1);
     ASSERT_EQ(file.write(record(1)), 2);
-    EXPECT_EQ(written.count(0), 1) << "the next header is a copy again";
+    EXPECT_EQ(counter.writesAt(0), 1) << "the next header is a copy again";
 }
 
 // What other handles have added is looked for when it is first met.
