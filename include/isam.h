@@ -280,8 +280,8 @@ extern ISAM_API const char *isversnumber;         /* "6.11" */
  * the maximum the error 132. Under ISCOMPRESS runs of blanks, NULs and the
  * digit 0 in tails take less room. The coding, fixed by the files that exist,
  * has one flaw: of a tail that it shortens and that ends in exactly 64, 127,
- * 190 .. (each 63 more) bytes without a run, the last 64 bytes are lost. A run is
- * of 2 to 63 bytes: the last of 64 blanks is such a byte without one. */
+ * 190 .. (each 63 more) bytes without a run, the last 64 bytes are lost. A run
+ * is of 2 to 63 bytes: the last of 64 blanks is such a byte without one. */
 
 /* Makes a file set and opens it.
  *
@@ -311,12 +311,12 @@ ISAM_API int isvbuild(const char *name, int minlen, int maxlen, KeyDesc *key, in
  * mode: access, flags and locking. ISMASK and ISCOMPRESS come from the file,
  * and a compressed file is opened with ISVARLEN in any case. Returns the
  * descriptor; a second open of the same name shares the system's files with
- * the first, whatever the two modes say: where the first has ISLOCKNONE, changes
- * through both and locks of records through the second fail with EBADF; where the
- * second has it, its changes are made, without any lock. The position is before the first record of the
- * first index (of the file, for a file without primary key): ISNEXT returns
- * that record, and isrecnum is its number, 0 in an empty file (without primary
- * key always 1). isreclen becomes the maximum length of variable-length
+ * the first, whatever the two modes say: where the first has ISLOCKNONE,
+ * changes through both and locks of records through the second fail with
+ * EBADF; where the second has it, its changes are made, without any lock. The
+ * position is before the first record of the first index (of the file, for a
+ * file without primary key): ISNEXT returns that record, and isrecnum is its
+ * number, 0 in an empty file (without primary key always 1). isreclen becomes the maximum length of variable-length
  * records, else 0. Inside a transaction a file closed in it comes back as it
  * was, under its old descriptor, when name and mode are those that isgetmode
  * showed of it (ISVARLEN, ISCOMPRESS, ISVARAUTO and ISMAPPED aside, but with
@@ -445,16 +445,17 @@ ISAM_API int isread(int fd, char *record, int mode);
  * with as many bytes of its key as the last read or start in it: all after a
  * read in order or a change. length: leading bytes of the key that count in
  * ISEQUAL, ISGREAT and ISGTEQ from now on, 0 for all. record: holds the key
- * for those modes, unused in others. With a key, ISNEXT, ISPREV and ISCURR start
- * from record isrecnum, where the index has it. isrecnum becomes the record's number
- * and the position moves there; ISFIRST and ISLAST succeed in an empty file
- * too. Under ISLOCKAUTO all record locks of the handle are released.
+ * for those modes, unused in others. With a key, ISNEXT, ISPREV and ISCURR
+ * start from record isrecnum, where the index has it. isrecnum becomes the
+ * record's number and the position moves there; ISFIRST and ISLAST succeed in
+ * an empty file too. Under ISLOCKAUTO all record locks of the handle are
+ * released.
  * Errors: 102 length or mode out of range, or a mode that needs a record
  * without one; 103 no such index; 110 no record for ISNEXT or ISPREV; 111 no
  * such key; 112 no record for ISCURR. After 110 to 112, and without the record
- * that a mode needs, the index and length have been chosen all the same, after a
- * length out of range the index; after 111 a key mode has taken the position's
- * key from the record, as in isread. */
+ * that a mode needs, the index and length have been chosen all the same, after
+ * a length out of range the index; after 111 a key mode has taken the
+ * position's key from the record, as in isread. */
 ISAM_API int isstart(int fd, KeyDesc *key, int length, char *record, int mode);
 
 /* Selects index number 1.. or, with 0, record-number order [read]. With

@@ -16,13 +16,10 @@ struct OldFile {
     ino_t inode = 0;
 };
 
-constexpr std::array<int, 3> kEndingSignals = {SIGINT, SIGTERM, SIGHUP};
-
 // What the handler looks at: nothing of it changes while the handler is in place.
 std::array<std::string, 2> unfinished_files;
 std::array<OldFile, 2> old_files;
 std::size_t old_file_count = 0;
-std::array<struct sigaction, kEndingSignals.size()> actions_before;
 
 bool oldFilesStand() {
     for (std::size_t i = 0; i < old_file_count; ++i) {
@@ -55,18 +52,7 @@ LeftOver::LeftOver(const std::string &place, const std::string &old) {
         if (old.empty() || stat((old + extension).c_str(), &status) != 0) continue;
         old_files[old_file_count++] = {old + extension, status.st_dev, status.st_ino};
     }
-    struct sigaction removes {};
-    removes.sa_handler = removeUnfinished;
-    sigfillset(&removes.sa_mask);
-    for (std::size_t i = 0; i < kEndingSignals.size(); ++i) {
-        sigaction(kEndingSignals[i], nullptr, &actions_before[i]);
-        if (actions_before[i].sa_handler == SIG_DFL) sigaction(kEndingSignals[i], &removes, nullptr);
-    }
-}
-
-LeftOver::~LeftOver() {
-    for (std::size_t i = 0; i < kEndingSignals.size(); ++i)
-        sigaction(kEndingSignals[i], &actions_before[i], nullptr);
+    signals_.emplace(removeUnfinished);
 }
 
 }  // namespace tool

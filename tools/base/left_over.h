@@ -2,6 +2,9 @@
 // caller's to tidy up after.
 #pragma once
 
+#include "base/ending_signals.h"
+
+#include <optional>
 #include <string>
 
 namespace tool {
@@ -13,9 +16,12 @@ class LeftOver {
     // SIGINT, SIGTERM and SIGHUP remove both files before they end the program. One object at a time.
     explicit LeftOver(const std::string &place, const std::string &old = "");
     // What was made stays.
-    ~LeftOver();
+    ~LeftOver() = default;
     LeftOver(const LeftOver &) = delete;
     LeftOver &operator=(const LeftOver &) = delete;
+
+  private:
+    std::optional<EndingSignals> signals_;
 };
 
 }  // namespace tool

@@ -2,8 +2,9 @@
 // its own, and then the signal takes its course. A second signal does so at once.
 #pragma once
 
-#include <array>
-#include <csignal>
+#include "base/ending_signals.h"
+
+#include <optional>
 
 namespace tool {
 
@@ -18,7 +19,7 @@ class StopSignals {
     bool caught() const;
 
   private:
-    std::array<struct sigaction, 3> before_;
+    std::optional<EndingSignals> signals_;
 };
 
 }  // namespace tool
